@@ -1,0 +1,1 @@
+"""Integrations of external engineering programs."""

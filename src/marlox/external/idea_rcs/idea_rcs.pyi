@@ -1,0 +1,1 @@
+"""Build IDEA StatiCa RCS models, run analyses and read their results."""

@@ -1,0 +1,3 @@
+"""
+OpenModel object types, enumerations and base-material tables of IDEA StatiCa RCS.
+"""
