@@ -1,0 +1,10 @@
+// The areas of the idea_rcs extension module; each binds its classes into the module.
+#pragma once
+
+#include <nanobind/nanobind.h>
+
+namespace marlox::py {
+
+namespace nb = nanobind;
+
+}  // namespace marlox::py
