@@ -25,6 +25,7 @@ def generate(module: str, out: pathlib.Path) -> str:
             "-m",
             "nanobind.stubgen",
             "-q",
+            "-P",
             "-m",
             f"marlox.external.idea_rcs.{module}",
             "-o",

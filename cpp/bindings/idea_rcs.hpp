@@ -7,4 +7,7 @@ namespace marlox::py {
 
 namespace nb = nanobind;
 
+// _Model, _EnumEncoder and OpenModel.
+void bind_model(nb::module_ &m);
+
 }  // namespace marlox::py

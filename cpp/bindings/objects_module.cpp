@@ -495,7 +495,13 @@ std::string init_signature(const schema::Type &type) {
         sig += ", ";
         sig += field->name;
         sig += ": " + argument_annotation(*field);
-        if (field->default_ != nullptr) sig += std::string(" = ") + field->default_;
+        if (field->default_ != nullptr) {
+            // Enumeration members are written qualified so that stub tools resolve them.
+            const bool member =
+                field->kind == Kind::Enum && std::string_view(field->default_) != "None";
+            sig += std::string(" = ") + (member ? "marlox.external.idea_rcs.objects." : "") +
+                   field->default_;
+        }
     }
     return sig + ") -> None";
 }

@@ -1,6 +1,11 @@
-"""IDEA StatiCa RCS integration: models, input XML, analysis jobs and result parsing."""
+"""IDEA StatiCa RCS integration: models, input XML, analysis jobs and result parsing.
+
+The classes are implemented in the compiled module :mod:`marlox.external.idea_rcs.idea_rcs`;
+the OpenModel object types, enumerations and material tables in
+:mod:`marlox.external.idea_rcs.objects`.
+"""
 
 from . import objects
-from .idea_rcs import *  # noqa: F403
+from .idea_rcs import OpenModel
 
-__all__ = ["objects"]
+__all__ = ["OpenModel", "objects"]

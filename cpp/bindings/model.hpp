@@ -1,0 +1,38 @@
+// The model container shared by the OpenModel builder and the member-oriented Model.
+#pragma once
+
+#include <Python.h>
+#include <nanobind/nanobind.h>
+
+#include <vector>
+
+namespace marlox::py {
+
+namespace nb = nanobind;
+
+// `_Model`: the seven object lists of one model plus its project data and code settings.
+struct ModelBase {
+    nb::list mat_concrete;
+    nb::list mat_reinforcement;
+    nb::list cross_section;
+    nb::list reinforced_cross_section;
+    nb::list check_member;
+    nb::list check_section;
+    nb::list attribute;
+    nb::object project_data;
+    nb::object code_settings;
+
+    // Empty lists; project data and code settings as given when truthy, else the defaults.
+    void init(nb::handle project, nb::handle code);
+};
+
+struct OpenModelBase : ModelBase {};
+struct FacadeModelBase : ModelBase {};
+
+// The companion module of OpenModel objects.
+nb::module_ companion();
+
+// Garbage-collector support for every model class.
+extern PyType_Slot model_gc_slots[];
+
+}  // namespace marlox::py
