@@ -7,4 +7,7 @@ namespace marlox::py {
 
 namespace nb = nanobind;
 
+// IdeaRcsAnalysis, the analysis job (a subclass of the SDK's ExternalProgram).
+void bind_analysis(nb::module_ &m);
+
 }  // namespace marlox::py
