@@ -80,6 +80,7 @@ def test_job_content():
     analysis = IdeaRcsAnalysis(source, return_rcs_file=1)
     content = analysis._generate_job_content()
     assert content.to_dict() == {"body": "YWJj", "return_result_xml": True, "return_rcs_file": 1}
+    assert json.loads(json.dumps(content)) == content.to_dict()
     source.seek(0, io.SEEK_END)
     source.write(b"d")  # read anew on each call
     assert analysis._generate_job_content().body == "YWJjZA=="

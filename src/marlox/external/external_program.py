@@ -37,33 +37,28 @@ FIRST_POLL, LONGEST_POLL = 0.05, 2.0
 REQUEST_TIMEOUT = 30.0
 
 
-class _JobContent:
-    """The content of a job: a record of keyword fields, sent to the worker as a JSON object."""
+class _JobContent(dict):
+    """The content of a job: a record of keyword fields, sent to the worker as a JSON object.
 
-    __slots__ = ("_fields",)
+    It is a ``dict`` of its fields (so ``json.dumps`` takes it as it is) whose fields can also be
+    read as attributes.
+    """
 
     def __init__(self, **fields: Any) -> None:
-        self._fields = fields
+        super().__init__(fields)
 
     def __getattr__(self, name: str) -> Any:
         try:
-            return self._fields[name]
+            return self[name]
         except KeyError:
             raise AttributeError(f"The job content has no field '{name}'") from None
 
     def to_dict(self) -> dict[str, Any]:
-        """The fields as a new dictionary, in the order they were given."""
-        return dict(self._fields)
-
-    def __eq__(self, other: object) -> bool:
-        if not isinstance(other, _JobContent):
-            return NotImplemented
-        return self._fields == other._fields
-
-    __hash__ = None  # type: ignore[assignment]
+        """The fields as a new plain dictionary, in the order they were given."""
+        return dict(self)
 
     def __repr__(self) -> str:
-        fields = ", ".join(f"{name}={_abridged(value)}" for name, value in self._fields.items())
+        fields = ", ".join(f"{name}={_abridged(value)}" for name, value in self.items())
         return f"_JobContent({fields})"
 
 

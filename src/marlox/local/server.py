@@ -7,6 +7,7 @@ import hmac
 import json
 import logging
 import re
+import sys
 from http import HTTPStatus
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 from typing import Any
@@ -46,6 +47,14 @@ class LocalPlatformServer(ThreadingHTTPServer):
         self.token: str | None = token or None
         self.max_body: int = max_body
         self.jobs: JobRunner = jobs if jobs is not None else runner()
+
+    def handle_error(self, request, client_address) -> None:
+        # A client that went away is no fault of the server's; anything else is logged.
+        error = sys.exc_info()[1]
+        if isinstance(error, (ConnectionError, TimeoutError)):
+            log.debug("client %s went away: %s", client_address, error)
+        else:
+            log.exception("request from %s failed", client_address)
 
     @property
     def url(self) -> str:
