@@ -186,8 +186,7 @@ class ExternalProgram:
         """
         if isinstance(timeout, bool) or not isinstance(timeout, (int, float)) or not timeout > 0:
             raise ValueError(f"The timeout must be a positive number of seconds, not {timeout!r}")
-        content = self._generate_job_content()
-        body = content.to_dict() if hasattr(content, "to_dict") else dict(content)
+        body = dict(self._generate_job_content())
         jobs = _PlatformJobs() if core._platform() is not None else _LocalJobs()
         self._results = None
         started = time.monotonic()
