@@ -10,4 +10,7 @@ namespace nb = nanobind;
 // _Model, _EnumEncoder and OpenModel.
 void bind_model(nb::module_ &m);
 
+// IdeaRcsAnalysis, the analysis job (a subclass of the SDK's ExternalProgram).
+void bind_analysis(nb::module_ &m);
+
 }  // namespace marlox::py

@@ -2,11 +2,23 @@
 
 from __future__ import annotations
 
+import http.client
 import io
+import json
 import os
-from typing import BinaryIO, TextIO
+import urllib.error
+import urllib.request
+from collections.abc import Mapping
+from typing import Any, BinaryIO, TextIO
+
+from .errors import InternalError
 
 __all__ = ["File"]
+
+#: Environment variable with the platform's base URL, e.g. ``https://platform.example:8443``.
+PLATFORM_URL_VARIABLE = "MARLOX_PLATFORM_URL"
+#: Environment variable with the bearer token that the platform expects.
+PLATFORM_TOKEN_VARIABLE = "MARLOX_PLATFORM_TOKEN"
 
 
 class File:
@@ -72,3 +84,95 @@ class File:
         if self._path is not None:
             return f"File(path={self._path!r})"
         return f"File(<{len(self._data or b'')} bytes>)"
+
+
+def _platform() -> tuple[str, str] | None:
+    """The configured platform as (base URL without trailing slash, token), or None."""
+    url = os.environ.get(PLATFORM_URL_VARIABLE, "").strip()
+    if not url:
+        return None
+    return url.rstrip("/"), os.environ.get(PLATFORM_TOKEN_VARIABLE, "").strip()
+
+
+def _platform_message(raw: bytes) -> str:
+    """The platform's own account of a failure: its JSON "error" text, else its reply text."""
+    text = raw.decode("utf-8", "replace").strip()
+    try:
+        reply = json.loads(text)
+    except ValueError:
+        reply = None
+    if isinstance(reply, dict) and isinstance(reply.get("error"), str):
+        return reply["error"]
+    if len(text) > 500:
+        text = text[:500] + "..."
+    return text or "(empty reply)"
+
+
+def _platform_request(
+    method: str, route: str, body: Mapping[str, Any] | None, timeout: float, what: str
+) -> Any:
+    """Send one JSON request to the configured platform and return its decoded JSON reply.
+
+    ``route`` is relative to the platform's base URL; ``what`` names the endpoint in errors.
+    Every failure (status, transport, reply that is not JSON) is an :class:`InternalError`.
+    """
+    platform = _platform()
+    if platform is None:
+        raise InternalError(f"Platform endpoint '{what}' failed: no platform is configured")
+    base, token = platform
+    headers = {"Accept": "application/json"}
+    if token:
+        headers["Authorization"] = f"Bearer {token}"
+    data = None
+    if body is not None:
+        try:
+            data = json.dumps(body).encode("utf-8")
+        except (TypeError, ValueError) as error:
+            raise InternalError(
+                f"Platform endpoint '{what}' failed: the request is not JSON: {error}"
+            ) from error
+        headers["Content-Type"] = "application/json"
+    request = urllib.request.Request(f"{base}/{route}", data=data, headers=headers, method=method)
+    try:
+        with urllib.request.urlopen(request, timeout=timeout) as response:
+            raw = response.read()
+    except urllib.error.HTTPError as error:
+        try:
+            raw = error.read()
+        except (OSError, http.client.HTTPException):
+            raw = b""
+        finally:
+            error.close()
+        raise InternalError(
+            f"Platform endpoint '{what}' failed with HTTP {error.code}: {_platform_message(raw)}"
+        ) from error
+    except (OSError, http.client.HTTPException) as error:
+        reason = getattr(error, "reason", None) or str(error) or type(error).__name__
+        raise InternalError(
+            f"Platform endpoint '{what}' failed: no answer from {base}: {reason}"
+        ) from error
+    try:
+        return json.loads(raw)
+    except ValueError as error:
+        raise InternalError(
+            f"Platform endpoint '{what}' failed: the reply is not JSON: {_platform_message(raw)}"
+        ) from error
+
+
+def _post_on_addon_endpoint(path: str, data: Mapping[str, Any], timeout: float = 60) -> Any:
+    """Post the JSON body ``data`` to the platform's add-on endpoint ``path`` and return its reply.
+
+    With a platform configured (``MARLOX_PLATFORM_URL``, ``MARLOX_PLATFORM_TOKEN``) the body goes
+    to ``<url>/addon/<path>`` with the token as bearer; without one, the embedded local platform
+    (:mod:`marlox.local`) answers in-process. Any failure raises :class:`InternalError` naming
+    the endpoint and the platform's own message.
+    """
+    path = path.lstrip("/")
+    if _platform() is not None:
+        return _platform_request("POST", f"addon/{path}", data, timeout, path)
+    from . import local
+
+    try:
+        return local.call_endpoint(path, data)
+    except InternalError as error:
+        raise InternalError(f"Platform endpoint '{path}' failed: {error}") from error

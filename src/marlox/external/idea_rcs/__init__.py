@@ -6,6 +6,6 @@ the OpenModel object types, enumerations and material tables in
 """
 
 from . import objects
-from .idea_rcs import OpenModel
+from .idea_rcs import IdeaRcsAnalysis, OpenModel
 
-__all__ = ["OpenModel", "objects"]
+__all__ = ["IdeaRcsAnalysis", "OpenModel", "objects"]

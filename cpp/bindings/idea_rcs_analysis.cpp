@@ -1,0 +1,223 @@
+// IdeaRcsAnalysis: the job that runs IDEA StatiCa RCS on a worker of the integration "idearcs".
+//
+// The class is a Python subclass of the SDK's ExternalProgram, made at module initialisation
+// with type(); its methods are nanobind functions. The SDK's callables (_JobContent, File via
+// _get_result, ExecutionError, BytesIO) are looked up at each call, so a replaced SDK is used.
+#include <Python.h>
+
+#include <cstring>
+#include <new>
+
+#include "bindings/idea_rcs.hpp"
+#include "bindings/translate.hpp"
+#include "core/error.hpp"
+
+namespace marlox::py {
+
+namespace {
+
+using namespace nb::literals;
+
+constexpr const char *kSdkModule = "marlox.external.external_program";
+constexpr const char *kIntegration = "idearcs";
+
+// The worker's failure texts (matched exactly) and the messages raised for them.
+struct KnownFailure {
+    const char *worker_text;
+    const char *message;
+};
+
+constexpr KnownFailure kKnownFailures[] = {
+    {"Marlox Idea link not found",
+     "Marlox Idea Link not found, please check worker installation on server"},
+    {"Missing input", "Input is missing, please check input file"},
+    {"Failed creating model",
+     "Idea model cannot be generated, please check correctness of input file"},
+    {"Failed calculation",
+     "Idea analysis cannot be completed, please check input, license and server"},
+};
+
+bool is_true(nb::handle value) {
+    const int truth = PyObject_IsTrue(value.ptr());
+    if (truth < 0) throw nb::python_error();
+    return truth != 0;
+}
+
+// Standard base64 (with padding, no line breaks) of a bytes-like object, as a new str.
+nb::str base64_text(nb::handle data) {
+    static constexpr char kAlphabet[] =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    Py_buffer view;
+    if (PyObject_GetBuffer(data.ptr(), &view, PyBUF_SIMPLE) != 0) throw nb::python_error();
+    struct Release {
+        Py_buffer *view;
+        ~Release() { PyBuffer_Release(view); }
+    } release{&view};
+
+    const auto *in = static_cast<const unsigned char *>(view.buf);
+    const Py_ssize_t size = view.len;
+    if (size / 3 >= PY_SSIZE_T_MAX / 4 - 1) {
+        PyErr_NoMemory();
+        throw nb::python_error();
+    }
+    const Py_ssize_t length = (size + 2) / 3 * 4;
+    nb::str text = nb::steal<nb::str>(PyUnicode_New(length, 127));
+    if (!text.is_valid()) throw nb::python_error();
+    Py_UCS1 *out = PyUnicode_1BYTE_DATA(text.ptr());
+
+    Py_ssize_t i = 0;
+    for (; i + 3 <= size; i += 3) {
+        const unsigned long triple =
+            (unsigned long)in[i] << 16 | (unsigned long)in[i + 1] << 8 | (unsigned long)in[i + 2];
+        *out++ = kAlphabet[(triple >> 18) & 63];
+        *out++ = kAlphabet[(triple >> 12) & 63];
+        *out++ = kAlphabet[(triple >> 6) & 63];
+        *out++ = kAlphabet[triple & 63];
+    }
+    if (i < size) {
+        const bool two = i + 1 < size;
+        const unsigned long triple =
+            (unsigned long)in[i] << 16 | (two ? (unsigned long)in[i + 1] << 8 : 0UL);
+        *out++ = kAlphabet[(triple >> 18) & 63];
+        *out++ = kAlphabet[(triple >> 12) & 63];
+        *out++ = two ? kAlphabet[(triple >> 6) & 63] : '=';
+        *out++ = '=';
+    }
+    return text;
+}
+
+void init(nb::handle self, nb::handle input_file, nb::handle return_result_xml,
+          nb::handle return_rcs_file) {
+    // Version 2 asks the worker to read return_rcs_file; it is chosen by the argument's
+    // presence, not its truth, and return_result_xml plays no part.
+    const int version = return_rcs_file.is_none() ? 1 : 2;
+    nb::object cls =
+        nb::module_::import_("marlox.external.idea_rcs.idea_rcs").attr("IdeaRcsAnalysis");
+    nb::object super_type = nb::borrow(reinterpret_cast<PyObject *>(&PySuper_Type));
+    super_type(cls, self).attr("__init__")(kIntegration, "version"_a = version);
+    nb::setattr(self, "input_file", input_file);
+    // The result XML cannot be switched off: any falsy argument means "on".
+    nb::setattr(self, "_return_result_xml",
+                is_true(return_result_xml) ? nb::borrow(return_result_xml) : nb::bool_(true));
+    nb::setattr(self, "_return_rcs_file",
+                is_true(return_rcs_file) ? nb::borrow(return_rcs_file) : nb::bool_(false));
+}
+
+nb::object generate_job_content(nb::handle self) {
+    nb::object input_file = self.attr("input_file");
+    nb::object bytes_io = nb::module_::import_("io").attr("BytesIO");
+    const int is_bytes_io = PyObject_IsInstance(input_file.ptr(), bytes_io.ptr());
+    if (is_bytes_io < 0) throw nb::python_error();
+    nb::object data =
+        is_bytes_io ? input_file.attr("getvalue")() : input_file.attr("getvalue_binary")();
+    nb::str body = base64_text(data);
+    nb::object job_content = nb::module_::import_(kSdkModule).attr("_JobContent");
+    return job_content("body"_a = body, "return_result_xml"_a = self.attr("_return_result_xml"),
+                       "return_rcs_file"_a = self.attr("_return_rcs_file"));
+}
+
+nb::object handle_execution_error(nb::handle, nb::handle message) {
+    if (!PyUnicode_Check(message.ptr())) {
+        // Not a text, so no key; an unhashable one fails as a dictionary lookup would.
+        if (PyObject_Hash(message.ptr()) == -1) throw nb::python_error();
+        return nb::none();
+    }
+    Py_ssize_t size = 0;
+    const char *text = PyUnicode_AsUTF8AndSize(message.ptr(), &size);
+    if (text == nullptr) {
+        // Lone surrogates: not UTF-8, so equal to none of the keys.
+        if (!PyErr_ExceptionMatches(PyExc_UnicodeEncodeError)) throw nb::python_error();
+        PyErr_Clear();
+        return nb::none();
+    }
+    for (const KnownFailure &failure : kKnownFailures) {
+        if (std::strlen(failure.worker_text) == static_cast<size_t>(size) &&
+            std::memcmp(failure.worker_text, text, static_cast<size_t>(size)) == 0) {
+            raise_sdk_error("ExecutionError", failure.message);
+        }
+    }
+    return nb::none();
+}
+
+nb::object get_output_file(nb::handle self, nb::handle as_file) {
+    if (!is_true(self.attr("_return_result_xml")))
+        fail(ErrorKind::Value, "The result file is not available when 'return_result_xml' = False");
+    return self.attr("_get_result")("body", "as_file"_a = as_file);
+}
+
+nb::object get_idea_rcs_file(nb::handle self, nb::handle as_file) {
+    if (!is_true(self.attr("_return_rcs_file")))
+        fail(ErrorKind::Value, "The rcs file is not available when 'return_rcs_file' = False");
+    return self.attr("_get_result")("idea_rcs_body", "as_file"_a = as_file);
+}
+
+constexpr const char *kClassDoc =
+    "Analysis of an IDEA StatiCa RCS input file, run as a job on a worker of the integration\n"
+    "\"idearcs\".\n"
+    "\n"
+    "Start it with the inherited ``execute(timeout=...)``; afterwards ``get_output_file()``\n"
+    "returns the result XML and ``get_idea_rcs_file()`` the .ideaRcs project file, if it was\n"
+    "asked for.";
+
+constexpr const char *kInitDoc =
+    "Prepare the analysis of ``input_file`` (the IDEA StatiCa RCS input XML, e.g. from\n"
+    "``generate_xml_input()``), stored as given and read when the job is sent.\n"
+    "\n"
+    "The result XML is always returned: ``return_result_xml`` defaults to on, and a false\n"
+    "value also means on. The .ideaRcs project file is returned when ``return_rcs_file`` is\n"
+    "true; it defaults to off.";
+
+constexpr const char *kJobContentDoc =
+    "The job content: the input file's bytes as base64 text (``body``) and both flags.";
+
+constexpr const char *kHandleErrorDoc =
+    "Raise ``ExecutionError`` for a known failure text of the worker; return None for any\n"
+    "other text.";
+
+constexpr const char *kOutputDoc =
+    "The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when\n"
+    "``as_file`` is true. ``execute`` must have been called first.";
+
+constexpr const char *kRcsFileDoc =
+    "The .ideaRcs project file made from the input: a ``BytesIO``, or a ``File`` when\n"
+    "``as_file`` is true. Needs ``return_rcs_file`` and a completed ``execute``.";
+
+}  // namespace
+
+void bind_analysis(nb::module_ &m) {
+    nb::object base = nb::module_::import_(kSdkModule).attr("ExternalProgram");
+    nb::dict ns;
+    ns["__module__"] = m.attr("__name__");
+    ns["__qualname__"] = "IdeaRcsAnalysis";
+    ns["__doc__"] = kClassDoc;
+    ns["__init__"] = nb::cpp_function(
+        &init, nb::is_method(), nb::arg("input_file").none(), nb::kw_only(),
+        nb::arg("return_result_xml").none() = nb::none(),
+        nb::arg("return_rcs_file").none() = nb::none(),
+        nb::sig("def __init__(self, input_file: io.BytesIO | marlox.core.File, *, "
+                "return_result_xml: bool | None = None, return_rcs_file: bool | None = None) "
+                "-> None"),
+        kInitDoc);
+    ns["_generate_job_content"] =
+        nb::cpp_function(&generate_job_content, nb::is_method(),
+                         nb::sig("def _generate_job_content(self) -> "
+                                 "marlox.external.external_program._JobContent"),
+                         kJobContentDoc);
+    ns["_handle_execution_error"] = nb::cpp_function(
+        &handle_execution_error, nb::is_method(), nb::arg("message").none(),
+        nb::sig("def _handle_execution_error(self, message: str) -> None"), kHandleErrorDoc);
+    ns["get_output_file"] = nb::cpp_function(
+        &get_output_file, nb::is_method(), nb::kw_only(), nb::arg("as_file").none() = false,
+        nb::sig("def get_output_file(self, *, as_file: bool = False) -> "
+                "io.BytesIO | marlox.core.File"),
+        kOutputDoc);
+    ns["get_idea_rcs_file"] = nb::cpp_function(
+        &get_idea_rcs_file, nb::is_method(), nb::kw_only(), nb::arg("as_file").none() = false,
+        nb::sig("def get_idea_rcs_file(self, *, as_file: bool = False) -> "
+                "io.BytesIO | marlox.core.File"),
+        kRcsFileDoc);
+    nb::object type = nb::borrow(reinterpret_cast<PyObject *>(&PyType_Type));
+    m.attr("IdeaRcsAnalysis") = type("IdeaRcsAnalysis", nb::make_tuple(base), ns);
+}
+
+}  // namespace marlox::py

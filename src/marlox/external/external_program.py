@@ -1,0 +1,243 @@
+"""External programs that the platform runs as jobs on its workers.
+
+A subclass of :class:`ExternalProgram` names its integration (the kind of worker that runs it),
+builds the job content in :meth:`ExternalProgram._generate_job_content` and may turn the worker's
+failure texts into errors in :meth:`ExternalProgram._handle_execution_error`. :meth:`execute`
+submits the job, waits for it and keeps its result fields, which :meth:`_get_result` hands out.
+
+With a platform configured (``MARLOX_PLATFORM_URL``, ``MARLOX_PLATFORM_TOKEN``) the job goes to
+the platform's job API (documented in :mod:`marlox.local`); without one, it runs in this process
+on the embedded local platform.
+"""
+
+from __future__ import annotations
+
+import base64
+import binascii
+import io
+import json
+import logging
+import time
+from typing import Any
+
+from .. import core
+from ..errors import ExecutionError, InternalError
+
+__all__ = ["ExternalProgram"]
+
+log = logging.getLogger("marlox.external")
+
+#: Seconds :meth:`ExternalProgram.execute` waits for a job unless told otherwise.
+DEFAULT_TIMEOUT = 3600.0
+#: Seconds between progress reports while a job runs.
+PROGRESS_INTERVAL = 10.0
+#: First and longest pause between two status requests, in seconds.
+FIRST_POLL, LONGEST_POLL = 0.05, 2.0
+#: Longest single request to the platform's job API, in seconds.
+REQUEST_TIMEOUT = 30.0
+
+
+class _JobContent(dict):
+    """The content of a job: a record of keyword fields, sent to the worker as a JSON object.
+
+    It is a ``dict`` of its fields (so ``json.dumps`` takes it as it is) whose fields can also be
+    read as attributes.
+    """
+
+    def __init__(self, **fields: Any) -> None:
+        super().__init__(fields)
+
+    def __getattr__(self, name: str) -> Any:
+        try:
+            return self[name]
+        except KeyError:
+            raise AttributeError(f"The job content has no field '{name}'") from None
+
+    def to_dict(self) -> dict[str, Any]:
+        """The fields as a new plain dictionary, in the order they were given."""
+        return dict(self)
+
+    def __repr__(self) -> str:
+        fields = ", ".join(f"{name}={_abridged(value)}" for name, value in self.items())
+        return f"_JobContent({fields})"
+
+
+def _abridged(value: Any) -> str:
+    text = repr(value)
+    return text if len(text) <= 60 else text[:57] + "..."
+
+
+class _PlatformJobs:
+    """The job API of the configured platform, over HTTP."""
+
+    def submit(self, integration: str, version: int, content: dict[str, Any]) -> str:
+        body = {"integration": integration, "version": version, "content": content}
+        reply = core._platform_request("POST", "jobs", body, REQUEST_TIMEOUT, "jobs")
+        if not isinstance(reply, dict) or not isinstance(reply.get("id"), str):
+            raise InternalError(f"Platform endpoint 'jobs' failed: no job id in {reply!r}")
+        return reply["id"]
+
+    def status(self, job_id: str, timeout: float) -> dict[str, Any]:
+        what = f"jobs/{job_id}"
+        reply = core._platform_request("GET", what, None, timeout, what)
+        status = reply.get("status") if isinstance(reply, dict) else None
+        unlisted = status == "finished" and not isinstance(reply.get("results"), list)
+        if status not in ("queued", "running", "finished", "failed") or unlisted:
+            raise InternalError(f"Platform endpoint '{what}' failed: malformed status {reply!r}")
+        return reply
+
+    def pause(self, job_id: str, seconds: float) -> None:
+        time.sleep(seconds)
+
+    def result(self, job_id: str, field: str, timeout: float) -> bytes:
+        what = f"jobs/{job_id}/results/{field}"
+        reply = core._platform_request("GET", what, None, timeout, what)
+        data = reply.get("data") if isinstance(reply, dict) else None
+        try:
+            if not isinstance(data, str):
+                raise ValueError("no text 'data'")
+            return base64.b64decode(data, validate=True)
+        except (ValueError, binascii.Error) as error:
+            raise InternalError(
+                f"Platform endpoint '{what}' failed: the result is not base64 data: {error}"
+            ) from error
+
+
+class _LocalJobs:
+    """The job runner of the embedded local platform, in this process."""
+
+    def __init__(self) -> None:
+        from .. import local
+
+        self._runner = local.runner()
+        self._jobs = local.jobs
+
+    def _call(self, what: str, operation, *args):
+        try:
+            return operation(*args)
+        except (
+            self._jobs.JobRequestError,
+            self._jobs.JobNotFound,
+            self._jobs.JobNotFinished,
+        ) as error:
+            raise InternalError(f"Platform endpoint '{what}' failed: {error}") from error
+
+    def submit(self, integration: str, version: int, content: dict[str, Any]) -> str:
+        try:
+            # Through JSON, as over the wire: the worker sees what a remote worker would see.
+            content = json.loads(json.dumps(content))
+        except (TypeError, ValueError) as error:
+            raise InternalError(
+                f"Platform endpoint 'jobs' failed: the request is not JSON: {error}"
+            ) from error
+        return self._call("jobs", self._runner.submit, integration, version, content)
+
+    def status(self, job_id: str, timeout: float) -> dict[str, Any]:
+        return self._call(f"jobs/{job_id}", self._runner.status, job_id)
+
+    def pause(self, job_id: str, seconds: float) -> None:
+        self._runner.wait(job_id, seconds)
+
+    def result(self, job_id: str, field: str, timeout: float) -> bytes:
+        return self._call(f"jobs/{job_id}/results/{field}", self._runner.result, job_id, field)
+
+
+class ExternalProgram:
+    """A program that a worker of the integration ``integration`` runs as a platform job.
+
+    ``version`` is the version of the job content that the worker is asked to read.
+    """
+
+    def __init__(self, integration: str, version: int = 1) -> None:
+        self._integration = integration
+        self._version = version
+        self._job_id: str | None = None
+        self._results: dict[str, bytes] | None = None
+
+    @property
+    def integration(self) -> str:
+        """The name of the integration whose workers run this program."""
+        return self._integration
+
+    @property
+    def version(self) -> int:
+        """The version of the job content."""
+        return self._version
+
+    @property
+    def job_id(self) -> str | None:
+        """The id of the last job submitted by :meth:`execute`, or None."""
+        return self._job_id
+
+    def _generate_job_content(self) -> _JobContent:
+        """The content of the job to submit; subclasses supply it."""
+        raise NotImplementedError
+
+    def _handle_execution_error(self, message: str) -> None:
+        """Turn the worker's failure text into an error by raising it; None leaves it to
+        :meth:`execute`, which raises :class:`ExecutionError` with the text itself."""
+        return None
+
+    def execute(self, timeout: float = DEFAULT_TIMEOUT) -> None:
+        """Run the job and wait at most ``timeout`` seconds for it; keep its result fields.
+
+        Raises :class:`ExecutionError` when the job fails or does not finish in time, and
+        :class:`InternalError` when the platform cannot be asked.
+        """
+        if isinstance(timeout, bool) or not isinstance(timeout, (int, float)) or not timeout > 0:
+            raise ValueError(f"The timeout must be a positive number of seconds, not {timeout!r}")
+        body = dict(self._generate_job_content())
+        jobs = _PlatformJobs() if core._platform() is not None else _LocalJobs()
+        self._results = None
+        started = time.monotonic()
+        deadline = started + timeout
+        self._job_id = job_id = jobs.submit(self._integration, self._version, body)
+        log.debug("job %s (%s) submitted", job_id, self._integration)
+
+        def request_timeout() -> float:
+            return max(1.0, min(REQUEST_TIMEOUT, deadline - time.monotonic()))
+
+        pause, next_report = FIRST_POLL, started + PROGRESS_INTERVAL
+        while True:
+            status = jobs.status(job_id, request_timeout())
+            if status["status"] in ("finished", "failed"):
+                break
+            now = time.monotonic()
+            if now >= deadline:
+                raise ExecutionError(
+                    f"The job {job_id} ({self._integration}) did not finish within "
+                    f"{timeout:g} s (waited {now - started:.1f} s; it is {status['status']})"
+                )
+            if now >= next_report:
+                log.info(
+                    "job %s (%s) is %s after %.0f s",
+                    job_id,
+                    self._integration,
+                    status["status"],
+                    now - started,
+                )
+                next_report = now + PROGRESS_INTERVAL
+            jobs.pause(job_id, min(pause, deadline - now))
+            pause = min(pause * 1.5, LONGEST_POLL)
+
+        if status["status"] == "failed":
+            message = status.get("message")
+            message = message if isinstance(message, str) else ""
+            log.debug("job %s (%s) failed: %s", job_id, self._integration, message)
+            self._handle_execution_error(message)
+            raise ExecutionError(message or f"The job {job_id} ({self._integration}) failed")
+        self._results = {
+            field: jobs.result(job_id, field, request_timeout()) for field in status["results"]
+        }
+        waited = time.monotonic() - started
+        log.debug("job %s (%s) finished after %.1f s", job_id, self._integration, waited)
+
+    def _get_result(self, field: str, as_file: bool = False) -> io.BytesIO | core.File:
+        """The bytes of the result field ``field`` of the executed job: a :class:`io.BytesIO`
+        at its start, or a :class:`marlox.core.File` when ``as_file`` is true."""
+        if self._results is None:
+            raise ExecutionError("The job has no results: call execute() first")
+        if field not in self._results:
+            raise ExecutionError(f"The job {self._job_id} returned no result field '{field}'")
+        data = self._results[field]
+        return core.File.from_data(data) if as_file else io.BytesIO(data)
