@@ -16,6 +16,7 @@
 
 #include "bindings/translate.hpp"
 #include "core/error.hpp"
+#include "core/input_xml.hpp"
 #include "core/schema.hpp"
 
 namespace nb = nanobind;
@@ -761,6 +762,16 @@ nb::object make_enum(nb::module_ &m, const schema::Enumeration &e) {
     return cls;
 }
 
+nb::bytes write_input_xml(nb::bytes document) {
+    std::string xml;
+    {
+        const std::string_view text(document.c_str(), document.size());
+        nb::gil_scoped_release release;  // the document is kept alive by the caller's reference
+        xml = input_xml::write(text);
+    }
+    return nb::bytes(xml.data(), xml.size());
+}
+
 }  // namespace
 
 }  // namespace marlox::objects
@@ -851,4 +862,10 @@ NB_MODULE(objects, m) {
         if (nb::hasattr(m, entry.name)) nb::delattr(m, entry.name);
         nb::setattr(m, entry.name, value);
     }
+
+    m.def("_write_input_xml", &write_input_xml, "document"_a,
+          nb::sig("def _write_input_xml(document: bytes) -> bytes"),
+          "Write IDEA StatiCa RCS input XML (an OpenModel document in UTF-8) for a serialised "
+          "model given as JSON bytes.\n\nRaises ValueError naming the object and the field "
+          "that cannot be converted.");
 }

@@ -1873,3 +1873,10 @@ class ThermalStateType(enum.Enum):
     """
     Temperature dependence of a material property: none, or as the code gives it.
     """
+
+def _write_input_xml(document: bytes) -> bytes:
+    """
+    Write IDEA StatiCa RCS input XML (an OpenModel document in UTF-8) for a serialised model given as JSON bytes.
+
+    Raises ValueError naming the object and the field that cannot be converted.
+    """
