@@ -182,7 +182,8 @@ def test_units_numbers_and_defaults_as_idea_writes_them():
     [
         (
             lambda d: d["check_member_list"].clear(),
-            "ConcreteMemberDataEc2 1: 'Element' refers to CheckMember 1, which the model does not have",
+            "ConcreteMemberDataEc2 1: 'Element' refers to CheckMember 1, which the model does "
+            "not have",
         ),
         (
             lambda d: d["cross_section_list"][0][1].update(CrossSectionType="Circle"),
