@@ -360,7 +360,8 @@ void bind_model(nb::module_ &m) {
     encoder_class() = encoder;
     m.attr("_EnumEncoder") = encoder;
 
-    nb::class_<ModelBase> model(m, "_Model", nb::type_slots(model_gc_slots), doc::model);
+    nb::class_<ModelBase> model(m, "_Model", nb::type_slots(model_gc_slots),
+                                nb::is_weak_referenceable(), doc::model);
     model
         .def(
             "__init__",
@@ -480,7 +481,7 @@ void bind_model(nb::module_ &m) {
             doc::generate_xml_input);
 
     nb::class_<OpenModelBase, ModelBase> open_model(m, "OpenModel", nb::type_slots(model_gc_slots),
-                                                    doc::open_model);
+                                                    nb::is_weak_referenceable(), doc::open_model);
     open_model.def(
         "__init__",
         [](OpenModelBase *self, nb::handle project_data, nb::handle code_settings) {

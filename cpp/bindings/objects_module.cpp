@@ -524,7 +524,8 @@ std::string class_doc(const schema::Type &type) {
 
 template <class C, class... Base>
 nb::class_<C, Base...> bind_type(nb::module_ &m, const schema::Type &type) {
-    nb::class_<C, Base...> cls(m, type.name, nb::type_slots(gc_slots), keep(class_doc(type)));
+    nb::class_<C, Base...> cls(m, type.name, nb::type_slots(gc_slots), nb::is_weak_referenceable(),
+                               keep(class_doc(type)));
     if (!type.abstract) {
         cls.def(
             "__init__",
