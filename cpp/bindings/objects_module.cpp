@@ -467,7 +467,12 @@ int traverse(PyObject *self, visitproc visit, void *arg) {
 
 int clear(PyObject *self) {
     if (!nb::inst_ready(self)) return 0;
-    for (nb::object &value : nb::inst_ptr<Obj>(self)->values) value = nb::none();
+    Obj *object = nb::inst_ptr<Obj>(self);
+    // Lists stay lists, so that an operation reached during collection finds what it expects.
+    for (size_t i = 0; i < object->values.size(); ++i)
+        object->values[i] = object->type->fields[i].kind == Kind::ObjectList
+                                ? nb::object(nb::list())
+                                : nb::object(nb::none());
     return 0;
 }
 
