@@ -10,4 +10,7 @@ namespace nb = nanobind;
 // _Model, _EnumEncoder and OpenModel.
 void bind_model(nb::module_ &m);
 
+// Section prototypes, members and the member-oriented Model.
+void bind_members(nb::module_ &m);
+
 }  // namespace marlox::py

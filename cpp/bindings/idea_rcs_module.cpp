@@ -9,4 +9,5 @@ NB_MODULE(idea_rcs, m) {
     marlox::py::register_error_translator();
     // Areas, in the order their classes are bound:
     marlox::py::bind_model(m);
+    marlox::py::bind_members(m);
 }

@@ -6,6 +6,27 @@ the OpenModel object types, enumerations and material tables in
 """
 
 from . import objects
-from .idea_rcs import OpenModel
+from .idea_rcs import (
+    Beam,
+    CompressionMember,
+    GeneralShape,
+    Member,
+    Model,
+    OneWaySlab,
+    OpenModel,
+    RectSection,
+    SectionPrototype1D,
+)
 
-__all__ = ["OpenModel", "objects"]
+__all__ = [
+    "Beam",
+    "CompressionMember",
+    "GeneralShape",
+    "Member",
+    "Model",
+    "OneWaySlab",
+    "OpenModel",
+    "RectSection",
+    "SectionPrototype1D",
+    "objects",
+]
