@@ -194,7 +194,7 @@ void bind_prototypes(nb::module_ &m) {
                         self.attr("_width") = width;
                         self.attr("_height") = height;
                     },
-                    "width"_a, "height"_a,
+                    "width"_a.none(), "height"_a.none(),
                     nb::sig("def __init__(self, width: float, height: float) -> None"),
                     doc::prototype_init));
     nb::setattr(rect, "_type",
@@ -226,8 +226,8 @@ void bind_prototypes(nb::module_ &m) {
                         self.attr("_outline") = outline;
                         self.attr("_openings") = openings;
                     },
-                    "outline"_a, "openings"_a = nb::none(), nb::sig(sig::general_shape_init),
-                    doc::prototype_init));
+                    "outline"_a.none(), "openings"_a.none() = nb::none(),
+                    nb::sig(sig::general_shape_init), doc::prototype_init));
     nb::setattr(
         general, "_type",
         property(method(
@@ -286,7 +286,7 @@ void def_member_init(nb::class_<C, MemberHandles> &cls) {
             made->rcs = nb::borrow(rcs);
             made->check_section = nb::borrow(check_section);
         },
-        "rcs"_a, "check_section"_a,
+        "rcs"_a.none(), "check_section"_a.none(),
         nb::sig("def __init__(self, rcs: marlox.external.idea_rcs.objects.ReinforcedCrossSection, "
                 "check_section: marlox.external.idea_rcs.objects.CheckSection) -> None"));
 }
@@ -310,7 +310,7 @@ void bind_member_classes(nb::module_ &m) {
             [](MemberHandles *self, nb::handle rcs, nb::handle check_section) {
                 new (self) MemberHandles{nb::borrow(rcs), nb::borrow(check_section)};
             },
-            "rcs"_a, "check_section"_a,
+            "rcs"_a.none(), "check_section"_a.none(),
             nb::sig("def __init__(self, rcs: "
                     "marlox.external.idea_rcs.objects.ReinforcedCrossSection, check_section: "
                     "marlox.external.idea_rcs.objects.CheckSection) -> None"))
@@ -353,7 +353,8 @@ void bind_member_classes(nb::module_ &m) {
                nb::handle material) {
                 self.rcs.attr("create_bar")(coordinates, diameter, material);
             },
-            "coordinates"_a, "diameter"_a, "material"_a, nb::sig(sig::create_bar), doc::create_bar)
+            "coordinates"_a.none(), "diameter"_a.none(), "material"_a.none(),
+            nb::sig(sig::create_bar), doc::create_bar)
         .def(
             "create_bar_layer",
             [](const MemberHandles &self, nb::handle origin, nb::handle diameter,
@@ -364,9 +365,9 @@ void bind_member_classes(nb::module_ &m) {
                                                   "number_of_bars"_a = number_of_bars,
                                                   "delta_y"_a = delta_y, "delta_z"_a = delta_z);
             },
-            nb::kw_only(), "origin"_a, "diameter"_a, "material"_a, "number_of_bars"_a,
-            "delta_y"_a = nb::none(), "delta_z"_a = nb::none(), nb::sig(sig::create_bar_layer),
-            doc::create_bar_layer)
+            nb::kw_only(), "origin"_a.none(), "diameter"_a.none(), "material"_a.none(),
+            "number_of_bars"_a.none(), "delta_y"_a.none() = nb::none(),
+            "delta_z"_a.none() = nb::none(), nb::sig(sig::create_bar_layer), doc::create_bar_layer)
         .def(
             "create_stirrup",
             [](const MemberHandles &self, nb::handle points, nb::handle diameter,
@@ -377,9 +378,11 @@ void bind_member_classes(nb::module_ &m) {
                                                 torsion_check, mandrel_diameter_factor,
                                                 anchorage_length);
             },
-            "points"_a, "diameter"_a, "material"_a, "distance"_a, "shear_check"_a = nb::none(),
-            "torsion_check"_a = nb::none(), "mandrel_diameter_factor"_a = nb::none(),
-            "anchorage_length"_a = nb::none(), nb::sig(sig::create_stirrup), doc::create_stirrup)
+            "points"_a.none(), "diameter"_a.none(), "material"_a.none(), "distance"_a.none(),
+            "shear_check"_a.none() = nb::none(), "torsion_check"_a.none() = nb::none(),
+            "mandrel_diameter_factor"_a.none() = nb::none(),
+            "anchorage_length"_a.none() = nb::none(), nb::sig(sig::create_stirrup),
+            doc::create_stirrup)
         .def(
             "create_extreme",
             [](const MemberHandles &self, nb::handle description, nb::handle accidental,
@@ -390,10 +393,11 @@ void bind_member_classes(nb::module_ &m) {
                     "fatigue"_a = fatigue, "frequent"_a = frequent, "fundamental"_a = fundamental,
                     "characteristic"_a = characteristic, "quasi_permanent"_a = quasi_permanent);
             },
-            nb::kw_only(), "description"_a = nb::none(), "accidental"_a = nb::none(),
-            "fatigue"_a = nb::none(), "frequent"_a = nb::none(), "fundamental"_a = nb::none(),
-            "characteristic"_a = nb::none(), "quasi_permanent"_a = nb::none(),
-            nb::sig(sig::create_extreme), doc::create_extreme);
+            nb::kw_only(), "description"_a.none() = nb::none(), "accidental"_a.none() = nb::none(),
+            "fatigue"_a.none() = nb::none(), "frequent"_a.none() = nb::none(),
+            "fundamental"_a.none() = nb::none(), "characteristic"_a.none() = nb::none(),
+            "quasi_permanent"_a.none() = nb::none(), nb::sig(sig::create_extreme),
+            doc::create_extreme);
 
     bind_member_kind<0>(m, "Beam", doc::beam);
     bind_member_kind<1>(m, "CompressionMember", doc::compression_member);
@@ -519,11 +523,12 @@ void def_member_operation(nb::class_<FacadeModelBase, ModelBase> &cls, const cha
                                  member_name, rcs_name, design_member_name, exposure_classes,
                                  coeff_kx, creep_coefficient, relative_humidity);
         },
-        nb::is_method(), "cs"_a, "material"_a, nb::kw_only(), "calculation_control"_a = nb::none(),
-        "name"_a = nb::none(), "rcs_name"_a = nb::none(), "design_member_name"_a = nb::none(),
-        "exposure_classes"_a = nb::none(), "coeff_kx"_a = nb::none(),
-        "creep_coefficient"_a = nb::none(), "relative_humidity"_a = nb::none(), nb::sig(signature),
-        doc);
+        nb::is_method(), "cs"_a.none(), "material"_a.none(), nb::kw_only(),
+        "calculation_control"_a.none() = nb::none(), "name"_a.none() = nb::none(),
+        "rcs_name"_a.none() = nb::none(), "design_member_name"_a.none() = nb::none(),
+        "exposure_classes"_a.none() = nb::none(), "coeff_kx"_a.none() = nb::none(),
+        "creep_coefficient"_a.none() = nb::none(), "relative_humidity"_a.none() = nb::none(),
+        nb::sig(signature), doc);
 }
 
 nb::object create_concrete_material(nb::handle self, nb::handle base_material, nb::handle name,
@@ -573,37 +578,41 @@ void bind_model_facade(nb::module_ &m) {
                 made.init(project_data, code_settings);
                 new (self) FacadeModelBase(std::move(made));
             },
-            nb::kw_only(), "project_data"_a = nb::none(), "code_settings"_a = nb::none(),
-            nb::sig(sig::model_init))
+            nb::kw_only(), "project_data"_a.none() = nb::none(),
+            "code_settings"_a.none() = nb::none(), nb::sig(sig::model_init))
         .def("create_concrete_material", &create_concrete_material, nb::is_method(),
-             "base_material"_a, "name"_a = nb::none(), nb::kw_only(), "unit_mass"_a = 2500,
-             "fck"_a = nb::none(), "stone_diameter"_a = 0.016,
-             "cement_class"_a = objects.attr("ConcCementClass").attr("R"),
-             "aggregate_type"_a = objects.attr("ConcAggregateType").attr("QUARTZITE"),
-             "diagram_type"_a = objects.attr("ConcDiagramType").attr("PARABOLIC"),
-             "silica_fume"_a = false, "plain_concrete_diagram"_a = false,
-             "dep_params"_a = nb::none(), nb::sig(sig::create_concrete_material),
+             "base_material"_a.none(), "name"_a.none() = nb::none(), nb::kw_only(),
+             "unit_mass"_a.none() = 2500, "fck"_a.none() = nb::none(),
+             "stone_diameter"_a.none() = 0.016,
+             "cement_class"_a.none() = objects.attr("ConcCementClass").attr("R"),
+             "aggregate_type"_a.none() = objects.attr("ConcAggregateType").attr("QUARTZITE"),
+             "diagram_type"_a.none() = objects.attr("ConcDiagramType").attr("PARABOLIC"),
+             "silica_fume"_a.none() = false, "plain_concrete_diagram"_a.none() = false,
+             "dep_params"_a.none() = nb::none(), nb::sig(sig::create_concrete_material),
              doc::create_concrete_material)
         .def("create_reinforcement_material", &create_reinforcement_material, nb::is_method(),
-             "base_material"_a, "name"_a = nb::none(), nb::kw_only(), "unit_mass"_a = 7850,
-             "e_modulus"_a = 200000, "fyk"_a = nb::none(), "ftk_by_fyk"_a = nb::none(),
-             "epsuk"_a = nb::none(), "type_"_a = objects.attr("ReinfType").attr("BARS"),
-             "bar_surface"_a = objects.attr("BarSurface").attr("RIBBED"),
-             "class_"_a = objects.attr("ReinfClass").attr("B"),
-             "fabrication"_a = objects.attr("ReinfFabrication").attr("HOT_ROLLED"),
-             "diagram_type"_a = objects.attr("ReinfDiagramType").attr("BILINEAR_INCLINED"),
+             "base_material"_a.none(), "name"_a.none() = nb::none(), nb::kw_only(),
+             "unit_mass"_a.none() = 7850, "e_modulus"_a.none() = 200000,
+             "fyk"_a.none() = nb::none(), "ftk_by_fyk"_a.none() = nb::none(),
+             "epsuk"_a.none() = nb::none(),
+             "type_"_a.none() = objects.attr("ReinfType").attr("BARS"),
+             "bar_surface"_a.none() = objects.attr("BarSurface").attr("RIBBED"),
+             "class_"_a.none() = objects.attr("ReinfClass").attr("B"),
+             "fabrication"_a.none() = objects.attr("ReinfFabrication").attr("HOT_ROLLED"),
+             "diagram_type"_a.none() = objects.attr("ReinfDiagramType").attr("BILINEAR_INCLINED"),
              nb::sig(sig::create_reinforcement_material), doc::create_reinforcement_material);
     def_member_operation(model, "create_beam", "Beam", "BEAM", sig::create_beam, doc::create_beam);
     def_member_operation(model, "create_compression_member", "CompressionMember", "COLUMN",
                          sig::create_compression_member, doc::create_compression_member);
     def_member_operation(model, "create_one_way_slab", "OneWaySlab", "BEAM_SLAB",
                          sig::create_one_way_slab, doc::create_one_way_slab);
-    model.def("_create_1d_section", &create_1d_section, nb::is_method(), "member_type"_a, "cs"_a,
-              "material"_a, "calculation_control"_a = nb::none(), "name"_a = nb::none(),
-              "rcs_name"_a = nb::none(), "exposure_classes"_a = nb::none(),
-              "coeff_kx"_a = nb::none(), "creep_coefficient"_a = nb::none(),
-              "relative_humidity"_a = nb::none(), "design_member_name"_a = nb::none(),
-              nb::sig(sig::create_1d_section), doc::create_1d_section);
+    model.def("_create_1d_section", &create_1d_section, nb::is_method(), "member_type"_a.none(),
+              "cs"_a.none(), "material"_a.none(), "calculation_control"_a.none() = nb::none(),
+              "name"_a.none() = nb::none(), "rcs_name"_a.none() = nb::none(),
+              "exposure_classes"_a.none() = nb::none(), "coeff_kx"_a.none() = nb::none(),
+              "creep_coefficient"_a.none() = nb::none(), "relative_humidity"_a.none() = nb::none(),
+              "design_member_name"_a.none() = nb::none(), nb::sig(sig::create_1d_section),
+              doc::create_1d_section);
 }
 
 }  // namespace
