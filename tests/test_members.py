@@ -129,7 +129,7 @@ def test_a_subclass_without_the_properties_stays_abstract():
         _parameters = property(lambda self: {})
 
     assert NoConstructor.__abstractmethods__ == {"__init__"}
-    with pytest.raises(TypeError, match="abstract method '__init__'"):
+    with pytest.raises(TypeError, match="abstract method '?__init__"):
         NoConstructor()
 
 
@@ -152,9 +152,10 @@ def test_inherited_constructors():
     assert caught.value.args == ()
 
     plate = complete(
-        idea_rcs._SectionPrototype2D, lambda self, t: super(type(self), self).__init__(t)
+        idea_rcs._SectionPrototype2D, lambda self, t: super(type(self), self).__init__(thickness=t)
     )
     assert vars(plate(0.25)) == {"_thickness": 0.25}
+    assert vars(plate(None)) == {"_thickness": None}
 
     root = complete(idea_rcs._SectionPrototype, lambda self: super(type(self), self).__init__())
     assert vars(root()) == {}
@@ -292,19 +293,3 @@ def test_member_operations_pass_companion_errors_through(model_member):
     with pytest.raises(ValueError, match="points"):
         member.create_stirrup([(0, 0)], 0.008, steel, 0.15)
     assert member.bars == member.stirrups == []
-
-
-def test_member_layer_and_stirrup_defaults(model_member):
-    member, steel = model_member
-    member.create_bar_layer(
-        origin=(-0.1, -0.2), diameter=0.016, material=steel, number_of_bars=3, delta_y=0.2
-    )
-    assert [bar.coordinates for bar in member.bars] == pytest.approx(
-        [(-0.1, -0.2), (0.0, -0.2), (0.1, -0.2)]
-    )
-    member.create_stirrup(
-        [(0, 0), (0.2, 0), ((0.2, 0.3), (0.25, 0.15)), (0, 0.3)], 0.008, steel, 0.2
-    )
-    (stirrup,) = member.stirrups
-    assert (stirrup.shear_check, stirrup.torsion_check) == (False, False)
-    assert (stirrup.mandrel_diameter_factor, stirrup.anchorage_length) == (1.0, 0.0)

@@ -1,8 +1,6 @@
 """The member-oriented Model: materials with engineering defaults, and the member operations
 that create the five OpenModel objects of a member in one step."""
 
-import json
-
 import pytest
 
 from marlox.external.idea_rcs import idea_rcs
@@ -312,19 +310,3 @@ def test_1d_section_override_makes_the_member():
 
     member = Overridden().create_compression_member("shape", "concrete")
     assert (member._rcs, member._check_section) == (o.MemberType.COLUMN, "shape")
-
-
-def test_model_serialises(model, concrete):
-    steel = model.create_reinforcement_material(STEEL)
-    beam = model.create_beam(RectSection(0.3, 0.5), concrete)
-    beam.create_bar_layer(
-        origin=(-0.1, -0.2), diameter=0.02, material=steel, number_of_bars=3, delta_y=0.2
-    )
-    forces = o.InternalForces(n=-1e5, my=5e4)
-    beam.create_extreme(
-        fundamental=o.LoadingULS(forces),
-        fatigue=o.FatigueLoading(o.LoadingULS(forces), o.LoadingULS(o.InternalForces())),
-    )
-    document = json.loads(json.dumps(model._serialize()))
-    assert [kind for kind, _ in document["cross_section_list"]] == ["CrossSectionParameter"]
-    assert len(document["attribute_list"]) == 1

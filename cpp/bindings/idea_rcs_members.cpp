@@ -7,7 +7,6 @@
 #include "bindings/idea_rcs.hpp"
 #include "bindings/members_docs.hpp"
 #include "bindings/model.hpp"
-#include "core/error.hpp"
 
 namespace nb = nanobind;
 using namespace nb::literals;
@@ -133,11 +132,12 @@ nb::object property(nb::handle getter, const char *doc) {
 }
 
 // The abstract declarations shared by the three abstract prototypes; `init` is the body of
-// the constructor.
-template <class Init>
+// the constructor and `arguments` name its arguments after self.
+template <class Init, class... Arguments>
 void def_abstract_members(nb::handle cls, Init init, const char *init_signature,
-                          const char *init_doc) {
-    nb::object constructor = method(cls, "__init__", init, nb::sig(init_signature), init_doc);
+                          const char *init_doc, const Arguments &...arguments) {
+    nb::object constructor =
+        method(cls, "__init__", init, arguments..., nb::sig(init_signature), init_doc);
     nb::setattr(cls, "__init__",
                 abstract(constructor, std::string("@abc.abstractmethod\n") + init_signature +
                                           ":\n    \"\"\"" + init_doc + "\"\"\""));
@@ -184,7 +184,8 @@ void bind_prototypes(nb::module_ &m) {
         make_class(m, "_SectionPrototype2D", nb::make_tuple(root, abc), doc::section_prototype_2d);
     def_abstract_members(
         two_d, [](nb::handle self, nb::handle thickness) { self.attr("_thickness") = thickness; },
-        "def __init__(self, thickness: float) -> None", doc::prototype_2d_init);
+        "def __init__(self, thickness: float) -> None", doc::prototype_2d_init,
+        "thickness"_a.none());
 
     nb::object rect = make_class(m, "RectSection", nb::make_tuple(one_d), doc::rect_section);
     nb::setattr(rect, "__init__",
