@@ -98,7 +98,10 @@ void bind_abstract_method(nb::module_ &m) {
         .def_prop_ro("__doc__",
                      [](const AbstractMethod &self) { return self.function.attr("__doc__"); })
         .def_prop_ro("__nb_signature__",
-                     [](const AbstractMethod &self) { return self.declaration; });
+                     [](const AbstractMethod &self) { return self.declaration; })
+        .def("__repr__", [](const AbstractMethod &self) {
+            return nb::str("<abstract method {}>").format(self.function.attr("__qualname__"));
+        });
     // An implementation detail: not part of the module's namespace.
     nb::delattr(m, "_AbstractMethod");
 }
@@ -172,13 +175,13 @@ void bind_prototypes(nb::module_ &m) {
     nb::object root =
         make_class(m, "_SectionPrototype", nb::make_tuple(abc), doc::section_prototype);
     def_abstract_members(
-        root, [](nb::handle) {}, "def __init__(self) -> None", doc::prototype_init);
+        root, [](nb::handle) {}, "def __init__(self) -> None", doc::prototype_abstract_init);
 
     nb::object one_d =
         make_class(m, "SectionPrototype1D", nb::make_tuple(root, abc), doc::section_prototype_1d);
     def_abstract_members(
         one_d, [](nb::handle) { raise_not_implemented(); }, "def __init__(self) -> None",
-        doc::prototype_init);
+        doc::prototype_abstract_init);
 
     nb::object two_d =
         make_class(m, "_SectionPrototype2D", nb::make_tuple(root, abc), doc::section_prototype_2d);

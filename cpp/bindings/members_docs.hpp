@@ -136,7 +136,9 @@ inline constexpr const char *general_shape =
     "    outline: The outer boundary.\n"
     "    openings: Openings, each a polygon of the same form; None for none.";
 
-inline constexpr const char *prototype_init = "Store the shape's dimensions.";
+inline constexpr const char *prototype_init = "Store the shape's dimensions as given.";
+inline constexpr const char *prototype_abstract_init =
+    "Abstract: each shape stores its own dimensions.";
 inline constexpr const char *prototype_2d_init = "Store the plate thickness [m] as ``_thickness``.";
 inline constexpr const char *prototype_type = "The OpenModel cross-section type of the shape.";
 inline constexpr const char *prototype_parameters =

@@ -393,7 +393,7 @@ class _SectionPrototype(abc.ABC):
 
     @abc.abstractmethod
     def __init__(self) -> None:
-        """Store the shape's dimensions."""
+        """Abstract: each shape stores its own dimensions."""
 
     @property
     @abc.abstractmethod
@@ -418,7 +418,7 @@ class SectionPrototype1D(_SectionPrototype, abc.ABC):
 
     @abc.abstractmethod
     def __init__(self) -> None:
-        """Store the shape's dimensions."""
+        """Abstract: each shape stores its own dimensions."""
 
     @property
     @abc.abstractmethod
@@ -467,7 +467,7 @@ class RectSection(SectionPrototype1D):
     _abc_impl: _abc._abc_data = ...
 
     def __init__(self, width: float, height: float) -> None:
-        """Store the shape's dimensions."""
+        """Store the shape's dimensions as given."""
 
     @property
     def _type(self) -> marlox.external.idea_rcs.objects.CrossSectionType:
@@ -495,7 +495,7 @@ class GeneralShape(SectionPrototype1D):
     _abc_impl: _abc._abc_data = ...
 
     def __init__(self, outline: Sequence[tuple[float, float] | tuple[tuple[float, float], tuple[float, float]]], openings: Sequence[Sequence[tuple[float, float] | tuple[tuple[float, float], tuple[float, float]]]] | None = None) -> None:
-        """Store the shape's dimensions."""
+        """Store the shape's dimensions as given."""
 
     @property
     def _type(self) -> marlox.external.idea_rcs.objects.CrossSectionType:
