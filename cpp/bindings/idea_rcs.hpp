@@ -10,6 +10,9 @@ namespace nb = nanobind;
 // _Model, _EnumEncoder and OpenModel.
 void bind_model(nb::module_ &m);
 
+// Section prototypes, members and the member-oriented Model.
+void bind_members(nb::module_ &m);
+
 // IdeaRcsAnalysis, the analysis job (a subclass of the SDK's ExternalProgram).
 void bind_analysis(nb::module_ &m);
 

@@ -9,5 +9,6 @@ NB_MODULE(idea_rcs, m) {
     marlox::py::register_error_translator();
     // Areas, in the order their classes are bound:
     marlox::py::bind_model(m);
+    marlox::py::bind_members(m);
     marlox::py::bind_analysis(m);
 }

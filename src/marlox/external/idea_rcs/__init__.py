@@ -6,6 +6,29 @@ the OpenModel object types, enumerations and material tables in
 """
 
 from . import objects
-from .idea_rcs import IdeaRcsAnalysis, OpenModel
+from .idea_rcs import (
+    Beam,
+    CompressionMember,
+    GeneralShape,
+    IdeaRcsAnalysis,
+    Member,
+    Model,
+    OneWaySlab,
+    OpenModel,
+    RectSection,
+    SectionPrototype1D,
+)
 
-__all__ = ["IdeaRcsAnalysis", "OpenModel", "objects"]
+__all__ = [
+    "Beam",
+    "CompressionMember",
+    "GeneralShape",
+    "IdeaRcsAnalysis",
+    "Member",
+    "Model",
+    "OneWaySlab",
+    "OpenModel",
+    "RectSection",
+    "SectionPrototype1D",
+    "objects",
+]

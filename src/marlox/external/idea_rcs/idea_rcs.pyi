@@ -1,5 +1,8 @@
 """Build IDEA StatiCa RCS models, run analyses and read their results."""
 
+import _abc
+import abc
+from collections.abc import Sequence
 import io
 import json.encoder
 from typing import Any
@@ -378,6 +381,369 @@ class OpenModel(_Model):
             exposure_class_data: Exposure classes.
             creep_coefficient: Final creep coefficient.
             relative_humidity: Relative humidity [%].
+        """
+
+class _SectionPrototype(abc.ABC):
+    """
+    Abstract root of the section prototypes: the shape of a cross-section, independent of any model.
+    """
+
+    __abstractmethods__: frozenset = ...
+
+    _abc_impl: _abc._abc_data = ...
+
+    @abc.abstractmethod
+    def __init__(self) -> None:
+        """Abstract: each shape stores its own dimensions."""
+
+    @property
+    @abc.abstractmethod
+    def _type(self) -> marlox.external.idea_rcs.objects.CrossSectionType:
+        """The OpenModel cross-section type of the shape."""
+
+    @property
+    @abc.abstractmethod
+    def _parameters(self) -> dict[str, float]:
+        """The shape's dimensions [m] by their OpenModel parameter names, as a new dict."""
+
+class SectionPrototype1D(_SectionPrototype, abc.ABC):
+    """
+    Abstract root of the section prototypes of one-dimensional members (beams, columns, one-way slabs).
+
+    A new shape is a subclass that sets its own attributes in ``__init__`` and provides ``_type`` (a ``CrossSectionType`` member) and ``_parameters`` (a new dict of the shape's dimensions [m] by the names that its type documents, e.g. ``{"Width": 0.3, "Height": 0.5}``). The model creates a parametric cross-section from the two; a ``GeneralShape`` (or a subclass of it) becomes a cross-section of components instead.
+    """
+
+    __abstractmethods__: frozenset = ...
+
+    _abc_impl: _abc._abc_data = ...
+
+    @abc.abstractmethod
+    def __init__(self) -> None:
+        """Abstract: each shape stores its own dimensions."""
+
+    @property
+    @abc.abstractmethod
+    def _type(self) -> marlox.external.idea_rcs.objects.CrossSectionType:
+        """The OpenModel cross-section type of the shape."""
+
+    @property
+    @abc.abstractmethod
+    def _parameters(self) -> dict[str, float]:
+        """The shape's dimensions [m] by their OpenModel parameter names, as a new dict."""
+
+class _SectionPrototype2D(_SectionPrototype, abc.ABC):
+    """
+    Abstract root reserved for the section prototypes of two-dimensional (plate) members.
+    """
+
+    __abstractmethods__: frozenset = ...
+
+    _abc_impl: _abc._abc_data = ...
+
+    @abc.abstractmethod
+    def __init__(self, thickness: float) -> None:
+        """Store the plate thickness [m] as ``_thickness``."""
+
+    @property
+    @abc.abstractmethod
+    def _type(self) -> marlox.external.idea_rcs.objects.CrossSectionType:
+        """The OpenModel cross-section type of the shape."""
+
+    @property
+    @abc.abstractmethod
+    def _parameters(self) -> dict[str, float]:
+        """The shape's dimensions [m] by their OpenModel parameter names, as a new dict."""
+
+class RectSection(SectionPrototype1D):
+    """
+    A rectangular cross-section.
+
+    Args:
+        width: Width [m].
+        height: Height [m].
+    """
+
+    __abstractmethods__: frozenset = ...
+
+    _abc_impl: _abc._abc_data = ...
+
+    def __init__(self, width: float, height: float) -> None:
+        """Store the shape's dimensions as given."""
+
+    @property
+    def _type(self) -> marlox.external.idea_rcs.objects.CrossSectionType:
+        """The OpenModel cross-section type of the shape."""
+
+    @property
+    def _parameters(self) -> dict[str, float]:
+        """
+        The shape's dimensions [m] by their OpenModel parameter names, as a new dict.
+        """
+
+class GeneralShape(SectionPrototype1D):
+    """
+    A cross-section bounded by a polygon, with optional openings.
+
+    Vertices are (y, z) [m]. A polygon is closed implicitly: give at least 3 vertices and do not repeat the first at the end. The shape is checked when a member is created from it.
+
+    Args:
+        outline: The outer boundary.
+        openings: Openings, each a polygon of the same form; None for none.
+    """
+
+    __abstractmethods__: frozenset = ...
+
+    _abc_impl: _abc._abc_data = ...
+
+    def __init__(self, outline: Sequence[tuple[float, float] | tuple[tuple[float, float], tuple[float, float]]], openings: Sequence[Sequence[tuple[float, float] | tuple[tuple[float, float], tuple[float, float]]]] | None = None) -> None:
+        """Store the shape's dimensions as given."""
+
+    @property
+    def _type(self) -> marlox.external.idea_rcs.objects.CrossSectionType:
+        """The OpenModel cross-section type of the shape."""
+
+    @property
+    def _parameters(self) -> dict[str, float]:
+        """
+        The shape's dimensions [m] by their OpenModel parameter names, as a new dict.
+        """
+
+class Member:
+    """Base class of all member types."""
+
+    def __init__(self, rcs: marlox.external.idea_rcs.objects.ReinforcedCrossSection, check_section: marlox.external.idea_rcs.objects.CheckSection) -> None: ...
+
+    @property
+    def _rcs(self) -> marlox.external.idea_rcs.objects.ReinforcedCrossSection:
+        """The member's reinforced cross-section, owned by the model."""
+
+    @_rcs.setter
+    def _rcs(self, value: marlox.external.idea_rcs.objects.ReinforcedCrossSection, /) -> None: ...
+
+    @property
+    def _check_section(self) -> marlox.external.idea_rcs.objects.CheckSection:
+        """The member's check section, owned by the model."""
+
+    @_check_section.setter
+    def _check_section(self, value: marlox.external.idea_rcs.objects.CheckSection, /) -> None: ...
+
+    @property
+    def bars(self) -> list[marlox.external.idea_rcs.objects.ReinforcedBar]:
+        """The bars of the member's reinforced cross-section, as a new list."""
+
+    @property
+    def stirrups(self) -> list[marlox.external.idea_rcs.objects.Stirrup]:
+        """The stirrups of the member's reinforced cross-section, as a new list."""
+
+    @property
+    def extremes(self) -> list[marlox.external.idea_rcs.objects.CheckSectionExtreme]:
+        """The load extremes of the member's check section, as a new list."""
+
+    def create_bar(self, coordinates: tuple[float, float], diameter: float, material: marlox.external.idea_rcs.objects.MatReinforcementEc2) -> None:
+        """
+        Add a bar to the member's reinforced cross-section.
+
+        Args:
+            coordinates: Centre of the bar (Y, Z) [m].
+            diameter: Diameter [m].
+            material: Its steel, made by ``Model.create_reinforcement_material``.
+        """
+
+    def create_bar_layer(self, *, origin: tuple[float, float], diameter: float, material: marlox.external.idea_rcs.objects.MatReinforcementEc2, number_of_bars: int, delta_y: float | None = None, delta_z: float | None = None) -> None:
+        """
+        Add a straight layer of bars to the member's reinforced cross-section.
+
+        ``number_of_bars`` bars are placed on a straight line: the first at ``origin``, the last ``delta_y`` further in y and ``delta_z`` further in z, the others evenly between them.
+
+        Args:
+            origin: Centre of the first bar (Y, Z) [m].
+            diameter: Diameter of every bar [m].
+            material: Their steel, made by ``Model.create_reinforcement_material``.
+            number_of_bars: Number of bars, at least 2.
+            delta_y: Distance in y from the first to the last bar [m]; None: 0.
+            delta_z: Distance in z from the first to the last bar [m]; None: 0.
+        """
+
+    def create_stirrup(self, points: Sequence[tuple[float, float] | tuple[tuple[float, float], tuple[float, float]]], diameter: float, material: marlox.external.idea_rcs.objects.MatReinforcementEc2, distance: float, shear_check: bool | None = None, torsion_check: bool | None = None, mandrel_diameter_factor: float | None = None, anchorage_length: float | None = None) -> None:
+        """
+        Add a stirrup to the member's reinforced cross-section.
+
+        Args:
+            points: The stirrup's vertices (X, Y) [m], joined by straight segments; an arc segment is given as ((X_end, Y_end), (X_on_arc, Y_on_arc)).
+            diameter: Diameter [m].
+            material: Its steel, made by ``Model.create_reinforcement_material``.
+            distance: Longitudinal spacing of the stirrups [m].
+            shear_check: The stirrup is taken into account in the shear check; None: False.
+            torsion_check: The stirrup is taken into account in the torsion check; None: False.
+            mandrel_diameter_factor: Inner mandrel diameter as a multiple of the stirrup diameter; None: 1.0.
+            anchorage_length: Anchorage length [m]; None: 0.0.
+        """
+
+    def create_extreme(self, *, description: str | None = None, accidental: marlox.external.idea_rcs.objects.LoadingULS | None = None, fatigue: marlox.external.idea_rcs.objects.FatigueLoading | None = None, frequent: marlox.external.idea_rcs.objects.LoadingSLS | None = None, fundamental: marlox.external.idea_rcs.objects.LoadingULS | None = None, characteristic: marlox.external.idea_rcs.objects.LoadingSLS | None = None, quasi_permanent: marlox.external.idea_rcs.objects.LoadingSLS | None = None) -> None:
+        """
+        Add a load extreme (load case) to the member's check section.
+
+        Forces are in N and moments in N m, e.g. ``fundamental=LoadingULS(InternalForces(n=-1e5, my=5e4))``.
+
+        Args:
+            description: Description; None gives "{section_name} - E {i}", i counting the section's extremes from 1, e.g. "S1 - E 1".
+            accidental: Accidental loading (ULS); None for none.
+            fatigue: Fatigue loading, ``FatigueLoading(max_loading, min_loading)``; None for none.
+            frequent: Frequent loading (SLS); None for none.
+            fundamental: Fundamental loading (ULS); None for none.
+            characteristic: Characteristic loading (SLS); None for none.
+            quasi_permanent: Quasi-permanent loading (SLS); None for none.
+        """
+
+class Beam(Member):
+    """
+    Do not use this __init__ directly, but create the object by :meth:`Model.create_beam`.
+    """
+
+    def __init__(self, rcs: marlox.external.idea_rcs.objects.ReinforcedCrossSection, check_section: marlox.external.idea_rcs.objects.CheckSection) -> None: ...
+
+class CompressionMember(Member):
+    """
+    Do not use this __init__ directly, but create the object by :meth:`Model.create_compression_member`.
+    """
+
+    def __init__(self, rcs: marlox.external.idea_rcs.objects.ReinforcedCrossSection, check_section: marlox.external.idea_rcs.objects.CheckSection) -> None: ...
+
+class OneWaySlab(Member):
+    """
+    Do not use this __init__ directly, but create the object by :meth:`Model.create_one_way_slab`.
+    """
+
+    def __init__(self, rcs: marlox.external.idea_rcs.objects.ReinforcedCrossSection, check_section: marlox.external.idea_rcs.objects.CheckSection) -> None: ...
+
+class Model(_Model):
+    """
+    Builds an IDEA StatiCa RCS model member by member, with engineering defaults.
+
+    Create the materials with ``create_concrete_material`` and ``create_reinforcement_material``, then each member with ``create_beam``, ``create_compression_member`` or ``create_one_way_slab``, and place bars, stirrups and load extremes on the member returned. A member call adds a cross-section, a reinforced cross-section, a check member, a check section and the member's Eurocode 2 data to the model.
+
+    Units: moduli and strengths in MPa, lengths in m, forces in N, moments in N m.
+
+    Args:
+        project_data: Project data; None gives the default ``ProjectData()``.
+        code_settings: Code settings; None gives the default ``CodeSettings()``.
+    """
+
+    def __init__(self, *, project_data: marlox.external.idea_rcs.objects.ProjectData | None = None, code_settings: marlox.external.idea_rcs.objects.CodeSettings | None = None) -> None: ...
+
+    def create_concrete_material(self, base_material: marlox.external.idea_rcs.objects.ConcreteMaterial, name: str | None = None, *, unit_mass: float = 2500, fck: float | None = None, stone_diameter: float = 0.016, cement_class: marlox.external.idea_rcs.objects.ConcCementClass = marlox.external.idea_rcs.objects.ConcCementClass.R, aggregate_type: marlox.external.idea_rcs.objects.ConcAggregateType = marlox.external.idea_rcs.objects.ConcAggregateType.QUARTZITE, diagram_type: marlox.external.idea_rcs.objects.ConcDiagramType = marlox.external.idea_rcs.objects.ConcDiagramType.PARABOLIC, silica_fume: bool = False, plain_concrete_diagram: bool = False, dep_params: marlox.external.idea_rcs.objects.ConcDependentParams | None = None) -> marlox.external.idea_rcs.objects.MatConcreteEc2:
+        """
+        Create a concrete to EN 1992-1-1 and add it to the model.
+
+        Strengths are given in MPa and stored in Pa. Young's and shear moduli take 32800 MPa and 13667 MPa.
+
+        Args:
+            base_material: The strength class to start from, e.g. ``ConcreteMaterial.C30_37``.
+            name: Material name; None gives the class's name, e.g. "C30/37".
+            unit_mass: Unit mass [kg/m3].
+            fck: Characteristic cylinder strength at 28 days [MPa]; None gives the class's.
+            stone_diameter: Aggregate size [m] (0.016 is 16 mm).
+            cement_class: Cement class.
+            aggregate_type: Aggregate type.
+            diagram_type: Stress-strain diagram for the ultimate limit state.
+            silica_fume: Contains silica fume (EN 1992-2:2008-07 only).
+            plain_concrete_diagram: Stress-strain diagram with a tension part.
+            dep_params: Dependent parameters; None computes them from fck.
+
+        Returns:
+            The new MatConcreteEc2.
+        """
+
+    def create_reinforcement_material(self, base_material: marlox.external.idea_rcs.objects.ReinforcementMaterial, name: str | None = None, *, unit_mass: float = 7850, e_modulus: float = 200000, fyk: float | None = None, ftk_by_fyk: float | None = None, epsuk: float | None = None, type_: marlox.external.idea_rcs.objects.ReinfType = marlox.external.idea_rcs.objects.ReinfType.BARS, bar_surface: marlox.external.idea_rcs.objects.BarSurface = marlox.external.idea_rcs.objects.BarSurface.RIBBED, class_: marlox.external.idea_rcs.objects.ReinfClass = marlox.external.idea_rcs.objects.ReinfClass.B, fabrication: marlox.external.idea_rcs.objects.ReinfFabrication = marlox.external.idea_rcs.objects.ReinfFabrication.HOT_ROLLED, diagram_type: marlox.external.idea_rcs.objects.ReinfDiagramType = marlox.external.idea_rcs.objects.ReinfDiagramType.BILINEAR_INCLINED) -> marlox.external.idea_rcs.objects.MatReinforcementEc2:
+        """
+        Create a reinforcing steel to EN 1992-1-1 and add it to the model.
+
+        Moduli and strengths are given in MPa and stored in Pa. The tensile strength is always ftk = fyk * ftk_by_fyk, from the two values after their defaults.
+
+        Args:
+            base_material: The grade to start from, e.g. ``ReinforcementMaterial.B_500B``.
+            name: Material name; None gives the grade's name, e.g. "B 500B".
+            unit_mass: Unit mass [kg/m3].
+            e_modulus: Young's modulus [MPa].
+            fyk: Characteristic yield strength [MPa]; None (or 0) gives the grade's.
+            ftk_by_fyk: Ratio k = ftk / fyk; None (or 0) gives the grade's.
+            epsuk: Characteristic strain at maximum load in units of 1e-4 (25 is 2.5 %); None gives the grade's.
+            type_: Type of reinforcement.
+            bar_surface: Bar surface.
+            class_: Ductility class.
+            fabrication: Fabrication.
+            diagram_type: Stress-strain diagram (bilinear with an inclined top branch).
+
+        Returns:
+            The new MatReinforcementEc2.
+        """
+
+    def create_beam(self, cs: SectionPrototype1D, material: marlox.external.idea_rcs.objects.MatConcreteEc2, *, calculation_control: marlox.external.idea_rcs.objects.CalculationSetup | None = None, name: str | None = None, rcs_name: str | None = None, design_member_name: str | None = None, exposure_classes: marlox.external.idea_rcs.objects.ExposureClassesDataEc2 | None = None, coeff_kx: float | None = None, creep_coefficient: float | None = None, relative_humidity: float | None = None) -> Beam:
+        """
+        Create a beam: a cross-section, a reinforced cross-section, a check member, a check section and the member data, in one step.
+
+        Args:
+            cs: The section prototype, e.g. ``RectSection(0.3, 0.5)`` or ``GeneralShape(outline)``.
+            material: Its concrete, made by ``create_concrete_material``.
+            calculation_control: The checks to run; None: capacity N-M(-M), shear, interaction, stress limitation, crack width and detailing.
+            name: Name of the check section (the cross-section name shown in IDEA StatiCa RCS); None gives "S" and its id, e.g. "S1".
+            rcs_name: Name of the reinforced cross-section; None gives "R" and its id, e.g. "R1".
+            design_member_name: Name of the check member; None gives "M " and its id, e.g. "M 1".
+            exposure_classes: Exposure classes; None: no corrosion.
+            coeff_kx: Coefficient k_x of 7.3.1 raising the crack-width limit (Dutch national annex only); None: 1.0.
+            creep_coefficient: Final creep coefficient; None leaves it to IDEA StatiCa RCS to calculate.
+            relative_humidity: Relative humidity [%]; None: 65.
+
+        Returns:
+            The new Beam; place bars, stirrups and extremes on it.
+        """
+
+    def create_compression_member(self, cs: SectionPrototype1D, material: marlox.external.idea_rcs.objects.MatConcreteEc2, *, calculation_control: marlox.external.idea_rcs.objects.CalculationSetup | None = None, name: str | None = None, rcs_name: str | None = None, design_member_name: str | None = None, exposure_classes: marlox.external.idea_rcs.objects.ExposureClassesDataEc2 | None = None, coeff_kx: float | None = None, creep_coefficient: float | None = None, relative_humidity: float | None = None) -> CompressionMember:
+        """
+        Create a compression member (column): a cross-section, a reinforced cross-section, a check member, a check section and the member data, in one step.
+
+        Args:
+            cs: The section prototype, e.g. ``RectSection(0.3, 0.5)`` or ``GeneralShape(outline)``.
+            material: Its concrete, made by ``create_concrete_material``.
+            calculation_control: The checks to run; None: capacity N-M(-M), shear, interaction, stress limitation, crack width and detailing.
+            name: Name of the check section (the cross-section name shown in IDEA StatiCa RCS); None gives "S" and its id, e.g. "S1".
+            rcs_name: Name of the reinforced cross-section; None gives "R" and its id, e.g. "R1".
+            design_member_name: Name of the check member; None gives "M " and its id, e.g. "M 1".
+            exposure_classes: Exposure classes; None: no corrosion.
+            coeff_kx: Coefficient k_x of 7.3.1 raising the crack-width limit (Dutch national annex only); None: 1.0.
+            creep_coefficient: Final creep coefficient; None leaves it to IDEA StatiCa RCS to calculate.
+            relative_humidity: Relative humidity [%]; None: 65.
+
+        Returns:
+            The new CompressionMember; place bars, stirrups and extremes on it.
+        """
+
+    def create_one_way_slab(self, cs: SectionPrototype1D, material: marlox.external.idea_rcs.objects.MatConcreteEc2, *, calculation_control: marlox.external.idea_rcs.objects.CalculationSetup | None = None, name: str | None = None, rcs_name: str | None = None, design_member_name: str | None = None, exposure_classes: marlox.external.idea_rcs.objects.ExposureClassesDataEc2 | None = None, coeff_kx: float | None = None, creep_coefficient: float | None = None, relative_humidity: float | None = None) -> OneWaySlab:
+        """
+        Create a one-way slab (a strip of slab designed as a beam): a cross-section, a reinforced cross-section, a check member, a check section and the member data, in one step.
+
+        Args:
+            cs: The section prototype, e.g. ``RectSection(0.3, 0.5)`` or ``GeneralShape(outline)``.
+            material: Its concrete, made by ``create_concrete_material``.
+            calculation_control: The checks to run; None: capacity N-M(-M), shear, interaction, stress limitation, crack width and detailing.
+            name: Name of the check section (the cross-section name shown in IDEA StatiCa RCS); None gives "S" and its id, e.g. "S1".
+            rcs_name: Name of the reinforced cross-section; None gives "R" and its id, e.g. "R1".
+            design_member_name: Name of the check member; None gives "M " and its id, e.g. "M 1".
+            exposure_classes: Exposure classes; None: no corrosion.
+            coeff_kx: Coefficient k_x of 7.3.1 raising the crack-width limit (Dutch national annex only); None: 1.0.
+            creep_coefficient: Final creep coefficient; None leaves it to IDEA StatiCa RCS to calculate.
+            relative_humidity: Relative humidity [%]; None: 65.
+
+        Returns:
+            The new OneWaySlab; place bars, stirrups and extremes on it.
+        """
+
+    def _create_1d_section(self, member_type: marlox.external.idea_rcs.objects.MemberType, cs: SectionPrototype1D, material: marlox.external.idea_rcs.objects.MatConcreteEc2, calculation_control: marlox.external.idea_rcs.objects.CalculationSetup | None = None, name: str | None = None, rcs_name: str | None = None, exposure_classes: marlox.external.idea_rcs.objects.ExposureClassesDataEc2 | None = None, coeff_kx: float | None = None, creep_coefficient: float | None = None, relative_humidity: float | None = None, design_member_name: str | None = None) -> tuple[marlox.external.idea_rcs.objects.ReinforcedCrossSection, marlox.external.idea_rcs.objects.StandardCheckSection]:
+        """
+        Create the OpenModel objects of a one-dimensional member: a cross-section from the prototype ``cs`` (of components for a ``GeneralShape``, parametric otherwise), a reinforced cross-section, a check member, a check section named ``name`` and the member data with the given member type.
+
+        Returns:
+            The pair (reinforced cross-section, check section).
         """
 
 class IdeaRcsAnalysis(marlox.external.external_program.ExternalProgram):
