@@ -26,6 +26,8 @@ def generate(module: str, out: pathlib.Path) -> str:
             "nanobind.stubgen",
             "-q",
             "-P",
+            "-p",
+            str(ROOT / "tools" / "stubs.patterns"),
             "-m",
             f"marlox.external.idea_rcs.{module}",
             "-o",

@@ -1,6 +1,5 @@
 """Build IDEA StatiCa RCS models, run analyses and read their results."""
 
-import _abc
 import abc
 from collections.abc import Sequence
 import io
@@ -388,10 +387,6 @@ class _SectionPrototype(abc.ABC):
     Abstract root of the section prototypes: the shape of a cross-section, independent of any model.
     """
 
-    __abstractmethods__: frozenset = ...
-
-    _abc_impl: _abc._abc_data = ...
-
     @abc.abstractmethod
     def __init__(self) -> None:
         """Abstract: each shape stores its own dimensions."""
@@ -413,10 +408,6 @@ class SectionPrototype1D(_SectionPrototype, abc.ABC):
     A new shape is a subclass that sets its own attributes in ``__init__`` and provides ``_type`` (a ``CrossSectionType`` member) and ``_parameters`` (a new dict of the shape's dimensions [m] by the names that its type documents, e.g. ``{"Width": 0.3, "Height": 0.5}``). The model creates a parametric cross-section from the two; a ``GeneralShape`` (or a subclass of it) becomes a cross-section of components instead.
     """
 
-    __abstractmethods__: frozenset = ...
-
-    _abc_impl: _abc._abc_data = ...
-
     @abc.abstractmethod
     def __init__(self) -> None:
         """Abstract: each shape stores its own dimensions."""
@@ -435,10 +426,6 @@ class _SectionPrototype2D(_SectionPrototype, abc.ABC):
     """
     Abstract root reserved for the section prototypes of two-dimensional (plate) members.
     """
-
-    __abstractmethods__: frozenset = ...
-
-    _abc_impl: _abc._abc_data = ...
 
     @abc.abstractmethod
     def __init__(self, thickness: float) -> None:
@@ -463,10 +450,6 @@ class RectSection(SectionPrototype1D):
         height: Height [m].
     """
 
-    __abstractmethods__: frozenset = ...
-
-    _abc_impl: _abc._abc_data = ...
-
     def __init__(self, width: float, height: float) -> None:
         """Store the shape's dimensions as given."""
 
@@ -490,10 +473,6 @@ class GeneralShape(SectionPrototype1D):
         outline: The outer boundary.
         openings: Openings, each a polygon of the same form; None for none.
     """
-
-    __abstractmethods__: frozenset = ...
-
-    _abc_impl: _abc._abc_data = ...
 
     def __init__(self, outline: Sequence[tuple[float, float] | tuple[tuple[float, float], tuple[float, float]]], openings: Sequence[Sequence[tuple[float, float] | tuple[tuple[float, float], tuple[float, float]]]] | None = None) -> None:
         """Store the shape's dimensions as given."""
