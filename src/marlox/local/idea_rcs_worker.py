@@ -244,7 +244,7 @@ def connect(settings: Settings) -> Iterator[RcsService]:
 
 @contextlib.contextmanager
 def _started_service(settings: Settings) -> Iterator[RcsService]:
-    exe = Path(settings.exe)
+    exe = Path(settings.exe).expanduser().absolute()
     port = _free_port()
     command = [str(exe), f"-port={port}"]
     options: dict[str, Any] = {}
@@ -253,7 +253,7 @@ def _started_service(settings: Settings) -> Iterator[RcsService]:
     try:
         process = subprocess.Popen(
             command,
-            cwd=exe.parent if exe.parent != Path("") else None,
+            cwd=exe.parent if exe.parent.is_dir() else None,
             stdin=subprocess.DEVNULL,
             stdout=subprocess.DEVNULL,
             stderr=subprocess.DEVNULL,
