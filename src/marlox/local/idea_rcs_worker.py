@@ -129,6 +129,11 @@ class RcsService:
     def __init__(self, url: str, timeout: float) -> None:
         self.url = url.rstrip("/")
         self.timeout = timeout
+        host = urllib.parse.urlsplit(self.url).hostname or ""
+        # A service on this machine is never reached through the proxy of the environment.
+        local = host in ("localhost", "::1") or host.startswith("127.")
+        handlers = [urllib.request.ProxyHandler({})] if local else []
+        self._opener = urllib.request.build_opener(*handlers)
 
     def _call(
         self,
@@ -143,7 +148,7 @@ class RcsService:
             request.add_header("Content-Type", content_type)
         what = f"{method} {path}"
         try:
-            with urllib.request.urlopen(request, timeout=timeout or self.timeout) as reply:
+            with self._opener.open(request, timeout=timeout or self.timeout) as reply:
                 return reply.read()
         except urllib.error.HTTPError as error:
             detail = _error_detail(error)
@@ -158,7 +163,7 @@ class RcsService:
         data = None if body is None else json.dumps(body).encode()
         reply = self._call(method, path, data, None if body is None else "application/json")
         try:
-            return json.loads(reply)
+            return json.loads(reply.decode("utf-8-sig"))
         except ValueError as error:
             raise ServiceError(f"{method} {path} answered with malformed JSON: {error}") from None
 
@@ -183,7 +188,7 @@ class RcsService:
         path = "/api/1/projects/import-iom-file"
         reply = self._call("POST", path, body, f"multipart/form-data; boundary={boundary}")
         try:
-            project = json.loads(reply)
+            project = json.loads(reply.decode("utf-8-sig"))
             project_id = project["projectId"]
             if not isinstance(project_id, str) or not project_id:
                 raise ValueError(f"the project id is {project_id!r}")

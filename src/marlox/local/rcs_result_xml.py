@@ -412,25 +412,31 @@ def _list(value: Any, what: str) -> list:
 
 
 class _Writer:
-    """Indented XML text, as an indented ``XmlTextWriter`` lays it out."""
+    """Indented XML text, as an indented ``XmlTextWriter`` lays it out: an element without
+    content is closed at once (``<NonConformities />``)."""
 
     def __init__(self) -> None:
         self.parts: list[str] = [DECLARATION]
+        self.open: list[tuple[int, int, str, str]] = []  # (part index, depth, tag, attributes)
 
     def start(self, depth: int, tag: str, attributes: str = "") -> None:
+        self.open.append((len(self.parts), depth, tag, attributes))
         self.parts.append(f"{NEWLINE}{INDENT * depth}<{tag}{attributes}>")
 
-    def end(self, depth: int, tag: str) -> None:
-        self.parts.append(f"{NEWLINE}{INDENT * depth}</{tag}>")
-
-    def empty(self, depth: int, tag: str, attributes: str = "") -> None:
-        self.parts.append(f"{NEWLINE}{INDENT * depth}<{tag}{attributes} />")
+    def end(self) -> None:
+        index, depth, tag, attributes = self.open.pop()
+        if index == len(self.parts) - 1:
+            self.parts[index] = f"{NEWLINE}{INDENT * depth}<{tag}{attributes} />"
+        else:
+            self.parts.append(f"{NEWLINE}{INDENT * depth}</{tag}>")
 
     def leaf(self, depth: int, tag: str, text: str) -> None:
+        self.start(depth, tag)
         if text:
-            self.parts.append(f"{NEWLINE}{INDENT * depth}<{tag}>{escape(text)}</{tag}>")
+            self.parts[-1] += escape(text) + f"</{tag}>"
+            self.open.pop()
         else:
-            self.empty(depth, tag)
+            self.end()
 
     def text(self) -> str:
         return "".join(self.parts)
@@ -459,8 +465,12 @@ class _Writer:
             elif kind[0] == "object":
                 self.object(depth, name, kind[1], value, what)
             elif kind[0] == "list":
-                item = kind[1]
-                self.items(depth, name, item, OBJECTS[item], value, what)
+                item, layout = kind[1], OBJECTS[kind[1]]
+
+                def write(depth: int, entry: Any, where: str) -> None:
+                    self.object(depth, item, layout, entry, where)
+
+                self.items(depth, name, value, what, write)
             else:  # pragma: no cover - a layout table out of order
                 raise AssertionError(f"unknown field kind {kind!r}")
         except ResultFormatError as error:
@@ -472,18 +482,16 @@ class _Writer:
         members = _folded(value, what)
         self.start(depth, name)
         self.fields(depth + 1, layout, members, what)
-        self.end(depth, name)
+        self.end()
 
-    def items(self, depth: int, name: str, item: str, layout: tuple, value: Any, what: str) -> None:
+    def items(self, depth: int, name: str, value: Any, what: str, write_item) -> None:
+        """A list: its element, and in it ``write_item(depth, entry, what)`` for each entry."""
         entries = _list(value, what)
-        if not entries:
-            self.empty(depth, name)
-            return
         self.start(depth, name)
         for index, entry in enumerate(entries):
             if entry is not None:
-                self.object(depth + 1, item, layout, entry, f"{what}[{index}]")
-        self.end(depth, name)
+                write_item(depth + 1, entry, f"{what}[{index}]")
+        self.end()
 
     # The result tree.
 
@@ -494,32 +502,20 @@ class _Writer:
             self.value(depth + 1, "SectionId", INT, members["sectionid"], f"{what}.SectionId")
         extremes = members.get("extremeresults")
         if extremes is not None:
-            self.wrapped(
-                depth + 1, "ExtremeResults", extremes, f"{what}.ExtremeResults", self.extreme
-            )
-        self.end(depth, "SectionConcreteCheckResult")
-
-    def wrapped(self, depth: int, name: str, value: Any, what: str, write_item) -> None:
-        entries = _list(value, what)
-        if not entries:
-            self.empty(depth, name)
-            return
-        self.start(depth, name)
-        for index, entry in enumerate(entries):
-            if entry is not None:
-                write_item(depth + 1, entry, f"{what}[{index}]")
-        self.end(depth, name)
+            where = f"{what}.ExtremeResults"
+            self.items(depth + 1, "ExtremeResults", extremes, where, self.extreme)
+        self.end()
 
     def extreme(self, depth: int, value: Any, what: str) -> None:
         members = _folded(value, what)
         self.start(depth, "ConcreteCheckResults")
         families = members.get("checkresults")
         if families is not None:
-            self.wrapped(depth + 1, "CheckResults", families, f"{what}.CheckResults", self.family)
+            self.items(depth + 1, "CheckResults", families, f"{what}.CheckResults", self.family)
         overall = members.get("overall")
         if overall is not None:
             self.overall(depth + 1, overall, f"{what}.Overall")
-        self.end(depth, "ConcreteCheckResults")
+        self.end()
 
     def family(self, depth: int, value: Any, what: str) -> None:
         members = _folded(value, what)
@@ -534,8 +530,8 @@ class _Writer:
             def item(depth: int, entry: Any, where: str) -> None:
                 self.check_item(depth, entry, family, where)
 
-            self.wrapped(depth + 1, "CheckResults", items, f"{what}.CheckResults", item)
-        self.end(depth, "ConcreteCheckResult")
+            self.items(depth + 1, "CheckResults", items, f"{what}.CheckResults", item)
+        self.end()
 
     def check_item(self, depth: int, value: Any, family: str | None, what: str) -> None:
         members = _folded(value, what)
@@ -543,7 +539,7 @@ class _Writer:
         self.start(depth, "ConcreteCheckResultBase", f" xsi:type={quoteattr(class_name)}")
         self.fields(depth + 1, CHECK_ITEM_HEAD, members, what)
         self.fields(depth + 1, CHECK_ITEM_FIELDS.get(class_name, ()), members, what)
-        self.end(depth, "ConcreteCheckResultBase")
+        self.end()
 
     def overall(self, depth: int, value: Any, what: str) -> None:
         members = _folded(value, what)
@@ -559,8 +555,8 @@ class _Writer:
             def item(depth: int, entry: Any, where: str) -> None:
                 self.object(depth, "ConcreteCheckResultOverallItem", layout, entry, where)
 
-            self.wrapped(depth + 1, "Checks", checks, f"{what}.Checks", item)
-        self.end(depth, "Overall")
+            self.items(depth + 1, "Checks", checks, f"{what}.Checks", item)
+        self.end()
 
 
 def _check_item_class(members: dict[str, Any], family: str | None, what: str) -> str:
@@ -589,16 +585,10 @@ def result_xml(results: Any) -> bytes:
     reply ``results``: a JSON array of ``RcsSectionResultDetailed`` objects. Sections whose
     ``sectionResult`` is null are left out."""
     writer = _Writer()
-    sections = [
-        (index, section)
-        for index, detailed in enumerate(_list(results, "the results"))
-        if (section := _folded(detailed, f"results[{index}]").get("sectionresult")) is not None
-    ]
-    if not sections:
-        writer.empty(0, ROOT, NAMESPACES)
-    else:
-        writer.start(0, ROOT, NAMESPACES)
-        for index, section in sections:
+    writer.start(0, ROOT, NAMESPACES)
+    for index, detailed in enumerate(_list(results, "the results")):
+        section = _folded(detailed, f"results[{index}]").get("sectionresult")
+        if section is not None:
             writer.section(1, section, f"results[{index}].sectionResult")
-        writer.end(0, ROOT)
+    writer.end()
     return "\ufeff".encode("utf-16-le") + writer.text().encode("utf-16-le")
