@@ -183,28 +183,13 @@ class FakeRcsService(ThreadingHTTPServer):
         self.imported.append(files[0])
         project = str(uuid.uuid4())
         self.projects[project] = "open"
-        reply = {
+        sections = [detailed["sectionResult"].get("sectionId") for detailed in self.results]
+        reply = {  # RcsProject
             "projectId": project,
-            "projectData": {
-                "projectName": "input",
-                "dateOfCreate": "2026-11-23T04:56:07.000+00:00",
-                "description": None,
-                "author": None,
-                "code": "EC-EN",
-                "projectNo": None,
-                "typeBridge": None,
-                "typeOfStructure": None,
-                "fireResistanceCheck": False,
-            },
+            "projectData": {"projectName": "input", "code": "EC-EN", "fireResistanceCheck": False},
             "sections": [
-                {
-                    "id": detailed["sectionResult"].get("sectionId"),
-                    "name": f"S {index + 1}",
-                    "description": "",
-                    "checkMemberId": 1,
-                    "rcsId": index + 1,
-                }
-                for index, detailed in enumerate(self.results)
+                {"id": id_, "name": f"S {id_}", "checkMemberId": 1, "rcsId": id_}
+                for id_ in sections
             ],
             "checkMembers": [{"id": 1, "name": "M 1"}],
             "reinforcedCrossSections": [{"id": 1, "name": "R1", "crossSectionId": 1}],

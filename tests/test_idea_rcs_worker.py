@@ -190,106 +190,79 @@ def test_numbers_are_written_as_dotnet_writes_doubles(value, text):
         assert float(text) == float(value)  # and read back unchanged
 
 
-def test_check_items_from_the_schema_examples():
-    """Items as the service's schema describes them: a ``check`` that names no class, enums as
-    numbers or in any case, a filled ``loading``, null and empty lists, absent fields."""
+def test_check_items_as_the_service_schema_describes_them():
+    """A ``check`` that names no class, a ``$type`` discriminator, enums as numbers or in any
+    case, a filled ``loading``, null and empty lists, absent fields."""
     forces = {"n": 1.5, "qy": 0, "qz": 0, "mx": 0, "my": 7.25, "mz": 0}
-    loading = {
-        "loadingType": "combination",
-        "id": 4,
-        "items": [{"coefficient": 1.35, "loading": {"loadingType": "loadCase", "id": 3}}],
-    }
-    item = {
+    loading = {"loadingType": "combination", "id": 4, "items": [{"coefficient": 1.35}]}
+    capacity = {
         "result": "checkIsNotNecesssary",
         "limitCheckValue": 1,
-        "nonConformities": [{"severity": "warning", "guid": "046b6c7f-0b8a-43b9-b35d"}],
+        "nonConformities": [{"severity": "warning", "guid": "046b6c7f"}],
         "internalFores": {**forces, "loading": loading},
         "checkValue": 7.386281948385884,
         "check": "notDefined",
         "fu1": forces,
         "checkMethod": 2,
     }
+    crack_width = {"check": "CRACKWIDTHLONG", "$type": "crack", "result": "passed", "w": 2e-4}
+    detailing = {"$type": "Idea.ConcreteCheckDetailingEc2, IdeaRS", "check": 0}
+    families = [
+        {"resultType": "capacity", "checkResults": [capacity]},
+        {"resultType": 7, "checkResults": [crack_width, detailing]},
+        {"resultType": "stressLimitation", "checkResults": []},
+        {"resultType": "shear", "checkResults": None},
+    ]
+    overall = {"checks": [{"resultType": "capacity", "result": "newVerdict"}]}
+    extremes = [{"checkResults": families, "overall": overall}, {}]
     results = [
         {"id": 0, "sectionResult": None, "issues": None},
-        {
-            "id": 1,
-            "sectionResult": {
-                "sectionId": 6,
-                "extremeResults": [
-                    {
-                        "checkResults": [
-                            {"resultType": "capacity", "checkResults": [item]},
-                            {
-                                "resultType": 7,
-                                "checkResults": [
-                                    {"check": "CRACKWIDTHLONG", "result": "passed", "w": 2e-4},
-                                    {"$type": "Idea.ConcreteCheckDetailingEc2, IdeaRS", "check": 0},
-                                ],
-                            },
-                            {"resultType": "stressLimitation", "checkResults": []},
-                            {"resultType": "shear", "checkResults": None},
-                        ],
-                        "overall": {"checks": [{"resultType": "capacity", "result": "newVerdict"}]},
-                    }
-                ],
-            },
-        },
+        {"id": 1, "sectionResult": {"sectionId": 6, "extremeResults": extremes}},
     ]
     root = ET.fromstring(result_xml(json.loads(json.dumps(results))))
 
+    def tree(element):
+        return [(c.tag, c.get(XSI), tree(c) if len(c) else c.text) for c in element]
+
     (section,) = root
-    assert [child.tag for child in section] == ["SectionId", "ExtremeResults"]
-    (extreme,) = section.find("ExtremeResults")
-    families = extreme.find("CheckResults")
-    capacity = families[0].find("CheckResults/ConcreteCheckResultBase")
-    assert capacity.get(XSI) == "ConcreteULSCheckResultDiagramCapacityEc2"
-    assert [child.tag for child in capacity] == [
-        "InternalFores",
-        "NonConformities",
-        "Result",
-        "CheckValue",
-        "LimitCheckValue",
-        "Check",
-        "Fu1",
-        "CheckMethod",
+    assert section.findtext("SectionId") == "6"
+    first, second = section.find("ExtremeResults")
+    capacity_family, crack_family, stress_family, shear_family = first.find("CheckResults")
+    (item,) = capacity_family.find("CheckResults")
+    assert item.get(XSI) == "ConcreteULSCheckResultDiagramCapacityEc2"
+    assert [(tag, text) for tag, _, text in tree(item) if tag != "InternalFores"] == [
+        (
+            "NonConformities",
+            [("NonConformity", None, [("Guid", None, "046b6c7f"), ("Severity", None, "Warning")])],
+        ),
+        ("Result", "CheckIsNotNecesssary"),
+        ("CheckValue", "7.386281948385884"),
+        ("LimitCheckValue", "1"),
+        ("Check", "NotDefined"),
+        ("Fu1", [(c.tag, None, c.text) for c in item.find("InternalFores") if c.tag != "Loading"]),
+        ("CheckMethod", "IDCheckTypeNuMM"),
     ]
-    internal = capacity.find("InternalFores")
-    assert [child.tag for child in internal] == ["Loading", "N", "Qy", "Qz", "Mx", "My", "Mz"]
-    assert "".join(ET.tostring(internal.find("Loading"), encoding="unicode").split()) == (
-        "<Loading><LoadingType>Combination</LoadingType><Id>4</Id><Items>"
-        "<ResultOfLoadingItem><Loading><LoadingType>LoadCase</LoadingType><Id>3</Id></Loading>"
-        "<Coefficient>1.35</Coefficient></ResultOfLoadingItem></Items></Loading>"
-    )
-    assert capacity.findtext("NonConformities/NonConformity/Severity") == "Warning"
-    assert capacity.findtext("Result") == "CheckIsNotNecesssary"
-    assert capacity.findtext("Check") == "NotDefined"
-    assert capacity.findtext("CheckMethod") == "IDCheckTypeNuMM"
-    assert capacity.findtext("Fu1/My") == "7.25"
+    assert [child.tag for child in item.find("InternalFores")][:2] == ["Loading", "N"]
+    assert item.findtext("Fu1/My") == "7.25"
+    assert tree(item.find("InternalFores/Loading")) == [
+        ("LoadingType", None, "Combination"),
+        ("Id", None, "4"),
+        ("Items", None, [("ResultOfLoadingItem", None, [("Coefficient", None, "1.35")])]),
+    ]
+    assert crack_family.findtext("ResultType") == "CrackWidth"
+    assert tree(crack_family.find("CheckResults")) == [
+        (
+            "ConcreteCheckResultBase",
+            "ConcreteSLSCheckResultCrackWidthEc2",
+            [("Result", None, "Passed"), ("Check", None, "CrackWidthLong"), ("W", None, "0.0002")],
+        ),
+        ("ConcreteCheckResultBase", "ConcreteCheckDetailingEc2", [("Check", None, "NotDefined")]),
+    ]
+    assert tree(stress_family)[1] == ("CheckResults", None, None)  # <CheckResults />
+    assert [child.tag for child in shear_family] == ["ResultType"]
+    assert first.findtext("Overall/Checks/ConcreteCheckResultOverallItem/Result") == "NewVerdict"
+    assert len(second) == 0
 
-    crack, detailing = families[1].find("CheckResults")
-    assert families[1].findtext("ResultType") == "CrackWidth"
-    assert crack.get(XSI) == "ConcreteSLSCheckResultCrackWidthEc2"
-    assert [(c.tag, c.text) for c in crack] == [
-        ("Result", "Passed"),
-        ("Check", "CrackWidthLong"),
-        ("W", "0.0002"),
-    ]
-    assert detailing.get(XSI) == "ConcreteCheckDetailingEc2"
-    assert [child.tag for child in families[2]] == ["ResultType", "CheckResults"]
-    assert len(families[2].find("CheckResults")) == 0
-    assert [child.tag for child in families[3]] == ["ResultType"]
-    assert extreme.findtext("Overall/Checks/ConcreteCheckResultOverallItem/Result") == "NewVerdict"
-
-    assert result_xml([{"sectionResult": {"extremeResults": [{}]}}]).decode("utf-16").split("\r\n")[
-        2:
-    ] == [
-        "  <SectionConcreteCheckResult>",
-        "    <ExtremeResults>",
-        "      <ConcreteCheckResults />",
-        "    </ExtremeResults>",
-        "  </SectionConcreteCheckResult>",
-        "</ArrayOfSectionConcreteCheckResult>",
-    ]
     assert result_xml([]).decode("utf-16") == (
         '<?xml version="1.0" encoding="utf-16"?>\r\n<ArrayOfSectionConcreteCheckResult '
         'xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" '

@@ -563,9 +563,11 @@ def _check_item_class(members: dict[str, Any], family: str | None, what: str) ->
     """The ``xsi:type`` of a check item: its ``$type`` if the service names one, else the
     class that writes its ``check``, else the class of its family."""
     named = members.get("$type")
-    if isinstance(named, str) and named:
-        # "Namespace.Class, Assembly" or a bare class name
-        return named.split(",")[0].strip().rsplit(".", 1)[-1]
+    if isinstance(named, str):
+        # "Namespace.Class, Assembly" or a bare class name; other discriminators say nothing
+        named = named.split(",")[0].strip().rsplit(".", 1)[-1]
+        if named in CHECK_ITEM_FIELDS or named.startswith("Concrete"):
+            return named
     check = members.get("check")
     if check is not None:
         class_name = CLASS_BY_CHECK.get(_enum_name(CALCULATION_TYPE, check))
