@@ -19,9 +19,9 @@ configured, reachable or startable), "Missing input" (an empty or undecodable bo
 creating model" (the import failed), "Failed calculation" (calculating or fetching the results
 failed). Any other failure keeps its own text.
 
-Every call to the service has a time-out: ``MARLOX_IDEA_RCS_TIMEOUT`` seconds (default 1800),
-and a started service gets ``MARLOX_IDEA_RCS_START_TIMEOUT`` seconds (default 120) to answer its
-heartbeat.
+Every call to the service has a time-out: the worker waits at most ``MARLOX_IDEA_RCS_TIMEOUT``
+seconds (default 1800) for the service to connect or to send more of its reply, and a started
+service gets ``MARLOX_IDEA_RCS_START_TIMEOUT`` seconds (default 120) to answer its heartbeat.
 """
 
 from __future__ import annotations
@@ -70,7 +70,7 @@ FAILED_CALCULATION = "Failed calculation"
 URL_VARIABLE = "MARLOX_IDEA_RCS_URL"
 #: Path of the IDEA StatiCa RCS REST service executable, started on demand.
 EXE_VARIABLE = "MARLOX_IDEA_RCS_EXE"
-#: Seconds every call to the service may take.
+#: Seconds the worker waits for the service to connect or to send more of a reply.
 TIMEOUT_VARIABLE = "MARLOX_IDEA_RCS_TIMEOUT"
 #: Seconds a started service has to answer its heartbeat.
 START_TIMEOUT_VARIABLE = "MARLOX_IDEA_RCS_START_TIMEOUT"
