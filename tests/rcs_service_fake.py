@@ -117,6 +117,8 @@ class FakeRcsService(ThreadingHTTPServer):
     def answer(self, method: str, path: str, headers, body: bytes) -> tuple[int, str, bytes]:
         if path == "/heartbeat":
             call = "heartbeat"
+        elif path == "/api/1/clients/idea-service-version":
+            call = "version"
         elif path == "/api/1/projects/import-iom-file":
             call = "import"
         else:
@@ -127,6 +129,7 @@ class FakeRcsService(ThreadingHTTPServer):
             call = {"get-results": "results"}.get(call, call)
         expected = {
             "heartbeat": "GET",
+            "version": "GET",
             "import": "POST",
             "calculate": "POST",
             "results": "POST",
@@ -144,6 +147,9 @@ class FakeRcsService(ThreadingHTTPServer):
             return problem(self.faults[call], f"{call} failed")
         if call == "heartbeat":
             return 200, "text/plain", b"OK"
+        if call == "version":
+            return 200, "application/json", b'"24.1.3.1234"'
+
         if call == "import":
             return self._import(headers, body)
         if self.projects.get(project) in (None, "closed"):

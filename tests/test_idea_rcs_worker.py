@@ -338,6 +338,25 @@ def test_without_a_reachable_service_the_link_is_not_found(monkeypatch):
     assert "MARLOX_IDEA_RCS_TIMEOUT" in run_job(content())[0]["message"]
 
 
+def test_the_command_line_checks_the_service_and_runs_an_input_file(service, tmp_path, capsys):
+    from marlox.local.__main__ import main
+
+    assert main(["idea-rcs"]) == 0
+    assert "answers; version 24.1.3.1234" in capsys.readouterr().out
+
+    (tmp_path / "input.xml").write_bytes(INPUT_XML)
+    output, rcs_file = tmp_path / "out.xml", tmp_path / "out.ideaRcs"
+    arguments = [str(tmp_path / "input.xml"), "--output", str(output), "--rcs-file", str(rcs_file)]
+    assert main(["idea-rcs", *arguments]) == 0
+    assert ET.parse(output).getroot().tag == "ArrayOfSectionConcreteCheckResult"
+    assert rcs_file.read_bytes() == service.rcs_file
+    assert service.imported[-1] == INPUT_XML
+
+    service.faults["import"] = 400
+    assert main(["idea-rcs", *arguments]) == 1
+    assert capsys.readouterr().err == "idearcs: Failed creating model\n"
+
+
 # The service's executable, started by the worker.
 
 

@@ -173,6 +173,13 @@ class RcsService:
     def heartbeat(self, timeout: float = HEARTBEAT_TIMEOUT) -> None:
         self._call("GET", "/heartbeat", timeout=min(timeout, self.timeout))
 
+    def version(self) -> str:
+        """The IDEA StatiCa version of the service."""
+        text = self._call("GET", "/api/1/clients/idea-service-version").decode("utf-8-sig")
+        with contextlib.suppress(ValueError):
+            text = str(json.loads(text))  # a JSON string rather than plain text
+        return text.strip()
+
     def import_iom(self, input_xml: bytes) -> str:
         """Open a project made from the RCS input XML; returns its id."""
         boundary = uuid.uuid4().hex
