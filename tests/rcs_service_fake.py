@@ -103,7 +103,8 @@ class FakeRcsService(ThreadingHTTPServer):
         self.delays: dict[str, float] = {}
         self.calls: list[tuple[str, str]] = []
         self.imported: list[bytes] = []
-        self.bodies: dict[str, Any] = {}
+        self.bodies: dict[str, list] = {}  # call -> the JSON bodies it was sent
+        self.overview = overview
         self.projects: dict[str, str] = {}  # id -> "open" | "calculated" | "closed"
         self.stopping = threading.Event()
 
@@ -160,17 +161,24 @@ class FakeRcsService(ThreadingHTTPServer):
         if call == "download":
             return 200, "application/octet-stream", self.rcs_file
         try:
-            self.bodies[call] = parameters = json.loads(body)
-            if not isinstance(parameters.get("sections"), list):
+            parameters = json.loads(body)
+            sections = parameters["sections"]
+            if not isinstance(sections, list):
                 raise ValueError("no sections")
-        except (ValueError, AttributeError):
+        except (ValueError, TypeError, KeyError):
             return problem(400, "Bad Request")
+        self.bodies.setdefault(call, []).append(parameters)
         if call == "calculate":
             self.projects[project] = "calculated"
-            return 200, "application/json", json.dumps(overview(self.results)).encode()
+            return 200, "application/json", json.dumps(self.overview(self.results)).encode()
         if self.projects[project] != "calculated":
             return problem(400, "The project is not calculated")
-        return 200, "application/json", json.dumps(self.results).encode()
+        results = [
+            detailed
+            for detailed in self.results
+            if not sections or detailed["sectionResult"].get("sectionId") in sections
+        ]
+        return 200, "application/json", json.dumps(results).encode()
 
     def _import(self, headers, body: bytes) -> tuple[int, str, bytes]:
         content_type = headers.get("Content-Type", "")

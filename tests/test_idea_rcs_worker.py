@@ -16,7 +16,7 @@ import pytest
 from platform_fakes import clean_environment, closed_port_url, serving  # noqa: F401
 from rcs_service_fake import FakeRcsService, results_from_xml
 
-from marlox.local import jobs
+from marlox.local import idea_rcs_worker, jobs
 from marlox.local.rcs_result_xml import format_double, result_xml
 
 DATA = Path(__file__).parent / "data"
@@ -104,7 +104,7 @@ def test_a_run_returns_the_result_document_in_ideas_form(service):
         "close",
     ]
     assert service.imported == [INPUT_XML]
-    assert service.bodies["calculate"] == {"sections": []}
+    assert service.bodies["calculate"] == [{"sections": []}]
     assert list(service.projects.values()) == ["closed"]
 
 
@@ -121,6 +121,26 @@ def test_the_project_file_is_returned_when_asked_for(service, version, flag, dow
         assert fields["idea_rcs_body"] == service.rcs_file
         assert [call for call, _ in service.calls][-2:] == ["download", "close"]
     assert ET.fromstring(fields["body"]).tag == "ArrayOfSectionConcreteCheckResult"
+
+
+def test_results_are_fetched_a_batch_of_sections_at_a_time(service, monkeypatch):
+    monkeypatch.setattr(idea_rcs_worker, "RESULTS_BATCH", 2)
+    text = json.dumps(service.results[0])
+    service.results = [json.loads(text) for _ in range(5)]
+    for detailed, id_ in zip(service.results, (3, 1, 2, 5, 4), strict=True):
+        detailed["sectionResult"]["sectionId"] = id_
+    whole = result_xml(service.results)
+
+    status, fields = run_job(content())
+    assert status["status"] == "finished", status
+    assert [body["sections"] for body in service.bodies["results"]] == [[3, 1], [2, 5], [4]]
+    assert fields["body"] == whole
+    assert [id_.text for id_ in ET.fromstring(whole).iter("SectionId")] == ["3", "1", "2", "5", "4"]
+
+    service.overview = lambda results: [{"sectionId": None}]  # ids not listed: all at once
+    service.bodies.clear()
+    assert run_job(content())[1]["body"] == whole
+    assert service.bodies["results"] == [{"sections": []}]
 
 
 def _parsers():

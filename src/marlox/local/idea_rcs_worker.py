@@ -8,7 +8,7 @@ IDEA StatiCa installs the service with RCS on Windows (``IdeaStatiCa.RcsRestApi.
    ``MARLOX_IDEA_RCS_EXE`` started on a free loopback port, and waits for ``GET /heartbeat``;
 3. imports the input (``POST /api/1/projects/import-iom-file``, multipart field ``iomFile``),
    calculates every section (``POST .../calculate``) and fetches the section results
-   (``POST .../get-results``);
+   (``POST .../get-results``), a batch of the sections that the calculation reports at a time;
 4. writes them as the result XML (:mod:`marlox.local.rcs_result_xml`) into the result field
    "body", and with ``return_rcs_file`` (job version 2) downloads the project
    (``GET .../download``) into "idea_rcs_body";
@@ -46,7 +46,7 @@ from pathlib import Path
 from typing import Any
 
 from .jobs import WorkerFailure
-from .rcs_result_xml import ResultFormatError, result_xml
+from .rcs_result_xml import ResultFormatError, ResultXml
 
 __all__ = [
     "Settings",
@@ -81,6 +81,8 @@ DEFAULT_START_TIMEOUT = 120.0
 HEARTBEAT_TIMEOUT = 10.0
 #: Pause between two heartbeats while a started service comes up, in seconds.
 HEARTBEAT_INTERVAL = 0.25
+#: Sections whose results are fetched with one call, so that only their JSON is held at a time.
+RESULTS_BATCH = 50
 #: Seconds a started service has to end after it was asked to.
 STOP_TIMEOUT = 10.0
 
@@ -207,9 +209,11 @@ class RcsService:
         """Calculate every section of the project."""
         return self._json("POST", self._project(project_id) + "/calculate", {"sections": []})
 
-    def results(self, project_id: str) -> Any:
-        """The detailed results of every section (JSON ``RcsSectionResultDetailed`` list)."""
-        return self._json("POST", self._project(project_id) + "/get-results", {"sections": []})
+    def results(self, project_id: str, sections: list[int] | None = None) -> Any:
+        """The detailed results of the sections (JSON ``RcsSectionResultDetailed`` list); of
+        every section without ``sections``."""
+        body = {"sections": sections or []}
+        return self._json("POST", self._project(project_id) + "/get-results", body)
 
     def download(self, project_id: str) -> bytes:
         """The project as an .ideaRcs file."""
@@ -349,23 +353,33 @@ def run(content: Mapping[str, Any], version: int, settings: Settings) -> dict[st
                 log.warning("RCS did not close the project %s: %s", project_id, error)
 
 
+def _section_batches(overview: Any) -> list[list[int]]:
+    """The section ids of the ``calculate`` reply in batches of :data:`RESULTS_BATCH`, to fetch
+    the results a batch at a time; one batch of all sections (``[]``) when the reply does not
+    list them plainly."""
+    items = overview if isinstance(overview, list) else []
+    ids = [item.get("sectionId") if isinstance(item, dict) else None for item in items]
+    if not ids or not all(isinstance(id_, int) and not isinstance(id_, bool) for id_ in ids):
+        return [[]]
+    return [ids[start : start + RESULTS_BATCH] for start in range(0, len(ids), RESULTS_BATCH)]
+
+
 def _calculate(
     service: RcsService, project_id: str, want_xml: bool, want_rcs_file: bool
 ) -> dict[str, bytes]:
+    document = ResultXml()
     try:
-        service.calculate(project_id)
-        results = service.results(project_id) if want_xml else None
+        overview = service.calculate(project_id)
+        for batch in _section_batches(overview) if want_xml else ():
+            document.add(service.results(project_id, batch))
     except ServiceError as error:
         log.warning("RCS did not calculate the project %s: %s", project_id, error)
         raise WorkerFailure(FAILED_CALCULATION) from None
+    except ResultFormatError as error:
+        raise WorkerFailure(f"The RCS results cannot be written as result XML: {error}") from None
     fields: dict[str, bytes] = {}
     if want_xml:
-        try:
-            fields["body"] = result_xml(results)
-        except ResultFormatError as error:
-            raise WorkerFailure(
-                f"The RCS results cannot be written as result XML: {error}"
-            ) from None
+        fields["body"] = document.finish()
     if want_rcs_file:
         try:
             fields["idea_rcs_body"] = service.download(project_id)

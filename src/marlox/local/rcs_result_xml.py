@@ -21,12 +21,13 @@ JSON carries no class name for a check item, so its ``xsi:type`` is found from t
 from __future__ import annotations
 
 import decimal
+import io
 import math
 from collections.abc import Iterable, Mapping
 from typing import Any
 from xml.sax.saxutils import escape, quoteattr
 
-__all__ = ["result_xml", "format_double", "ResultFormatError"]
+__all__ = ["ResultXml", "result_xml", "format_double", "ResultFormatError"]
 
 DECLARATION = '<?xml version="1.0" encoding="utf-16"?>'
 ROOT = "ArrayOfSectionConcreteCheckResult"
@@ -417,7 +418,9 @@ class _Writer:
 
     def __init__(self) -> None:
         self.parts: list[str] = [DECLARATION]
-        self.open: list[tuple[int, int, str, str]] = []  # (part index, depth, tag, attributes)
+        # (index of the start tag in `parts`, or None once it is written out; depth; tag;
+        # attributes) of each element not yet ended
+        self.open: list[tuple[int | None, int, str, str]] = []
 
     def start(self, depth: int, tag: str, attributes: str = "") -> None:
         self.open.append((len(self.parts), depth, tag, attributes))
@@ -582,15 +585,42 @@ def _check_item_class(members: dict[str, Any], family: str | None, what: str) ->
     return class_name
 
 
+class ResultXml:
+    """The result XML document, written a reply at a time: :meth:`add` each ``get-results``
+    reply (a JSON array of ``RcsSectionResultDetailed`` objects; sections whose
+    ``sectionResult`` is null are left out), then :meth:`finish` for the bytes (UTF-16 LE with
+    byte-order mark). Each reply is encoded as soon as it is written, so only the encoded
+    document and the reply at hand are held."""
+
+    def __init__(self) -> None:
+        self._writer = _Writer()
+        self._writer.start(0, ROOT, NAMESPACES)
+        self._document = io.BytesIO()
+        self._document.write("\ufeff".encode("utf-16-le"))
+        self._sections = 0
+
+    def add(self, results: Any) -> None:
+        writer = self._writer
+        for index, detailed in enumerate(_list(results, "the results")):
+            section = _folded(detailed, f"results[{index}]").get("sectionresult")
+            if section is not None:
+                where = f"results[{self._sections + index}].sectionResult"
+                writer.section(1, section, where)
+        self._sections += len(results)
+        if len(writer.parts) > 2:  # the root has content: what is written is final
+            self._document.write("".join(writer.parts).encode("utf-16-le"))
+            writer.parts.clear()
+            writer.open[0] = (None, *writer.open[0][1:])  # and no longer empty
+
+    def finish(self) -> bytes:
+        self._writer.end()
+        self._document.write(self._writer.text().encode("utf-16-le"))
+        return self._document.getvalue()
+
+
 def result_xml(results: Any) -> bytes:
-    """The result XML document (UTF-16 LE bytes with byte-order mark) of the ``get-results``
-    reply ``results``: a JSON array of ``RcsSectionResultDetailed`` objects. Sections whose
-    ``sectionResult`` is null are left out."""
-    writer = _Writer()
-    writer.start(0, ROOT, NAMESPACES)
-    for index, detailed in enumerate(_list(results, "the results")):
-        section = _folded(detailed, f"results[{index}]").get("sectionresult")
-        if section is not None:
-            writer.section(1, section, f"results[{index}].sectionResult")
-    writer.end()
-    return "\ufeff".encode("utf-16-le") + writer.text().encode("utf-16-le")
+    """The result XML document (UTF-16 LE bytes with byte-order mark) of one ``get-results``
+    reply ``results``."""
+    document = ResultXml()
+    document.add(results)
+    return document.finish()
