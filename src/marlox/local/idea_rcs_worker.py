@@ -52,6 +52,7 @@ __all__ = [
     "Settings",
     "RcsService",
     "ServiceError",
+    "connect",
     "run",
     "LINK_NOT_FOUND",
     "MISSING_INPUT",
@@ -361,6 +362,7 @@ def _section_batches(overview: Any) -> list[list[int]]:
     ids = [item.get("sectionId") if isinstance(item, dict) else None for item in items]
     if not ids or not all(isinstance(id_, int) and not isinstance(id_, bool) for id_ in ids):
         return [[]]
+    ids = list(dict.fromkeys(ids))  # each section once
     return [ids[start : start + RESULTS_BATCH] for start in range(0, len(ids), RESULTS_BATCH)]
 
 
