@@ -2,23 +2,23 @@
 
 from __future__ import annotations
 
-import os
 from typing import Any
 
-from .jobs import WorkerFailure, _builtin_worker
+from . import idea_rcs_worker
+from .jobs import _builtin_worker
 
 #: Base URL of a running IDEA StatiCa RCS REST service.
-IDEA_RCS_URL_VARIABLE = "MARLOX_IDEA_RCS_URL"
+IDEA_RCS_URL_VARIABLE = idea_rcs_worker.URL_VARIABLE
 #: Path of the IDEA StatiCa RCS REST service executable, started on demand.
-IDEA_RCS_EXE_VARIABLE = "MARLOX_IDEA_RCS_EXE"
+IDEA_RCS_EXE_VARIABLE = idea_rcs_worker.EXE_VARIABLE
 
 
 @_builtin_worker("idearcs")
 def idearcs(content: dict[str, Any], version: int) -> dict[str, bytes]:
-    """Run IDEA StatiCa RCS on the job's input XML.
+    """Run IDEA StatiCa RCS on the job's input XML and return the result XML ("body") and, when
+    asked, the .ideaRcs project ("idea_rcs_body").
 
-    Needs an IDEA StatiCa RCS REST service: ``MARLOX_IDEA_RCS_URL`` or ``MARLOX_IDEA_RCS_EXE``.
+    Needs an IDEA StatiCa RCS REST service: ``MARLOX_IDEA_RCS_URL`` or ``MARLOX_IDEA_RCS_EXE``
+    (see :mod:`marlox.local.idea_rcs_worker`).
     """
-    if not (os.environ.get(IDEA_RCS_URL_VARIABLE) or os.environ.get(IDEA_RCS_EXE_VARIABLE)):
-        raise WorkerFailure("Marlox Idea link not found")
-    raise WorkerFailure("Running IDEA StatiCa RCS through its REST service is not supported yet")
+    return idea_rcs_worker.run(content, version, idea_rcs_worker.Settings.from_environment())
