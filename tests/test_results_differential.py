@@ -1,0 +1,416 @@
+"""The native result parsers against the ElementTree reference readers, document by document.
+
+Every observable is compared: section ids, their types and order, each family's list with its
+key order and value types, ``extremes()``, exceptions as (type, message), the stream position
+after a scan or a lookup, sections kept past the next step, and everything ``OutputFileParser``
+answers. Floats are compared by ``repr`` so that -0.0, NaN and infinities count.
+"""
+
+import io
+import math
+import xml.etree.ElementTree as ET
+
+import pytest
+from hypothesis import HealthCheck, given, settings
+from hypothesis import strategies as st
+from result_documents import (
+    Node,
+    documents,
+    family,
+    leaf,
+    render,
+    result_root,
+    sample_document,
+    section_node,
+)
+from results_oracle import OracleStreamParser, OracleWholeParser
+
+import marlox.external.idea_rcs as idea_rcs
+from marlox.errors import ParsingError
+
+RcsOutputFileParser = getattr(idea_rcs, "RcsOutputFileParser", None)
+OutputFileParser = getattr(idea_rcs, "OutputFileParser", None)
+
+needs_stream = pytest.mark.skipif(
+    RcsOutputFileParser is None, reason="native RcsOutputFileParser not built yet"
+)
+needs_whole = pytest.mark.skipif(
+    OutputFileParser is None, reason="native OutputFileParser not built yet"
+)
+
+READERS = (
+    "capacity",
+    "shear",
+    "torsion",
+    "interaction",
+    "crack_width",
+    "detailing",
+    "stress_limitation",
+    "fatigue",
+    "extremes",
+)
+ACCESSORS = (
+    "capacity_results",
+    "shear_results",
+    "crack_width_results",
+    "detailing_results",
+    "stress_limitation_results",
+    "fatigue_results",
+)
+SAMPLE = "/work/shared/samples/rcs-result-synthetic.xml"
+
+
+def examples(count):
+    return settings(
+        max_examples=count,
+        deadline=None,
+        suppress_health_check=[HealthCheck.too_slow, HealthCheck.data_too_large],
+    )
+
+
+def canon(value):
+    """A form of ``value`` whose equality also means equal key order and equal value types."""
+    if isinstance(value, dict):
+        return ("dict", [(canon(k), canon(v)) for k, v in value.items()])
+    if isinstance(value, list):
+        return ("list", [canon(v) for v in value])
+    if isinstance(value, float):
+        return ("float", "nan" if math.isnan(value) else repr(value))
+    if value is None or isinstance(value, str | int):
+        return (type(value).__name__, value)
+    return ("other", type(value).__name__, repr(value))
+
+
+def error(exc):
+    return ("error", type(exc), str(exc))
+
+
+def outcome(call):
+    try:
+        return ("ok", canon(call()))
+    except Exception as exc:  # every exception is an observable here
+        return error(exc)
+
+
+def read_all(section):
+    return [(name, outcome(getattr(section, name))) for name in READERS]
+
+
+def scan(parser_class, data, offset):
+    """One full pass of ``section_results()``, reading each section before moving on."""
+    stream = io.BytesIO(data)
+    stream.seek(offset)
+    parser = parser_class(stream)
+    log = []
+    kept = []
+    try:
+        for section in parser.section_results():
+            for old in kept:
+                log.append(("stale", canon(old.id_), read_all(old)))
+            log.append(("section", canon(section.id_), read_all(section)))
+            kept.append(section)
+        log.append(("end", stream.tell()))
+    except Exception as exc:
+        log.append(error(exc))
+    for old in kept:
+        log.append(("stale after the scan", canon(old.id_), read_all(old)))
+    return log
+
+
+def lookups(parser_class, data, offset, ids):
+    stream = io.BytesIO(data)
+    stream.seek(offset)
+    parser = parser_class(stream)
+    log = []
+    for id_ in ids:
+        try:
+            section = parser.section_result(id_)
+        except Exception as exc:
+            log.append((repr(id_), error(exc)))
+            if isinstance(exc, ParsingError):
+                log.append(("position", stream.tell()))
+            continue
+        log.append((repr(id_), canon(section.id_), outcome(section.extremes)))
+        log.append(("position", stream.tell()))
+    return log
+
+
+def whole(parser_class, content, ids):
+    try:
+        parser = parser_class(content)
+    except Exception as exc:
+        cause = exc.__cause__
+        return [error(exc), ("cause", type(cause), str(cause) if cause else None)]
+    log = [("ids", outcome(lambda: parser.section_ids)), ("raw", outcome(parser.raw_results))]
+    for id_ in ids:
+        for name in ACCESSORS:
+            log.append((repr(id_), name, outcome(lambda: getattr(parser, name)(id_))))  # noqa: B023
+    log.append(("stream untouched", content.tell(), content.closed))
+    return log
+
+
+def candidate_ids(data):
+    """Ids worth looking up: the first few that the document has, and some it has not."""
+    found = []
+    try:
+        for section in OracleStreamParser(io.BytesIO(data)).section_results():
+            if section.id_ not in found:
+                found.append(section.id_)
+            if len(found) == 3:
+                break
+    except Exception:
+        pass
+    extra = [99]
+    if found:
+        extra += [str(found[0]), float(found[0])]
+    return found + extra
+
+
+def assert_same(native, oracle):
+    assert len(native) == len(oracle), (native, oracle)
+    for i, (n, o) in enumerate(zip(native, oracle, strict=True)):
+        assert n == o, f"entry {i} differs:\nnative: {n!r}\noracle: {o!r}"
+
+
+def as_text(data):
+    """The document decoded, for a ``StringIO``; None when its bytes do not decode."""
+    try:
+        if data[:2] in (b"\xff\xfe", b"\xfe\xff"):
+            return data.decode("utf-16")
+        return data.decode("utf-8-sig")
+    except UnicodeDecodeError:
+        return None
+
+
+# -- generated documents --
+
+
+@needs_stream
+@examples(150)
+@given(documents(), st.integers(0, 80))
+def test_streaming_parser_matches_reference(data, offset):
+    assert_same(scan(RcsOutputFileParser, data, offset), scan(OracleStreamParser, data, offset))
+    ids = candidate_ids(data)
+    assert_same(
+        lookups(RcsOutputFileParser, data, offset, ids),
+        lookups(OracleStreamParser, data, offset, ids),
+    )
+
+
+@needs_whole
+@examples(100)
+@given(documents(), st.booleans())
+def test_whole_document_parser_matches_reference(data, text):
+    ids = candidate_ids(data)
+    content = as_text(data) if text else None
+    if content is None:
+        native, oracle = io.BytesIO(data), io.BytesIO(data)
+    else:
+        native, oracle = io.StringIO(content), io.StringIO(content)
+    assert_same(whole(OutputFileParser, native, ids), whole(OracleWholeParser, oracle, ids))
+
+
+@needs_stream
+@examples(50)
+@given(documents(allow_broken=False))
+def test_section_result_over_a_caller_element_matches_reference(data):
+    # SectionResult also wraps an ElementTree element built elsewhere (as OutputFileParser
+    # does); it must read it exactly as the reference does.
+    try:
+        root = ET.fromstring(data)
+    except ET.ParseError:
+        return
+    for element in root.iter("SectionConcreteCheckResult"):
+        assert_same(
+            read_all(RcsOutputFileParser.SectionResult(7, element)),
+            read_all(OracleStreamParser.SectionResult(7, element)),
+        )
+
+
+# -- fixed documents for the cases that generation reaches only by luck --
+
+
+def shear_only_in_second_of_three():
+    values = [leaf(k, "1.5") for k in ("Ved", "Vrd", "Vrdc", "Vrdmax", "Vrdr", "Vrds")]
+    item = Node(
+        "ConcreteCheckResultBase",
+        children=[leaf("CheckValue", "0.5"), leaf("Result", "OK"), *values],
+    )
+    extremes = [
+        Node("ConcreteCheckResults"),
+        Node(
+            "ConcreteCheckResults",
+            children=[Node("CheckResults", children=[family("Shear", item)])],
+        ),
+        Node("Other"),
+    ]
+    return render(result_root([section_node(" 12 ", extremes)]))
+
+
+def fixed_documents():
+    sample = open(SAMPLE, "rb").read()
+    utf8 = sample.decode("utf-16").replace('encoding="utf-16"', 'encoding="utf-8"').encode()
+    return {
+        "sample": sample,
+        "sample as UTF-8": utf8,
+        "generated, as RCS writes": sample_document(sections=3, extremes=2),
+        "shear only in the second of three extremes": shear_only_in_second_of_three(),
+        "no sections": render(result_root([])),
+        "duplicate ids": render(
+            result_root([section_node("3", []), section_node("3", [Node("X")])])
+        ),
+        "section without SectionId": render(result_root([Node("SectionConcreteCheckResult")])),
+        "SectionId 3.0": render(result_root([section_node("3.0", [])])),
+        "empty": b"",
+        "not XML": b"this is not XML",
+        "cut short": sample[: len(sample) // 2],
+        "UTF-8 bytes declared UTF-16": utf8.replace(b'encoding="utf-8"', b'encoding="utf-16"'),
+    }
+
+
+@needs_stream
+@pytest.mark.parametrize("offset", [0, 100])
+@pytest.mark.parametrize("name", list(fixed_documents()))
+def test_streaming_parser_on_fixed_documents(name, offset):
+    data = fixed_documents()[name]
+    offset = min(offset, len(data))
+    assert_same(scan(RcsOutputFileParser, data, offset), scan(OracleStreamParser, data, offset))
+    ids = candidate_ids(data) + [1, 3, True, None, "3", 3.0, 12.5]
+    assert_same(
+        lookups(RcsOutputFileParser, data, offset, ids),
+        lookups(OracleStreamParser, data, offset, ids),
+    )
+
+
+@needs_whole
+@pytest.mark.parametrize("name", list(fixed_documents()))
+def test_whole_document_parser_on_fixed_documents(name):
+    data = fixed_documents()[name]
+    ids = candidate_ids(data) + [1, 3, "3", 3.0, True]
+    assert_same(
+        whole(OutputFileParser, io.BytesIO(data), ids),
+        whole(OracleWholeParser, io.BytesIO(data), ids),
+    )
+
+
+@needs_stream
+def test_sections_collected_before_reading_are_empty_and_a_second_scan_is_complete():
+    data = sample_document(sections=3, extremes=2)
+    for parser_class in (RcsOutputFileParser, OracleStreamParser):
+        parser = parser_class(io.BytesIO(data))
+        collected = list(parser.section_results())
+        assert [s.id_ for s in collected] == [1, 2, 3]
+        assert all(s.extremes() == [] and s.capacity() == [] for s in collected)
+    native = [canon(s.extremes()) for s in RcsOutputFileParser(io.BytesIO(data)).section_results()]
+    again = RcsOutputFileParser(io.BytesIO(data))
+    list(again.section_results())
+    assert [canon(s.extremes()) for s in again.section_results()] == native
+
+
+class NoTell:
+    def read(self, size=-1):
+        return b""
+
+    def seek(self, pos, whence=0):
+        return 0
+
+
+class NoSeek:
+    def read(self, size=-1):
+        return b""
+
+    def tell(self):
+        return 0
+
+
+@needs_stream
+def test_streams_without_tell_or_seek_fail_as_the_reference_does():
+    for stream_class, first_step in ((NoTell, "construct"), (NoSeek, "scan")):
+        outcomes = []
+        for parser_class in (RcsOutputFileParser, OracleStreamParser):
+            try:
+                parser = parser_class(stream_class())
+                next(parser.section_results())
+            except Exception as exc:
+                outcomes.append(error(exc))
+        assert outcomes[0] == outcomes[1], first_step
+
+
+@needs_whole
+def test_whole_document_parser_without_getvalue_or_torsion_accessor():
+    for parser_class in (OutputFileParser, OracleWholeParser):
+        assert not hasattr(parser_class, "torsion_results")
+        assert not hasattr(parser_class, "interaction_results")
+    assert outcome(lambda: OutputFileParser(NoSeek())) == outcome(
+        lambda: OracleWholeParser(NoSeek())
+    )
+
+
+@needs_stream
+def test_a_subclass_section_result_is_the_one_handed_out():
+    class Native(RcsOutputFileParser):
+        class SectionResult(RcsOutputFileParser.SectionResult):
+            pass
+
+    sections = list(Native(io.BytesIO(sample_document(1, 1))).section_results())
+    assert [type(s) for s in sections] == [Native.SectionResult]
+
+
+# -- the reference itself, on the cases whose answer is written down independently --
+
+
+def test_reference_reads_documented_cases():
+    nan_stress = Node(
+        "ConcreteCheckResultBase",
+        children=[
+            leaf("Check", "StressLimitationShort"),
+            leaf("TypeCheck", "Check_7_2_2_Concrete_fck"),
+            leaf("Stress", "-nan"),
+            leaf("CheckValue", "0"),
+            leaf("Result", "Passed"),
+        ],
+    )
+    extreme = Node(
+        "E", children=[Node("CheckResults", children=[family("StressLimitation", nan_stress)])]
+    )
+    data = shear_only_in_second_of_three()
+    section = OracleStreamParser(io.BytesIO(data)).section_result(12)
+    shear = section.shear()
+    assert [s is None for s in shear] == [True, False, True]
+    assert list(shear[1]) == [
+        "Ved",
+        "Vrd",
+        "Vrdc",
+        "Vrdmax",
+        "Vrdr",
+        "Vrds",
+        "CheckValue",
+        "Result",
+    ]
+    assert shear[1]["Result"] == "OK"
+
+    [stress] = OracleStreamParser.SectionResult(
+        1, ET.fromstring(render(result_root([section_node("1", [extreme])])))[0]
+    ).stress_limitation()
+    assert stress["short"] == {"Check_7_2_2_Concrete_fck": None}
+    assert math.isnan(stress["Check_7_2_2_Concrete_fck"]["short"]["Stress"])
+    assert list(stress)[2:] == [
+        "Check_7_2_2_Concrete_fck",
+        "Check_7_2_3_Concrete_fck",
+        "Check_7_2_5_Tendons_fpk",
+        "Check_7_2_5_ReinforcementBars_fyk",
+        "Check_5_10_3_2_Tendons",
+        "Check_5_10_2_1_1_Tendons",
+    ]
+
+    with open(SAMPLE, "rb") as stream:
+        sample = OracleStreamParser(stream).section_result(1)
+    fatigue = sample.fatigue()[0]
+    assert fatigue["fatigue"]["DecisionMethod"] == "Method_6_8_7_1"
+    assert fatigue["shear"]["max"]["CheckValue"] == 0.17
+    assert fatigue["shear"]["min"]["CheckValue"] == 0.04
+
+    parser = OracleStreamParser(io.BytesIO(data))
+    with pytest.raises(ParsingError, match="^section with id '3' is not available in the"):
+        parser.section_result("3")
+    assert parser.section_result(12.0).id_ == 12
