@@ -137,19 +137,29 @@ def child(case, kind, paths):
 # -- parent side --
 
 
-def measure(case, kind, paths, repeat):
-    """Best of ``repeat`` fresh-interpreter runs (fastest time, its peak RSS)."""
-    best = None
+def run_child(case, kind, paths):
+    cmd = [sys.executable, __file__, "--child", case, kind, *map(str, paths)]
+    proc = subprocess.run(cmd, capture_output=True, text=True)
+    if proc.returncode != 0:
+        tail = proc.stderr.strip().splitlines()[-1:] or ["(no output)"]
+        return {"error": tail[0]}
+    return json.loads(proc.stdout.strip().splitlines()[-1])
+
+
+def measure(specs, repeat):
+    """Each spec (label: (case, kind, paths)) run ``repeat`` times, interleaved round by round
+    so that the cases share the machine's ups and downs; the fastest run of each is kept."""
+    best = {}
     for _ in range(repeat):
-        cmd = [sys.executable, __file__, "--child", case, kind, *map(str, paths)]
-        proc = subprocess.run(cmd, capture_output=True, text=True)
-        if proc.returncode != 0:
-            tail = proc.stderr.strip().splitlines()[-1:] or ["(no output)"]
-            return {"error": tail[0]}
-        run = json.loads(proc.stdout.strip().splitlines()[-1])
-        if best is None or run["seconds"] < best["seconds"]:
-            best = run
-    best["mbps"] = best["bytes"] / MB / best["seconds"]
+        for label, spec in specs.items():
+            if "error" in best.get(label, {}):
+                continue
+            run = run_child(*spec)
+            if "error" in run or label not in best or run["seconds"] < best[label]["seconds"]:
+                best[label] = run
+    for run in best.values():
+        if "error" not in run:
+            run["mbps"] = run["bytes"] / MB / run["seconds"]
     return best
 
 
@@ -217,43 +227,64 @@ def main(argv=None):
         print("native parsers not available: native cases skipped")
 
     print(f"\nRcsOutputFileParser, extremes() on every section ({mb:g} MB UTF-16):")
-    floor = measure("floor", "-", [main_a], repeat)
-    oracle = measure("extremes", "oracle", [main_a], repeat)
-    show("expat, no handlers (floor)", floor)
-    show("ElementTree reference", oracle)
+    specs = {
+        "expat, no handlers (floor)": ("floor", "-", [main_a]),
+        "ElementTree reference": ("extremes", "oracle", [main_a]),
+    }
     if native:
-        nat = measure("extremes", "native", [main_a], repeat)
-        show("native", nat)
-        ratio("native / floor", nat, floor, 0.75)
-        ratio("native / ElementTree reference", nat, oracle, 7)
+        specs["native"] = ("extremes", "native", [main_a])
+    runs = measure(specs, repeat)
+    for label, run in runs.items():
+        show(label, run)
+    if native:
+        ratio("native / floor", runs["native"], runs["expat, no handlers (floor)"], 0.75)
+        ratio("native / ElementTree reference", runs["native"], runs["ElementTree reference"], 7)
 
         print("\nPeak RSS of the same scan, small file against large file:")
-        rss_small = measure("extremes", "native", [small], 1)
-        rss_large = measure("extremes", "native", [large], 1)
-        show(f"native, {small_mb:g} MB", rss_small)
-        show(f"native, {large_mb:g} MB", rss_large)
+        runs = measure(
+            {
+                f"native, {small_mb:g} MB": ("extremes", "native", [small]),
+                f"native, {large_mb:g} MB": ("extremes", "native", [large]),
+            },
+            1,
+        )
+        for label, run in runs.items():
+            show(label, run)
+        rss_small, rss_large = runs.values()
         if "error" not in rss_small and "error" not in rss_large:
             growth = (rss_large["peak"] - rss_small["peak"]) / MIB
             verdict = "met" if growth <= 5 else "NOT met"
             print(f"  {'growth of peak RSS':<58} {growth:6.2f} MiB  (target <= 5: {verdict})")
 
         print("\nTwo files in two threads against one file in one thread:")
-        one = measure("extremes", "native", [main_a], repeat)
-        two = measure("extremes", "native", [main_a, main_b], repeat)
-        show("one thread, one file", one)
-        show("two threads, two files", two)
-        ratio("throughput, two threads / one", two, one, 1.7)
+        runs = measure(
+            {
+                "one thread, one file": ("extremes", "native", [main_a]),
+                "two threads, two files": ("extremes", "native", [main_a, main_b]),
+            },
+            repeat,
+        )
+        for label, run in runs.items():
+            show(label, run)
+        ratio(
+            "throughput, two threads / one",
+            runs["two threads, two files"],
+            runs["one thread, one file"],
+            1.7,
+        )
 
     print(f"\nOutputFileParser, construction + six accessors on every section ({mb:g} MB):")
-    et = measure("whole", "oracle", [main_a], repeat)
-    show("ElementTree road", et)
+    specs = {"ElementTree road": ("whole", "oracle", [main_a])}
     if native:
-        nw = measure("whole", "native", [main_a], repeat)
-        show("native", nw)
-        ratio("native / ElementTree road", nw, et, 4)
-    for label, r in (("ElementTree road", et), ("native", nw if native else {"error": ""})):
-        if "error" not in r:
-            per_mb = (r["peak"] - r["before"]) / MIB / (r["bytes"] / MB)
+        specs["native"] = ("whole", "native", [main_a])
+    runs = measure(specs, repeat)
+    for label, run in runs.items():
+        show(label, run)
+    if native:
+        ratio("native / ElementTree road", runs["native"], runs["ElementTree road"], 4)
+    for label, run in runs.items():
+        if "error" not in run:
+            per_mb = (run["peak"] - run["before"]) / MIB / (run["bytes"] / MB)
             verdict = ""
             if label == "native":
                 verdict = f"  (target <= 1: {'met' if per_mb <= 1 else 'NOT met'})"
