@@ -325,15 +325,42 @@ class NoSeek:
 
 @needs_stream
 def test_streams_without_tell_or_seek_fail_as_the_reference_does():
-    for stream_class, first_step in ((NoTell, "construct"), (NoSeek, "scan")):
-        outcomes = []
-        for parser_class in (RcsOutputFileParser, OracleStreamParser):
-            try:
-                parser = parser_class(stream_class())
-                next(parser.section_results())
-            except Exception as exc:
-                outcomes.append(error(exc))
-        assert outcomes[0] == outcomes[1], first_step
+    def steps(parser_class, stream):
+        log = []
+        try:
+            parser = parser_class(stream)
+            log.append("constructed")
+            results = parser.section_results()  # nothing runs before the first item
+            log.append("generator")
+            next(results)
+        except Exception as exc:
+            log.append(error(exc))
+        return log
+
+    for stream_class in (NoTell, NoSeek):
+        native = steps(RcsOutputFileParser, stream_class())
+        assert native == steps(OracleStreamParser, stream_class())
+
+
+@needs_stream
+def test_a_real_file_is_read_from_its_start_and_left_where_it_was(tmp_path):
+    path = tmp_path / "result.xml"
+    path.write_bytes(sample_document(sections=2, extremes=1))
+    logs = []
+    for parser_class in (RcsOutputFileParser, OracleStreamParser):
+        with open(path, "rb") as stream:
+            stream.seek(100)
+            parser = parser_class(stream)
+            parser.section_results()
+            log = [stream.tell()]
+            for section in parser.section_results():
+                log.append((section.id_, canon(section.extremes())))
+            log.append(stream.tell())
+            log.append(canon(parser.section_result(2).fatigue()))
+            log.append(stream.tell())
+            logs.append(log)
+    assert logs[0] == logs[1]
+    assert logs[1][0] == logs[1][-1] == 100
 
 
 @needs_whole
