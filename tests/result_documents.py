@@ -170,17 +170,22 @@ def _render(node, out, depth, nl, pretty):
         out.append(_escape(node.tail))
 
 
-def render(root, encoding="utf-16", declaration=True, newline="\r\n", pretty=True, trailer=""):
+def render(
+    root, encoding="utf-16", declaration=True, newline="\r\n", pretty=True, trailer="", doctype=""
+):
     """The bytes of a document whose root element is ``root``.
 
     ``encoding`` is "utf-16" (little endian with BOM, as RCS writes), "utf-16-be" (with BOM),
     "utf-8", "utf-8-sig" or "utf-8-as-utf-16" (UTF-8 bytes under a UTF-16 declaration, which
-    the XML parser rejects). ``trailer`` is text written after the root element.
+    the XML parser rejects). ``doctype`` and ``trailer`` are written before and after the root
+    element.
     """
     out = []
     if declaration:
         declared = {"utf-8": "utf-8", "utf-8-sig": "utf-8"}.get(encoding, "utf-16")
         out.append(f'<?xml version="1.0" encoding="{declared}"?>{newline}')
+    if doctype:
+        out.append(doctype + newline)
     _render(root, out, 0, newline, pretty)
     out.append(trailer)
     text = "".join(out)
@@ -737,6 +742,29 @@ def result_trees(draw, max_sections=4):
     return result_root(sections)
 
 
+def _entities(draw, root):
+    """A document type declaration, with some leaf texts turned into entity references.
+
+    Internal entities are expanded by the XML parser; a reference to an entity that is not
+    declared, in a document with an external subset, is ElementTree's "undefined entity".
+    """
+    leaves = []
+    stack = [root]
+    while stack:
+        node = stack.pop()
+        if node.tag not in ("!--", "?") and not node.children and node.text is not None:
+            leaves.append(node)
+        stack.extend(node.children)
+    rng = random.Random(draw(st.integers(0, 2**32)))
+    external = rng.random() < 0.3
+    for node in rng.sample(leaves, min(len(leaves), 3)):
+        node.text = Raw(rng.choice(["&v;", "&t;", "&v;&v;"] + ["&undeclared;"] * external))
+    name = root.tag
+    if external:
+        return f'<!DOCTYPE {name} SYSTEM "result.dtd" [<!ENTITY v "2.5"><!ENTITY t "Passed">]>'
+    return f'<!DOCTYPE {name} [<!ENTITY v "2.5"><!ENTITY t "Passed">]>'
+
+
 @st.composite
 def documents(draw, max_sections=4, allow_broken=True):
     """Result files as bytes, mostly as RCS writes them (UTF-16, BOM, CRLF)."""
@@ -751,7 +779,8 @@ def documents(draw, max_sections=4, allow_broken=True):
     # After "junk after" the document is well-formed up to the end of the root, so every
     # section comes before the error.
     trailer = newline + "<extra />" if how == "junk after" else ""
-    data = render(root, encoding, declaration, newline, draw(st.booleans()), trailer)
+    doctype = _entities(draw, root) if draw(st.integers(0, 19)) == 7 else ""
+    data = render(root, encoding, declaration, newline, draw(st.booleans()), trailer, doctype)
     if how == "cut":
         data = data[: draw(st.integers(0, len(data) - 1))]
     return data
