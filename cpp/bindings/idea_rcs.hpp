@@ -7,4 +7,8 @@ namespace marlox::py {
 
 namespace nb = nanobind;
 
+// Result parsing: RcsOutputFileParser (with RcsOutputFileParser.SectionResult) and
+// OutputFileParser.
+void bind_results(nb::module_ &m);
+
 }  // namespace marlox::py

@@ -8,4 +8,5 @@ NB_MODULE(idea_rcs, m) {
     m.doc() = "Build IDEA StatiCa RCS models, run analyses and read their results.";
     marlox::py::register_error_translator();
     // Areas, in the order their classes are bound:
+    marlox::py::bind_results(m);
 }

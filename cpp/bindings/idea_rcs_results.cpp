@@ -1,0 +1,1088 @@
+// The result parsers of the idea_rcs module: RcsOutputFileParser (streaming, with its nested
+// SectionResult) and OutputFileParser (whole document).
+#include "bindings/idea_rcs_results.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <cstring>
+#include <thread>
+
+#include "bindings/idea_rcs.hpp"
+#include "bindings/translate.hpp"
+#include "core/error.hpp"
+
+namespace marlox::py::results {
+
+using marlox::results::DomBuilder;
+using marlox::results::Node;
+using marlox::results::ScanFailure;
+using marlox::results::Scanner;
+
+// ---------------------------------------------------------------------------------------------
+// Python helpers
+
+PyObject *interned(const char *text) {
+    // Keys are string literals: their addresses identify them.
+    static std::unordered_map<const void *, PyObject *> cache;
+    auto found = cache.find(text);
+    if (found != cache.end()) return found->second;
+    PyObject *s = PyUnicode_InternFromString(text);
+    if (s == nullptr) throw_python();
+    cache.emplace(text, s);
+    return s;
+}
+
+PyObject *name_key(Name name) {
+    static PyObject *keys[marlox::results::kNameCount] = {};
+    PyObject *&k = keys[name];
+    if (k == nullptr) {
+        k = PyUnicode_InternFromString(marlox::results::name_text(name));
+        if (k == nullptr) throw_python();
+    }
+    return k;
+}
+
+PyObject *path_string(const std::string &path) {
+    static std::unordered_map<std::string, PyObject *> cache;
+    auto found = cache.find(path);
+    if (found != cache.end()) return found->second;
+    PyObject *s = PyUnicode_FromStringAndSize(path.data(), (Py_ssize_t)path.size());
+    if (s == nullptr) throw_python();
+    cache.emplace(path, s);
+    return s;
+}
+
+nb::object float_from_text(std::string_view text) {
+    // float() of an ASCII str without underscores: strip ASCII white space, then the
+    // interpreter's own PyOS_string_to_double on exactly the rest. Anything else, and every
+    // failure, goes through float() itself (for its exact result or message).
+    constexpr std::size_t kMax = 64;
+    if (text.size() < kMax) {
+        bool simple = true;
+        for (char c : text) {
+            if ((unsigned char)c >= 0x80 || c == '_') {
+                simple = false;
+                break;
+            }
+        }
+        if (simple) {
+            auto space = [](char c) {
+                return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+            };
+            std::size_t b = 0, e = text.size();
+            while (b < e && space(text[b])) ++b;
+            while (e > b + 1 && space(text[e - 1])) --e;
+            if (b < e) {
+                char buf[kMax];
+                std::memcpy(buf, text.data() + b, e - b);
+                buf[e - b] = '\0';
+                char *end = nullptr;
+                const double x = PyOS_string_to_double(buf, &end, nullptr);
+                if (end == buf + (e - b) && !(x == -1.0 && PyErr_Occurred())) {
+                    return steal_or_throw(PyFloat_FromDouble(x));
+                }
+                PyErr_Clear();
+            }
+        }
+    }
+    nb::object s = str_from(text);
+    return steal_or_throw(PyFloat_FromString(s.ptr()));
+}
+
+const Et &et() {
+    static Et value{};
+    if (value.module == nullptr) {
+        PyObject *module = PyImport_ImportModule("xml.etree.ElementTree");
+        if (module == nullptr) throw_python();
+        Et v{module, PyObject_GetAttrString(module, "Element"),
+             PyObject_GetAttrString(module, "SubElement"),
+             PyObject_GetAttrString(module, "ParseError")};
+        if (v.element == nullptr || v.sub_element == nullptr || v.parse_error == nullptr) {
+            throw_python();
+        }
+        value = v;
+    }
+    return value;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The interpreter's expat
+
+namespace {
+
+const expat::CApi *g_api = nullptr;
+
+// The host's handler for encodings that expat does not know builds its table with the
+// interpreter's codecs: it needs the interpreter lock, which a scan may have released.
+int unknown_encoding_with_gil(void *data, const char *name, expat::Encoding *info) {
+    PyGILState_STATE state = PyGILState_Ensure();
+    const int result = g_api->DefaultUnknownEncodingHandler(data, name, info);
+    PyGILState_Release(state);
+    return result;
+}
+
+const expat::Host &expat_host() {
+    static expat::Host host;
+    if (host.api == nullptr) {
+        auto *api = static_cast<const expat::CApi *>(PyCapsule_Import(expat::kCapsuleName, 0));
+        if (api == nullptr) throw_python();
+        if (api->magic == nullptr || std::strcmp(api->magic, expat::kCapiMagic) != 0 ||
+            api->size < expat::kCapiMinimumSize) {
+            PyErr_SetString(PyExc_ImportError, "pyexpat.expat_CAPI has an unknown layout");
+            throw_python();
+        }
+        g_api = api;
+        host.unknown_encoding = &unknown_encoding_with_gil;
+        host.unknown_encoding_data = nullptr;
+        host.has_hash_salt = true;
+        host.hash_salt = (unsigned long)_Py_HashSecret.expat.hashsalt;
+        host.api = api;
+    }
+    return host;
+}
+
+std::unique_ptr<Scanner> new_scanner(bool keep_all) {
+    auto scanner = std::make_unique<Scanner>(expat_host(), keep_all);
+    if (!scanner->created()) {
+        PyErr_NoMemory();
+        throw_python();
+    }
+    return scanner;
+}
+
+// ElementTree's ParseError for a failed feed: "<message>: line L, column C", with `code` and
+// `position` set as ElementTree sets them. A memory failure is raised as MemoryError at once.
+nb::object parse_error_object(const ScanFailure &f) {
+    if (f.kind == ScanFailure::Kind::Memory) {
+        PyErr_NoMemory();
+        throw_python();
+    }
+    const Et &e = et();
+    nb::object message = steal_or_throw(PyUnicode_FromFormat(
+        "%s: line %zd, column %zd", f.message.c_str(), (Py_ssize_t)f.line, (Py_ssize_t)f.column));
+    nb::object error = steal_or_throw(PyObject_CallOneArg(e.parse_error, message.ptr()));
+    nb::object code = steal_or_throw(PyLong_FromLong(f.code));
+    if (PyObject_SetAttrString(error.ptr(), "code", code.ptr()) != 0) throw_python();
+    nb::object position =
+        steal_or_throw(Py_BuildValue("(nn)", (Py_ssize_t)f.line, (Py_ssize_t)f.column));
+    if (PyObject_SetAttrString(error.ptr(), "position", position.ptr()) != 0) throw_python();
+    return error;
+}
+
+[[noreturn]] void raise_object(const nb::object &error) {
+    PyErr_SetObject((PyObject *)Py_TYPE(error.ptr()), error.ptr());
+    throw_python();
+}
+
+thread_local std::vector<const DocState *> t_reading;
+
+// Wait until no other thread reads the tree natively (they hold the interpreter lock while
+// they do, so this gives it up while it waits).
+void wait_for_readers(DocState &doc) {
+    while (doc.active_reads > 0) {
+        if (std::find(t_reading.begin(), t_reading.end(), &doc) != t_reading.end()) {
+            PyErr_SetString(PyExc_ValueError, "generator already executing");
+            throw_python();
+        }
+        nb::gil_scoped_release release;
+        std::this_thread::sleep_for(std::chrono::microseconds(50));
+    }
+}
+
+// ElementTree's XMLParser.feed (and close, with `final`): str is parsed as UTF-8 with the
+// protocol encoding set so; anything else through the buffer protocol. Parsing runs without
+// the interpreter lock. Returns false for a parse failure (see the scanner); raises what
+// XMLParser.feed raises directly.
+bool feed_object(DocState &doc, PyObject *data, bool final) {
+    Scanner &scanner = *doc.scanner;
+    if (data == nullptr) {
+        wait_for_readers(doc);
+        bool ok;
+        {
+            nb::gil_scoped_release release;
+            ok = scanner.feed("", 0, final);
+        }
+        if (PyErr_Occurred()) throw_python();
+        return ok;
+    }
+    const char *ptr = nullptr;
+    Py_ssize_t len = 0;
+    Py_buffer view{};
+    bool have_view = false;
+    std::string copy;
+    if (PyUnicode_Check(data)) {
+        ptr = PyUnicode_AsUTF8AndSize(data, &len);
+        if (ptr == nullptr) throw_python();
+        if (len > INT_MAX) {
+            PyErr_SetString(PyExc_OverflowError, "size does not fit in an int");
+            throw_python();
+        }
+        scanner.set_encoding_utf8();
+    } else {
+        if (PyObject_GetBuffer(data, &view, PyBUF_SIMPLE) != 0) throw_python();
+        have_view = true;
+        if (view.len > INT_MAX) {
+            PyBuffer_Release(&view);
+            PyErr_SetString(PyExc_OverflowError, "size does not fit in an int");
+            throw_python();
+        }
+        ptr = static_cast<const char *>(view.buf);
+        len = view.len;
+        if (!PyBytes_CheckExact(data)) {
+            // A mutable buffer could change while the lock is released: parse a copy.
+            try {
+                copy.assign(ptr, (std::size_t)len);
+            } catch (...) {
+                PyBuffer_Release(&view);
+                PyErr_NoMemory();
+                throw_python();
+            }
+            ptr = copy.data();
+        }
+    }
+    bool ok;
+    try {
+        wait_for_readers(doc);
+    } catch (...) {
+        if (have_view) PyBuffer_Release(&view);
+        throw;
+    }
+    {
+        nb::gil_scoped_release release;
+        ok = scanner.feed(ptr, (int)len, final);
+    }
+    if (have_view) PyBuffer_Release(&view);
+    if (PyErr_Occurred()) throw_python();  // from the host's unknown-encoding handler
+    return ok;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Document state
+
+DocState::~DocState() {
+    for (PyObject *t : tags) Py_XDECREF(t);
+}
+
+PyObject *DocState::tag_object(std::uint32_t tag) {
+    if (tag >= tags.size()) tags.resize(dom().tag_count(), nullptr);
+    PyObject *&t = tags[tag];
+    if (t == nullptr) {
+        if (tag < marlox::results::kNameCount) {
+            t = name_key((Name)tag);
+            Py_INCREF(t);
+        } else {
+            t = str_from(dom().tag_name(tag)).release().ptr();
+        }
+    }
+    return t;
+}
+
+void DocState::shift_nodes(NodeId shift) {
+    if (shift <= 0 || materialized.empty()) return;
+    std::unordered_map<NodeId, nb::object> moved;
+    for (auto &[id, element] : materialized) {
+        if (id >= shift) moved.emplace(id - shift, std::move(element));
+    }
+    materialized.swap(moved);
+}
+
+ReadGuard::ReadGuard(DocState &doc) : doc_(doc) {
+    ++doc_.active_reads;
+    t_reading.push_back(&doc_);
+}
+
+ReadGuard::~ReadGuard() {
+    --doc_.active_reads;
+    auto found = std::find(t_reading.rbegin(), t_reading.rend(), &doc_);
+    if (found != t_reading.rend()) t_reading.erase(std::next(found).base());
+}
+
+bool ReadGuard::held_by_this_thread() { return !t_reading.empty(); }
+
+nb::object materialize(DocState &doc, NodeId id) {
+    auto found = doc.materialized.find(id);
+    if (found != doc.materialized.end()) return found->second;
+    ReadGuard guard(doc);
+    const Dom &d = doc.dom();
+    const Et &e = et();
+    PyObject *k_text = interned("text");
+    PyObject *k_tail = interned("tail");
+    std::vector<std::pair<NodeId, nb::object>> made_sections;
+    auto make = [&](NodeId n, PyObject *parent) -> nb::object {
+        const Node &node = d.node(n);
+        PyObject *tag = doc.tag_object(node.tag);
+        nb::object attrib;
+        if (node.attr_count > 0) {
+            attrib = new_dict();
+            for (std::uint32_t i = 0; i < node.attr_count; ++i) {
+                const marlox::results::Attr &a = d.attr(node.attr_begin + i);
+                nb::object key = str_from(d.str(a.name));
+                nb::object value = str_from(d.str(a.value));
+                dict_set(attrib.ptr(), key.ptr(), value.ptr());
+            }
+        }
+        nb::object element;
+        if (parent == nullptr) {
+            element = steal_or_throw(
+                attrib.is_valid() ? PyObject_CallFunctionObjArgs(e.element, tag, attrib.ptr(), nullptr)
+                                  : PyObject_CallOneArg(e.element, tag));
+        } else {
+            element = steal_or_throw(
+                attrib.is_valid()
+                    ? PyObject_CallFunctionObjArgs(e.sub_element, parent, tag, attrib.ptr(), nullptr)
+                    : PyObject_CallFunctionObjArgs(e.sub_element, parent, tag, nullptr));
+        }
+        if (!node.text.absent()) {
+            nb::object text = str_from(d.str(node.text));
+            if (PyObject_SetAttr(element.ptr(), k_text, text.ptr()) != 0) throw_python();
+        }
+        if (!node.tail.absent()) {
+            nb::object tail = str_from(d.str(node.tail));
+            if (PyObject_SetAttr(element.ptr(), k_tail, tail.ptr()) != 0) throw_python();
+        }
+        if ((node.flags & Node::kSection) != 0) made_sections.emplace_back(n, element);
+        return element;
+    };
+    nb::object top = make(id, nullptr);
+    std::vector<std::pair<NodeId, nb::object>> stack;
+    stack.emplace_back(id, top);
+    while (!stack.empty()) {
+        auto [n, element] = std::move(stack.back());
+        stack.pop_back();
+        for (NodeId c = d.node(n).first_child; c != kNoNode; c = d.node(c).next_sibling) {
+            auto existing = doc.materialized.find(c);
+            if (existing != doc.materialized.end()) {
+                nb::object r = steal_or_throw(PyObject_CallMethodOneArg(
+                    element.ptr(), interned("append"), existing->second.ptr()));
+                continue;
+            }
+            nb::object child = make(c, element.ptr());
+            if (d.node(c).first_child != kNoNode) stack.emplace_back(c, std::move(child));
+        }
+    }
+    for (auto &[n, element] : made_sections) doc.materialized.emplace(n, element);
+    doc.materialized.emplace(id, top);
+    return top;
+}
+
+// ---------------------------------------------------------------------------------------------
+// SectionResult
+
+struct SectionHandle {
+    std::shared_ptr<DocState> doc;
+    NodeId node = kNoNode;
+    std::uint64_t generation = 0;
+};
+
+struct SectionResult {
+    nb::object id;
+    nb::object element;  // the ElementTree element once there is one (or the caller's object)
+    std::shared_ptr<DocState> doc;
+    NodeId node = kNoNode;
+    std::uint64_t generation = 0;
+
+    bool native() const { return doc != nullptr; }
+    bool stale() const { return doc->streaming && generation != doc->generation; }
+};
+
+namespace {
+
+nb::handle g_section_result_type;
+
+PyObject *section_tag() { return name_key(marlox::results::kSectionConcreteCheckResult); }
+
+nb::object section_element(SectionResult &s) {
+    if (!s.element.is_valid() && s.native()) {
+        if (s.stale()) {
+            // The element of a section the scan has moved past: emptied, as clear() leaves it.
+            s.element = steal_or_throw(PyObject_CallOneArg(et().element, section_tag()));
+        } else {
+            s.element = materialize(*s.doc, s.node);
+        }
+    }
+    if (!s.element.is_valid()) return nb::none();
+    return s.element;
+}
+
+std::vector<EtNode> et_extremes(const nb::object &element) {
+    std::vector<EtNode> extremes;
+    EtNode er = et_call(EtNode{element}, "find", name_key(marlox::results::kExtremeResults));
+    if (er.null()) return extremes;
+    for_each_child(er, [&](const EtNode &n) { extremes.push_back(n); });
+    return extremes;
+}
+
+template <class R>
+nb::object read_section(SectionResult &s, R &&reader) {
+    if (!s.element.is_valid() && s.native()) {
+        DocState &doc = *s.doc;
+        if (s.stale()) return reader(std::vector<NativeNode>{});
+        auto found = doc.materialized.find(s.node);
+        if (found != doc.materialized.end()) {
+            s.element = found->second;
+        } else if ((doc.dom().node(s.node).flags & Node::kContainsSection) != 0) {
+            s.element = materialize(doc, s.node);
+        } else {
+            ReadGuard guard(doc);
+            std::vector<NativeNode> extremes;
+            NativeNode er = find_child(NativeNode{&doc, s.node}, marlox::results::kExtremeResults);
+            if (!er.null()) for_each_child(er, [&](const NativeNode &n) { extremes.push_back(n); });
+            return reader(extremes);
+        }
+    }
+    nb::object element = s.element.is_valid() ? s.element : nb::none();
+    return reader(et_extremes(element));
+}
+
+#define MARLOX_READER(fn) \
+    [](SectionResult &s) { return read_section(s, [](const auto &ex) { return fn(ex); }); }
+
+nb::object make_section(nb::handle cls, nb::object id, const SectionHandle &handle) {
+    if (cls.is(g_section_result_type)) {
+        SectionResult s;
+        s.id = std::move(id);
+        s.doc = handle.doc;
+        s.node = handle.node;
+        s.generation = handle.generation;
+        return nb::cast(std::move(s));
+    }
+    int sub = PyObject_IsSubclass(cls.ptr(), g_section_result_type.ptr());
+    if (sub < 0) PyErr_Clear();
+    if (sub == 1) {
+        nb::object h = nb::cast(handle);
+        return steal_or_throw(PyObject_CallFunctionObjArgs(cls.ptr(), id.ptr(), h.ptr(), nullptr));
+    }
+    nb::object element = materialize(*handle.doc, handle.node);
+    return steal_or_throw(
+        PyObject_CallFunctionObjArgs(cls.ptr(), id.ptr(), element.ptr(), nullptr));
+}
+
+// int(section.find("SectionId").text) on a native section.
+nb::object native_section_id(DocState &doc, NodeId node) {
+    NativeNode id_el = find_child(NativeNode{&doc, node}, marlox::results::kSectionId);
+    if (id_el.null()) raise_none_attribute("text");
+    nb::object text = text_of(id_el);
+    return steal_or_throw(PyNumber_Long(text.ptr()));
+}
+
+// int(section.find("SectionId").text) on any element.
+nb::object et_section_id(const nb::object &section) {
+    EtNode id_el = et_call(EtNode{section}, "find", name_key(marlox::results::kSectionId));
+    if (id_el.null()) raise_none_attribute("text");
+    nb::object text = text_of(id_el);
+    return steal_or_throw(PyNumber_Long(text.ptr()));
+}
+
+[[noreturn]] void raise_not_available(PyObject *id) {
+    nb::object formatted = steal_or_throw(PyObject_Format(id, nullptr));
+    nb::object message = steal_or_throw(PyUnicode_FromFormat(
+        "section with id '%U' is not available in the result file.", formatted.ptr()));
+    Py_ssize_t size = 0;
+    const char *utf8 = PyUnicode_AsUTF8AndSize(message.ptr(), &size);
+    if (utf8 != nullptr) throw marlox::Error(ErrorKind::SdkParsing, std::string(utf8, (std::size_t)size));
+    PyErr_Clear();
+    nb::object errors = steal_or_throw(PyImport_ImportModule("marlox.errors"));
+    nb::object cls = steal_or_throw(PyObject_GetAttrString(errors.ptr(), "ParsingError"));
+    nb::object error = steal_or_throw(PyObject_CallOneArg(cls.ptr(), message.ptr()));
+    PyErr_SetObject(cls.ptr(), error.ptr());
+    throw_python();
+}
+
+bool equals(PyObject *a, PyObject *b) {
+    nb::object r = steal_or_throw(PyObject_RichCompare(a, b, Py_EQ));
+    return is_truthy(r.ptr());
+}
+
+// ElementTree's _element_to_dict, without the C stack: {tag: [children...] or text}. The
+// interpreter's recursion limit is honoured as the plain recursive method would meet it:
+// `frames` is the number of calls that the recursion adds before the root's.
+int recursion_room() {
+    PyThreadState *ts = PyThreadState_Get();
+#if PY_VERSION_HEX >= 0x030C0000
+    return ts->py_recursion_remaining;
+#else
+    return ts->recursion_remaining;
+#endif
+}
+
+template <class N, class Children>
+nb::object element_to_dict_impl(const N &root, int frames, Children &&children_of) {
+    const long room = recursion_room();
+    struct Frame {
+        N node;
+        std::vector<N> children;
+        std::size_t next = 0;
+        nb::object list;
+    };
+    std::vector<Frame> stack;
+    auto enter = [&](const N &n) {
+        if ((long)stack.size() + 1 + frames > room) {
+            PyErr_SetString(PyExc_RecursionError, "maximum recursion depth exceeded");
+            throw_python();
+        }
+        Frame f{n, children_of(n), 0, new_list()};
+        stack.push_back(std::move(f));
+    };
+    auto finish = [&](Frame &f) {
+        nb::object value;
+        if (PyList_GET_SIZE(f.list.ptr()) > 0) {
+            value = f.list;
+        } else {
+            value = text_of(f.node);
+        }
+        nb::object tag = tag_of(f.node);
+        nb::object d = new_dict();
+        dict_set(d.ptr(), tag.ptr(), value.ptr());
+        return d;
+    };
+    enter(root);
+    nb::object result;
+    while (!stack.empty()) {
+        Frame &top = stack.back();
+        if (top.next < top.children.size()) {
+            N child = top.children[top.next++];
+            enter(child);
+            continue;
+        }
+        nb::object d = finish(top);
+        stack.pop_back();
+        if (stack.empty()) {
+            result = d;
+        } else {
+            list_append(stack.back().list.ptr(), d.ptr());
+        }
+    }
+    return result;
+}
+
+nb::object et_element_to_dict(const nb::object &e, int frames) {
+    return element_to_dict_impl(EtNode{e}, frames, [](const EtNode &n) {
+        std::vector<EtNode> children;
+        for_each_child(n, [&](const EtNode &c) { children.push_back(c); });
+        return children;
+    });
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// RcsOutputFileParser
+
+struct StreamParser {
+    nb::object file;
+    nb::object pos;
+};
+
+struct SectionIterator {
+    enum class State { NotStarted, Running, Finished };
+    nb::object parser;
+    std::shared_ptr<DocState> doc;
+    nb::object source;
+    bool close_source = false;
+    State state = State::NotStarted;
+    bool busy = false;
+    bool closed_input = false;  // the final parse has run
+    NodeId current = kNoNode;   // the section handed out last, cleared when resumed
+    nb::object pending_error;   // a ParseError raised after the sections parsed before it
+
+    ~SectionIterator() {
+        if (close_source && source.is_valid() && state != State::Finished) {
+            nb::object r = nb::steal(PyObject_CallMethod(source.ptr(), "close", nullptr));
+            if (!r.is_valid()) PyErr_WriteUnraisable(source.ptr());
+        }
+        // The tree stays for the sections handed out; expat's parser is not needed any more.
+        if (doc) doc->scanner->close();
+    }
+
+    void finish() {
+        state = State::Finished;
+        pending_error = nb::object();
+        if (doc) doc->scanner->close();
+        if (close_source && source.is_valid()) {
+            close_source = false;
+            nb::object r = steal_or_throw(PyObject_CallMethod(source.ptr(), "close", nullptr));
+        }
+    }
+
+    // The next section, or an empty object at the end.
+    nb::object next() {
+        if (busy) {
+            PyErr_SetString(PyExc_ValueError, "generator already executing");
+            throw_python();
+        }
+        if (state == State::Finished) return nb::object();
+        busy = true;
+        struct Unbusy {
+            bool &b;
+            ~Unbusy() { b = false; }
+        } unbusy{busy};
+        try {
+            return step();
+        } catch (...) {
+            // An exception ends the scan, as it ends a generator; iterparse closes a file it
+            // opened itself.
+            state = State::Finished;
+            if (close_source && source.is_valid()) {
+                close_source = false;
+                PyObject *type, *value, *tb;
+                PyErr_Fetch(&type, &value, &tb);
+                PyObject *r = PyObject_CallMethod(source.ptr(), "close", nullptr);
+                if (r == nullptr) {
+                    Py_XDECREF(type);
+                    Py_XDECREF(value);
+                    Py_XDECREF(tb);
+                    throw_python();
+                }
+                Py_DECREF(r);
+                PyErr_Restore(type, value, tb);
+            }
+            throw;
+        }
+    }
+
+    nb::object step() {
+        if (state == State::NotStarted) {
+            state = State::Running;
+            // self._file.seek(0); ET.iterparse(self._file, events=("end",))
+            nb::object file = steal_or_throw(PyObject_GetAttrString(parser.ptr(), "_file"));
+            nb::object r = steal_or_throw(PyObject_CallMethod(file.ptr(), "seek", "i", 0));
+            source = steal_or_throw(PyObject_GetAttrString(parser.ptr(), "_file"));
+            if (!PyObject_HasAttrString(source.ptr(), "read")) {
+                nb::object builtins = steal_or_throw(PyImport_ImportModule("builtins"));
+                source = steal_or_throw(
+                    PyObject_CallMethod(builtins.ptr(), "open", "Os", source.ptr(), "rb"));
+                close_source = true;
+            }
+            doc = std::make_shared<DocState>(new_scanner(false), true);
+        } else if (current != kNoNode) {
+            // element.clear() on the section handed out last; from now on it is stale.
+            auto found = doc->materialized.find(current);
+            if (found != doc->materialized.end()) {
+                nb::object element = found->second;
+                doc->materialized.erase(found);
+                nb::object r = steal_or_throw(PyObject_CallMethod(element.ptr(), "clear", nullptr));
+            }
+            doc->scanner->builder().clear(current);
+            current = kNoNode;
+            ++doc->generation;
+        }
+        DomBuilder &builder = doc->scanner->builder();
+        for (;;) {
+            auto &ended = builder.ended_sections();
+            if (!ended.empty()) {
+                const NodeId node = ended.front();
+                ended.pop_front();
+                nb::object section_id;
+                {
+                    ReadGuard guard(*doc);
+                    section_id = native_section_id(*doc, node);
+                }
+                nb::object cls = steal_or_throw(PyObject_GetAttrString(parser.ptr(), "SectionResult"));
+                current = node;
+                return make_section(cls, section_id, SectionHandle{doc, node, doc->generation});
+            }
+            if (pending_error.is_valid()) {
+                nb::object error = std::move(pending_error);
+                raise_object(error);
+            }
+            if (closed_input) {
+                finish();
+                nb::object reset =
+                    steal_or_throw(PyObject_CallMethod(parser.ptr(), "_reset_file", nullptr));
+                return nb::object();
+            }
+            // Nothing waits: whatever the tree still holds of earlier sections can go.
+            wait_for_readers(*doc);
+            doc->shift_nodes(builder.collect());
+            nb::object data =
+                steal_or_throw(PyObject_CallMethod(source.ptr(), "read", "i", 16 * 1024));
+            if (!is_truthy(data.ptr())) {
+                closed_input = true;
+                const bool ok = feed_object(*doc, nullptr, true);
+                doc->scanner->close();
+                if (!ok) raise_object(parse_error_object(doc->scanner->failure()));
+                continue;
+            }
+            if (!feed_object(*doc, data.ptr(), false)) {
+                // XMLPullParser.feed queues a SyntaxError after the events parsed before it.
+                pending_error = parse_error_object(doc->scanner->failure());
+                doc->scanner->close();
+            }
+        }
+    }
+};
+
+// ---------------------------------------------------------------------------------------------
+// OutputFileParser
+
+struct WholeParser {
+    std::shared_ptr<DocState> doc;
+    NodeId root_node = kNoNode;
+    nb::object root;  // _root once made (or set by the caller): from then on all reads use it
+
+    nb::object root_element() {
+        if (!root.is_valid()) root = materialize(*doc, root_node);
+        return root;
+    }
+
+    // The sections of the root, as (node, element-or-empty) in document order, until `f`
+    // returns true.
+    template <class F>
+    void for_each_section(F &&f) {
+        if (root.is_valid()) {
+            nb::object it = steal_or_throw(PyObject_GetIter(root.ptr()));
+            while (PyObject *item = PyIter_Next(it.ptr())) {
+                nb::object child = nb::steal(item);
+                nb::object tag = tag_of(EtNode{child});
+                if (equals(tag.ptr(), section_tag()) && f(kNoNode, child)) return;
+            }
+            if (PyErr_Occurred()) throw_python();
+            return;
+        }
+        const Dom &d = doc->dom();
+        for (NodeId c = d.node(root_node).first_child; c != kNoNode; c = d.node(c).next_sibling) {
+            if (d.node(c).tag != marlox::results::kSectionConcreteCheckResult) continue;
+            auto found = doc->materialized.find(c);
+            if (f(c, found != doc->materialized.end() ? found->second : nb::object())) return;
+        }
+    }
+
+    nb::object section_id_of(NodeId node, const nb::object &element) {
+        if (element.is_valid()) return et_section_id(element);
+        ReadGuard guard(*doc);
+        return native_section_id(*doc, node);
+    }
+
+    // The section whose id equals `section_id`: its node (native) or its element.
+    std::pair<NodeId, nb::object> find_section(PyObject *section_id) {
+        std::pair<NodeId, nb::object> result{kNoNode, nb::object()};
+        bool found = false;
+        for_each_section([&](NodeId node, const nb::object &element) {
+            nb::object id = section_id_of(node, element);
+            if (!equals(id.ptr(), section_id)) return false;
+            result = {node, element};
+            found = true;
+            return true;
+        });
+        if (!found) raise_not_available(section_id);
+        return result;
+    }
+
+    template <class R>
+    nb::object section_results(PyObject *section_id, R &&reader) {
+        auto [node, element] = find_section(section_id);
+        SectionResult s;
+        s.id = nb::borrow(section_id);
+        if (element.is_valid()) {
+            s.element = element;
+        } else {
+            s.doc = doc;
+            s.node = node;
+        }
+        return read_section(s, reader);
+    }
+};
+
+#define MARLOX_ACCESSOR(fn)                                                          \
+    [](WholeParser &p, nb::handle section_id) {                                      \
+        return p.section_results(section_id.ptr(), [](const auto &ex) { return fn(ex); }); \
+    }
+
+namespace {
+
+const char *const kParserDoc =
+    R"(Parser to extract results from an IDEA-RCS output file (.xml).
+
+The following results can be read per check section (see SectionResult):
+
+- capacity
+- shear
+- torsion
+- interaction
+- crack width
+- detailing
+- stress limitation
+- fatigue
+
+Example using a File, opened as a binary stream:
+
+.. code-block:: python
+
+    output_file = analysis.get_output_file(as_file=True)
+    with output_file.open_binary() as f:
+        parser = RcsOutputFileParser(f)
+        for section in parser.section_results():
+            capacity = section.capacity()
+
+Example using the BytesIO that get_output_file() returns:
+
+.. code-block:: python
+
+    output_file = analysis.get_output_file()
+    parser = RcsOutputFileParser(output_file)
+    section = parser.section_result(1)
+    shear = section.shear())";
+
+const char *const kWholeDoc =
+    R"(Parser to extract results from an IDEA-RCS output file (.xml), read as a whole.
+
+The complete document is parsed into an element tree when the parser is made, and every query
+is answered from memory. For very large result files use RcsOutputFileParser instead, which
+streams through the document one check section at a time.)";
+
+#define NOT_PRESENT "\n\n:raises ParsingError: if 'section_id' is not present in the output file."
+
+}  // namespace
+
+void bind_results(nb::module_ &m) {
+    using namespace nb::literals;
+
+    nb::class_<SectionHandle>(m, "_SectionHandle",
+                              "Internal: a check section of a running scan, before it is "
+                              "given to a SectionResult.");
+
+    nb::class_<StreamParser> parser(m, "RcsOutputFileParser", nb::dynamic_attr(), kParserDoc);
+
+    nb::class_<SectionResult> section(parser, "SectionResult", nb::dynamic_attr(),
+                                      "Parsed result section, on which specific results can be "
+                                      "retrieved.");
+    g_section_result_type = nb::type<SectionResult>();
+    section
+        .def(
+            "__init__",
+            [](SectionResult *self, nb::object id, nb::object element) {
+                SectionResult *s = new (self) SectionResult();
+                s->id = std::move(id);
+                if (nb::isinstance<SectionHandle>(element)) {
+                    const SectionHandle &h = nb::cast<const SectionHandle &>(element);
+                    s->doc = h.doc;
+                    s->node = h.node;
+                    s->generation = h.generation;
+                } else {
+                    s->element = std::move(element);
+                }
+            },
+            "id_"_a, "element"_a.none())
+        .def_prop_ro(
+            "id_", [](SectionResult &s) { return s.id; }, "The id of the check section.")
+        .def_prop_rw(
+            "_id", [](SectionResult &s) { return s.id; },
+            [](SectionResult &s, nb::object v) { s.id = std::move(v); }, nb::arg("value").none())
+        .def_prop_rw(
+            "_element", [](SectionResult &s) { return section_element(s); },
+            [](SectionResult &s, nb::object v) {
+                s.element = std::move(v);
+                s.doc.reset();
+                s.node = kNoNode;
+            },
+            nb::arg("value").none())
+        .def(
+            "_iter_extreme_results",
+            [](SectionResult &s) {
+                nb::object element = section_element(s);
+                std::vector<EtNode> extremes = et_extremes(element);
+                nb::object list = new_list();
+                for (const EtNode &n : extremes) list_append(list.ptr(), n.o.ptr());
+                return steal_or_throw(PyObject_GetIter(list.ptr()));
+            },
+            "The result elements of the section's extremes, in document order.")
+        .def("capacity", MARLOX_READER(read_capacity),
+             "Get the capacity results of all extremes for the current section.")
+        .def("shear", MARLOX_READER(read_shear),
+             "Get the shear resistances for all extremes for the current section.")
+        .def("torsion", MARLOX_READER(read_torsion),
+             "Get the torsion results for all extremes for the current section.")
+        .def("interaction", MARLOX_READER(read_interaction),
+             "Get the interaction results for all extremes for the current section.")
+        .def("crack_width", MARLOX_READER(read_crack_width),
+             "Get the crack width results of all extremes for the current section.")
+        .def("detailing", MARLOX_READER(read_detailing),
+             "Get the detailing results of all extremes for the current section.")
+        .def("stress_limitation", MARLOX_READER(read_stress_limitation),
+             "Get the stress limitation results of all extremes for the current section.")
+        .def("fatigue", MARLOX_READER(read_fatigue),
+             "Get the fatigue results of all extremes for the current section.")
+        .def("extremes", MARLOX_READER(read_extremes),
+             "Get all results combined per extreme for the current section.");
+
+    nb::class_<SectionIterator>(m, "_SectionResultIterator",
+                                "Iterator over the check sections of a result file.")
+        .def("__iter__", [](nb::handle self) { return nb::borrow(self); })
+        .def("__next__",
+             [](SectionIterator &it) {
+                 nb::object section = it.next();
+                 if (!section.is_valid()) throw nb::stop_iteration();
+                 return section;
+             })
+        .def("close", [](SectionIterator &it) {
+            if (it.busy) {
+                PyErr_SetString(PyExc_ValueError, "generator already executing");
+                throw_python();
+            }
+            if (it.state != SectionIterator::State::Finished) it.finish();
+        });
+
+    parser
+        .def(
+            "__init__",
+            [](StreamParser *self, nb::object xml_file) {
+                nb::object pos = steal_or_throw(PyObject_CallMethod(xml_file.ptr(), "tell", nullptr));
+                StreamParser *p = new (self) StreamParser();
+                p->pos = std::move(pos);
+                p->file = std::move(xml_file);
+            },
+            "xml_file"_a.none())
+        .def_prop_rw(
+            "_file", [](StreamParser &p) { return p.file; },
+            [](StreamParser &p, nb::object v) { p.file = std::move(v); }, nb::arg("value").none())
+        .def_prop_rw(
+            "_pos", [](StreamParser &p) { return p.pos; },
+            [](StreamParser &p, nb::object v) { p.pos = std::move(v); }, nb::arg("value").none())
+        .def(
+            "_reset_file",
+            [](nb::handle self) {
+                nb::object file = steal_or_throw(PyObject_GetAttrString(self.ptr(), "_file"));
+                nb::object pos = steal_or_throw(PyObject_GetAttrString(self.ptr(), "_pos"));
+                nb::object r = steal_or_throw(
+                    PyObject_CallMethod(file.ptr(), "seek", "O", pos.ptr()));
+            },
+            "Seek the stream back to where it was when the parser was made.")
+        .def(
+            "section_results",
+            [](nb::handle self) {
+                SectionIterator it;
+                it.parser = nb::borrow(self);
+                return it;
+            },
+            "Iterates through all section results.")
+        .def(
+            "section_result",
+            [](nb::handle self, nb::handle id_) {
+                SectionIterator it;
+                it.parser = nb::borrow(self);
+                for (;;) {
+                    nb::object section = it.next();
+                    if (!section.is_valid()) break;
+                    nb::object sid = steal_or_throw(PyObject_GetAttrString(section.ptr(), "id_"));
+                    if (equals(sid.ptr(), id_.ptr())) {
+                        nb::object r =
+                            steal_or_throw(PyObject_CallMethod(self.ptr(), "_reset_file", nullptr));
+                        // The scan is abandoned here: the section keeps its element.
+                        if (it.close_source) {
+                            it.close_source = false;
+                            nb::object c = steal_or_throw(
+                                PyObject_CallMethod(it.source.ptr(), "close", nullptr));
+                        }
+                        it.state = SectionIterator::State::Finished;
+                        return section;
+                    }
+                }
+                raise_not_available(id_.ptr());
+            },
+            "id_"_a.none(),
+            "Get the result of the check section with the given id.\n\n"
+            ":raises ParsingError: if no section has that id.");
+
+    nb::class_<WholeParser>(m, "OutputFileParser", nb::dynamic_attr(), kWholeDoc)
+        .def(
+            "__init__",
+            [](WholeParser *self, nb::object xml_file) {
+                nb::object getvalue =
+                    steal_or_throw(PyObject_GetAttrString(xml_file.ptr(), "getvalue"));
+                nb::object content = steal_or_throw(PyObject_CallNoArgs(getvalue.ptr()));
+                auto doc = std::make_shared<DocState>(new_scanner(true), false);
+                bool ok = feed_object(*doc, content.ptr(), false);
+                if (ok) ok = feed_object(*doc, nullptr, true);
+                doc->scanner->close();
+                if (!ok) {
+                    nb::object cause = parse_error_object(doc->scanner->failure());
+                    set_python_error(marlox::Error(ErrorKind::SdkParsing,
+                                                   "Provided 'xml_file' is not a valid XML file."));
+                    PyObject *type, *value, *tb;
+                    PyErr_Fetch(&type, &value, &tb);
+                    PyErr_NormalizeException(&type, &value, &tb);
+                    if (value != nullptr) {
+                        PyException_SetCause(value, cause.inc_ref().ptr());
+                        PyException_SetContext(value, cause.inc_ref().ptr());
+                    }
+                    PyErr_Restore(type, value, tb);
+                    throw_python();
+                }
+                WholeParser *p = new (self) WholeParser();
+                p->doc = std::move(doc);
+                p->root_node = p->doc->scanner->builder().root();
+            },
+            "xml_file"_a.none())
+        .def_prop_rw(
+            "_root", [](WholeParser &p) { return p.root_element(); },
+            [](WholeParser &p, nb::object v) { p.root = std::move(v); }, nb::arg("value").none())
+        .def_prop_ro(
+            "section_ids",
+            [](WholeParser &p) {
+                nb::object ids = new_list();
+                p.for_each_section([&](NodeId node, const nb::object &element) {
+                    nb::object id = p.section_id_of(node, element);
+                    list_append(ids.ptr(), id.ptr());
+                    return false;
+                });
+                return ids;
+            },
+            "The ids of all check sections in the result file, in document order.")
+        .def(
+            "_element_to_dict",
+            [](WholeParser &, nb::object e) { return et_element_to_dict(e, 0); }, "e"_a.none(),
+            "The element as nested dicts: {tag: [child dicts] or text}.")
+        .def(
+            "raw_results",
+            [](WholeParser &p) {
+                if (p.root.is_valid()) return et_element_to_dict(p.root, 1);
+                // Elements already handed out may have been changed: then the tree is read as
+                // ElementTree elements, with those elements in it.
+                DocState &doc = *p.doc;
+                if (!doc.materialized.empty()) return et_element_to_dict(p.root_element(), 1);
+                ReadGuard guard(doc);
+                return element_to_dict_impl(
+                    NativeNode{&doc, p.root_node}, 1, [&](const NativeNode &n) {
+                        std::vector<NativeNode> children;
+                        for_each_child(n, [&](const NativeNode &c) { children.push_back(c); });
+                        return children;
+                    });
+            },
+            "The whole result file as nested dicts (see _element_to_dict).")
+        .def(
+            "_section_element",
+            [](WholeParser &p, nb::handle section_id) {
+                auto [node, element] = p.find_section(section_id.ptr());
+                if (element.is_valid()) return element;
+                return materialize(*p.doc, node);
+            },
+            "section_id"_a.none())
+        .def("capacity_results", MARLOX_ACCESSOR(read_capacity), "section_id"_a.none(),
+             "Get the capacity results of all extremes of a check section."
+             NOT_PRESENT)
+        .def("shear_results", MARLOX_ACCESSOR(read_shear), "section_id"_a.none(),
+             "Get the shear results of all extremes of a check section."
+             NOT_PRESENT)
+        .def("crack_width_results", MARLOX_ACCESSOR(read_crack_width), "section_id"_a.none(),
+             "Get the crack width results of all extremes of a check section."
+             NOT_PRESENT)
+        .def("detailing_results", MARLOX_ACCESSOR(read_detailing), "section_id"_a.none(),
+             "Get the detailing results of all extremes of a check section."
+             NOT_PRESENT)
+        .def("stress_limitation_results", MARLOX_ACCESSOR(read_stress_limitation),
+             "section_id"_a.none(),
+             "Get the stress limitation results of all extremes of a check section."
+             NOT_PRESENT)
+        .def("fatigue_results", MARLOX_ACCESSOR(read_fatigue), "section_id"_a.none(),
+             "Get the fatigue results of all extremes of a check section."
+             NOT_PRESENT);
+}
+
+}  // namespace marlox::py::results
+
+namespace marlox::py {
+void bind_results(nb::module_ &m) { results::bind_results(m); }
+}  // namespace marlox::py
