@@ -2,5 +2,6 @@
 
 from . import objects
 from .idea_rcs import *  # noqa: F403
+from .idea_rcs import OutputFileParser, RcsOutputFileParser
 
-__all__ = ["objects"]
+__all__ = ["objects", "OutputFileParser", "RcsOutputFileParser"]
