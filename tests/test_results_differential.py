@@ -14,6 +14,8 @@ import pytest
 from hypothesis import HealthCheck, given, settings
 from hypothesis import strategies as st
 from result_documents import (
+    BAD_NUMBERS,
+    ODD_NUMBERS,
     Node,
     documents,
     family,
@@ -225,6 +227,59 @@ def test_section_result_over_a_caller_element_matches_reference(data):
             read_all(RcsOutputFileParser.SectionResult(7, element)),
             read_all(OracleStreamParser.SectionResult(7, element)),
         )
+
+
+# Any text XML can carry (no surrogates, controls or non-characters), and the odd numbers.
+texts = st.one_of(
+    st.text(
+        st.characters(exclude_categories=("Cs", "Cc", "Cn")) | st.sampled_from("\t\n\r "),
+        max_size=12,
+    ),
+    st.sampled_from(ODD_NUMBERS + BAD_NUMBERS),
+)
+
+
+@needs_stream
+@examples(100)
+@given(st.lists(texts, min_size=7, max_size=7), st.sampled_from(["utf-16", "utf-8"]))
+def test_any_leaf_text_is_converted_or_refused_as_the_reference_does(values, encoding):
+    section_id, number, verdict, stress, type_check, check, result_type = values
+    shear = Node(
+        "ConcreteCheckResultBase",
+        children=[leaf(k, number) for k in ("Ved", "Vrd", "Vrdc", "Vrdmax", "Vrdr", "Vrds")]
+        + [leaf("CheckValue", "1"), leaf("Result", verdict)],
+    )
+    limitation = Node(
+        "ConcreteCheckResultBase",
+        children=[
+            leaf("Check", "StressLimitationLong"),
+            leaf("TypeCheck", type_check),
+            leaf("Stress", stress),
+            leaf("CheckValue", "0.5"),
+            leaf("Result", verdict),
+        ],
+    )
+    crack = Node(
+        "ConcreteCheckResultBase",
+        children=[leaf("Check", check)]
+        + [leaf(k, "2") for k in ("N", "My", "Mz", "W", "Wlim", "CheckValue", "Result")],
+    )
+    extreme = Node(
+        "ConcreteCheckResults",
+        children=[
+            Node(
+                "CheckResults",
+                children=[
+                    family("Shear", shear),
+                    family("StressLimitation", limitation),
+                    family("CrackWidth", crack),
+                    family(result_type, shear),
+                ],
+            )
+        ],
+    )
+    data = render(result_root([section_node(section_id, [extreme])]), encoding=encoding)
+    assert_same(scan(RcsOutputFileParser, data, 0), scan(OracleStreamParser, data, 0))
 
 
 # -- fixed documents for the cases that generation reaches only by luck --
