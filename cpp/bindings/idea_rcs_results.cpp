@@ -3,6 +3,7 @@
 #include "bindings/idea_rcs_results.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <climits>
 #include <cstring>
@@ -54,37 +55,35 @@ PyObject *path_string(const std::string &path) {
 }
 
 nb::object float_from_text(std::string_view text) {
-    // float() of an ASCII str without underscores: strip ASCII white space, then the
-    // interpreter's own PyOS_string_to_double on exactly the rest. Anything else, and every
-    // failure, goes through float() itself (for its exact result or message).
-    constexpr std::size_t kMax = 64;
-    if (text.size() < kMax) {
-        bool simple = true;
-        for (char c : text) {
-            if ((unsigned char)c >= 0x80 || c == '_') {
-                simple = false;
-                break;
-            }
+    // float() of a str, without making the str when the text is plain: ASCII white space
+    // around an optional sign, digits, a point and an exponent. Such text is converted with
+    // std::from_chars, which rounds correctly, as the interpreter's own conversion does, so the
+    // value is the same to the bit. Anything else, and every failure, goes through float()
+    // itself, for its exact result or message.
+    auto space = [](char c) {
+        return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+    };
+    std::size_t b = 0, e = text.size();
+    while (b < e && space(text[b])) ++b;
+    while (e > b && space(text[e - 1])) --e;
+    bool plain = b < e;
+    bool digit = false;
+    for (std::size_t i = b; i < e && plain; ++i) {
+        const char c = text[i];
+        if (c >= '0' && c <= '9') {
+            digit = true;
+        } else if (c != '.' && c != 'e' && c != 'E' && c != '+' && c != '-') {
+            plain = false;
         }
-        if (simple) {
-            auto space = [](char c) {
-                return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
-            };
-            std::size_t b = 0, e = text.size();
-            while (b < e && space(text[b])) ++b;
-            while (e > b + 1 && space(text[e - 1])) --e;
-            if (b < e) {
-                char buf[kMax];
-                std::memcpy(buf, text.data() + b, e - b);
-                buf[e - b] = '\0';
-                char *end = nullptr;
-                const double x = PyOS_string_to_double(buf, &end, nullptr);
-                if (end == buf + (e - b) && !(x == -1.0 && PyErr_Occurred())) {
-                    return steal_or_throw(PyFloat_FromDouble(x));
-                }
-                PyErr_Clear();
-            }
-        }
+    }
+    if (plain && digit) {
+        const char *first = text.data() + b;
+        const char *last = text.data() + e;
+        // from_chars takes no leading '+'.
+        if (*first == '+' && first + 1 < last && first[1] != '+' && first[1] != '-') ++first;
+        double value = 0.0;
+        const auto [ptr, ec] = std::from_chars(first, last, value);
+        if (ec == std::errc() && ptr == last) return steal_or_throw(PyFloat_FromDouble(value));
     }
     nb::object s = str_from(text);
     return steal_or_throw(PyFloat_FromString(s.ptr()));
@@ -415,8 +414,11 @@ std::vector<EtNode> et_extremes(const nb::object &element) {
     return extremes;
 }
 
+// Run `reader` over the section's extremes: native nodes while the section is an untouched
+// part of the native tree, else its ElementTree element. `all_families`: the reader reads every
+// family, so each extreme is walked once for all of them.
 template <class R>
-nb::object read_section(SectionResult &s, R &&reader) {
+nb::object read_section(SectionResult &s, R &&reader, bool all_families = false) {
     if (!s.element.is_valid() && s.native()) {
         DocState &doc = *s.doc;
         if (s.stale()) return reader(std::vector<NativeNode>{});
@@ -428,8 +430,18 @@ nb::object read_section(SectionResult &s, R &&reader) {
         } else {
             ReadGuard guard(doc);
             std::vector<NativeNode> extremes;
-            NativeNode er = find_child(NativeNode{&doc, s.node}, marlox::results::kExtremeResults);
+            NativeNode er = find_child(NativeNode{&doc, s.node, nullptr},
+                                       marlox::results::kExtremeResults);
             if (!er.null()) for_each_child(er, [&](const NativeNode &n) { extremes.push_back(n); });
+            std::vector<NodeId> located;
+            if (all_families) {
+                located.resize(extremes.size() * kFamilyCount);
+                for (std::size_t i = 0; i < extremes.size(); ++i) {
+                    NodeId *out = located.data() + i * kFamilyCount;
+                    locate_families(doc.dom(), extremes[i].id, out);
+                    extremes[i].located = out;
+                }
+            }
             return reader(extremes);
         }
     }
@@ -439,6 +451,10 @@ nb::object read_section(SectionResult &s, R &&reader) {
 
 #define MARLOX_READER(fn) \
     [](SectionResult &s) { return read_section(s, [](const auto &ex) { return fn(ex); }); }
+#define MARLOX_ALL_FAMILIES(fn)                                                            \
+    [](SectionResult &s) {                                                                 \
+        return read_section(s, [](const auto &ex) { return fn(ex); }, true);               \
+    }
 
 nb::object make_section(nb::handle cls, nb::object id, const SectionHandle &handle) {
     if (cls.is(g_section_result_type)) {
@@ -462,7 +478,7 @@ nb::object make_section(nb::handle cls, nb::object id, const SectionHandle &hand
 
 // int(section.find("SectionId").text) on a native section.
 nb::object native_section_id(DocState &doc, NodeId node) {
-    NativeNode id_el = find_child(NativeNode{&doc, node}, marlox::results::kSectionId);
+    NativeNode id_el = find_child(NativeNode{&doc, node, nullptr}, marlox::results::kSectionId);
     if (id_el.null()) raise_none_attribute("text");
     nb::object text = text_of(id_el);
     return steal_or_throw(PyNumber_Long(text.ptr()));
@@ -905,7 +921,7 @@ void bind_results(nb::module_ &m) {
              "Get the stress limitation results of all extremes for the current section.")
         .def("fatigue", MARLOX_READER(read_fatigue),
              "Get the fatigue results of all extremes for the current section.")
-        .def("extremes", MARLOX_READER(read_extremes),
+        .def("extremes", MARLOX_ALL_FAMILIES(read_extremes),
              "Get all results combined per extreme for the current section.");
 
     nb::class_<SectionIterator>(m, "_SectionResultIterator",
@@ -1045,7 +1061,7 @@ void bind_results(nb::module_ &m) {
                 if (!doc.materialized.empty()) return et_element_to_dict(p.root_element(), 1);
                 ReadGuard guard(doc);
                 return element_to_dict_impl(
-                    NativeNode{&doc, p.root_node}, 1, [&](const NativeNode &n) {
+                    NativeNode{&doc, p.root_node, nullptr}, 1, [&](const NativeNode &n) {
                         std::vector<NativeNode> children;
                         for_each_child(n, [&](const NativeNode &c) { children.push_back(c); });
                         return children;

@@ -182,15 +182,65 @@ inline std::string item_path_text(Name pred, std::string_view value) {
 struct NativeNode {
     DocState *doc = nullptr;
     NodeId id = kNoNode;
+    // For an extreme: the eight family locations found in one walk (see locate_families).
+    const NodeId *located = nullptr;
     bool null() const { return id == kNoNode; }
     const Dom &dom() const { return doc->dom(); }
 };
 
+inline constexpr int kFamilyCount = 8;
+
+// The chain below a candidate whose ResultType matched: "CheckResults" and, for most families,
+// its first "ConcreteCheckResultBase".
+inline NodeId family_chain(const Dom &d, NodeId e, bool base) {
+    for (NodeId cr = d.node(e).first_child; cr != kNoNode; cr = d.node(cr).next_sibling) {
+        if (d.node(cr).tag != marlox::results::kCheckResults) continue;
+        if (!base) return cr;
+        for (NodeId b = d.node(cr).first_child; b != kNoNode; b = d.node(b).next_sibling) {
+            if (d.node(b).tag == marlox::results::kConcreteCheckResultBase) return b;
+        }
+    }
+    return kNoNode;
+}
+
 inline NativeNode find_child(const NativeNode &n, Name tag) {
-    return {n.doc, n.dom().child(n.id, tag)};
+    return {n.doc, n.dom().child(n.id, tag), nullptr};
+}
+
+// What find_family gives for each of the eight families, in one pre-order walk.
+inline void locate_families(const Dom &d, NodeId top, NodeId out[kFamilyCount]) {
+    FamilyPath paths[kFamilyCount];
+    for (int f = 0; f < kFamilyCount; ++f) {
+        out[f] = kNoNode;
+        paths[f] = family_path((Family)f);
+    }
+    int missing = kFamilyCount;
+    for (NodeId e = d.next_in_subtree(top, top); e != kNoNode && missing > 0;
+         e = d.next_in_subtree(top, e)) {
+        bool matched[kFamilyCount] = {};
+        bool any = false;
+        for (NodeId c = d.node(e).first_child; c != kNoNode; c = d.node(c).next_sibling) {
+            if (d.node(c).tag != marlox::results::kResultType) continue;
+            for (int f = 0; f < kFamilyCount; ++f) {
+                if (out[f] == kNoNode && !matched[f] && d.itertext_equals(c, paths[f].result_type)) {
+                    matched[f] = any = true;
+                }
+            }
+        }
+        if (!any) continue;
+        for (int f = 0; f < kFamilyCount; ++f) {
+            if (!matched[f]) continue;
+            const NodeId found = family_chain(d, e, paths[f].base);
+            if (found != kNoNode) {
+                out[f] = found;
+                --missing;
+            }
+        }
+    }
 }
 
 inline NativeNode find_family(const NativeNode &extreme, Family f) {
+    if (extreme.located != nullptr) return {extreme.doc, extreme.located[(int)f], nullptr};
     const Dom &d = extreme.dom();
     const FamilyPath p = family_path(f);
     const std::string_view value(p.result_type);
@@ -204,17 +254,10 @@ inline NativeNode find_family(const NativeNode &extreme, Family f) {
             }
         }
         if (!hit) continue;
-        for (NodeId cr = d.node(e).first_child; cr != kNoNode; cr = d.node(cr).next_sibling) {
-            if (d.node(cr).tag != marlox::results::kCheckResults) continue;
-            if (!p.base) return {extreme.doc, cr};
-            for (NodeId b = d.node(cr).first_child; b != kNoNode; b = d.node(b).next_sibling) {
-                if (d.node(b).tag == marlox::results::kConcreteCheckResultBase) {
-                    return {extreme.doc, b};
-                }
-            }
-        }
+        const NodeId found = family_chain(d, e, p.base);
+        if (found != kNoNode) return {extreme.doc, found, nullptr};
     }
-    return {extreme.doc, kNoNode};
+    return {extreme.doc, kNoNode, nullptr};
 }
 
 inline bool item_matches(const Dom &d, NodeId e, Name pred, std::string_view value) {
@@ -228,16 +271,16 @@ inline bool item_matches(const Dom &d, NodeId e, Name pred, std::string_view val
 inline NativeNode find_item(const NativeNode &n, Name pred, std::string_view value) {
     const Dom &d = n.dom();
     for (NodeId e = d.node(n.id).first_child; e != kNoNode; e = d.node(e).next_sibling) {
-        if (item_matches(d, e, pred, value)) return {n.doc, e};
+        if (item_matches(d, e, pred, value)) return {n.doc, e, nullptr};
     }
-    return {n.doc, kNoNode};
+    return {n.doc, kNoNode, nullptr};
 }
 
 template <class F>
 void findall_items(const NativeNode &n, Name pred, std::string_view value, F &&f) {
     const Dom &d = n.dom();
     for (NodeId e = d.node(n.id).first_child; e != kNoNode; e = d.node(e).next_sibling) {
-        if (item_matches(d, e, pred, value)) f(NativeNode{n.doc, e});
+        if (item_matches(d, e, pred, value)) f(NativeNode{n.doc, e, nullptr});
     }
 }
 
@@ -248,9 +291,9 @@ inline NativeNode find_item_child(const NativeNode &n, Name pred, std::string_vi
     for (NodeId e = d.node(n.id).first_child; e != kNoNode; e = d.node(e).next_sibling) {
         if (!item_matches(d, e, pred, value)) continue;
         const NodeId c = d.child(e, leaf);
-        if (c != kNoNode) return {n.doc, c};
+        if (c != kNoNode) return {n.doc, c, nullptr};
     }
-    return {n.doc, kNoNode};
+    return {n.doc, kNoNode, nullptr};
 }
 
 // findtext(".//<tag>"): None when absent, "" for an element without text.
@@ -272,7 +315,7 @@ template <class F>
 void for_each_child(const NativeNode &n, F &&f) {
     const Dom &d = n.dom();
     for (NodeId c = d.node(n.id).first_child; c != kNoNode; c = d.node(c).next_sibling) {
-        f(NativeNode{n.doc, c});
+        f(NativeNode{n.doc, c, nullptr});
     }
 }
 
@@ -286,6 +329,46 @@ inline nb::object float_of(const NativeNode &n) {
     const Slice t = n.dom().node(n.id).text;
     if (t.absent()) return steal_or_throw(PyNumber_Float(Py_None));
     return float_from_text(n.dom().str(t));
+}
+
+// element.text == value, for a present element.
+inline bool text_equals(const NativeNode &n, const char *value) {
+    const Slice t = n.dom().node(n.id).text;
+    return !t.absent() && n.dom().str(t) == value;
+}
+
+// a.findtext(path) == b.findtext(path) for ".//<tag>", on two present elements.
+inline bool findtext_equal(const NativeNode &a, const NativeNode &b, Name tag) {
+    auto first = [tag](const NativeNode &n) {
+        const Dom &d = n.dom();
+        for (NodeId e = d.next_in_subtree(n.id, n.id); e != kNoNode;
+             e = d.next_in_subtree(n.id, e)) {
+            if (d.node(e).tag == tag) return e;
+        }
+        return kNoNode;
+    };
+    const NodeId x = first(a), y = first(b);
+    if (x == kNoNode || y == kNoNode) return x == y;  // None == None; None != str
+    return a.dom().str(a.dom().node(x).text) == b.dom().str(b.dom().node(y).text);
+}
+
+// float(stress.text or "nan"), for a present element.
+inline nb::object stress_or_nan(const NativeNode &n) {
+    const Slice t = n.dom().node(n.id).text;
+    if (t.absent() || t.len == 0) return float_from_text("nan");
+    return float_from_text(n.dom().str(t));
+}
+
+// None if (text or "").lower() == "nan" else float(text or ""), for a present element. Only
+// the ASCII spellings of "nan" lower to it.
+inline nb::object stress_or_none(const NativeNode &n) {
+    const Slice t = n.dom().node(n.id).text;
+    const std::string_view text = t.absent() ? std::string_view() : n.dom().str(t);
+    if (text.size() == 3 && (text[0] | 0x20) == 'n' && (text[1] | 0x20) == 'a' &&
+        (text[2] | 0x20) == 'n') {
+        return nb::none();
+    }
+    return float_from_text(text);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -359,6 +442,42 @@ inline nb::object tag_of(const EtNode &n) {
 
 inline nb::object float_of(const EtNode &n) {
     nb::object text = text_of(n);
+    return steal_or_throw(PyNumber_Float(text.ptr()));
+}
+
+inline bool is_truthy(PyObject *o) {
+    const int t = PyObject_IsTrue(o);
+    if (t < 0) throw_python();
+    return t == 1;
+}
+
+inline bool text_equals(const EtNode &n, const char *value) {
+    nb::object text = text_of(n);
+    const int eq = PyObject_RichCompareBool(text.ptr(), interned(value), Py_EQ);
+    if (eq < 0) throw_python();
+    return eq == 1;
+}
+
+inline bool findtext_equal(const EtNode &a, const EtNode &b, Name tag) {
+    nb::object left = findtext_descendant(a, tag);
+    nb::object right = findtext_descendant(b, tag);
+    nb::object eq = steal_or_throw(PyObject_RichCompare(left.ptr(), right.ptr(), Py_EQ));
+    return is_truthy(eq.ptr());
+}
+
+inline nb::object stress_or_nan(const EtNode &n) {
+    nb::object text = text_of(n);
+    if (!is_truthy(text.ptr())) text = nb::borrow(interned("nan"));
+    return steal_or_throw(PyNumber_Float(text.ptr()));
+}
+
+inline nb::object stress_or_none(const EtNode &n) {
+    nb::object text = text_of(n);
+    if (!is_truthy(text.ptr())) text = nb::borrow(interned(""));
+    nb::object lowered = steal_or_throw(PyObject_CallMethod(text.ptr(), "lower", nullptr));
+    const int eq = PyObject_RichCompareBool(lowered.ptr(), interned("nan"), Py_EQ);
+    if (eq < 0) throw_python();
+    if (eq == 1) return nb::none();
     return steal_or_throw(PyNumber_Float(text.ptr()));
 }
 
@@ -528,27 +647,6 @@ inline constexpr const char *kStressChecks[] = {
     "Check_5_10_3_2_Tendons",            "Check_5_10_2_1_1_Tendons",
 };
 
-// text.lower() == "nan" for a str (no other str lowers to "nan" than the ASCII spellings).
-inline bool lowers_to_nan(PyObject *text) {
-    if (!PyUnicode_Check(text)) {
-        nb::object lowered = steal_or_throw(PyObject_CallMethod(text, "lower", nullptr));
-        const int eq = PyObject_RichCompareBool(lowered.ptr(), interned("nan"), Py_EQ);
-        if (eq < 0) throw_python();
-        return eq == 1;
-    }
-    if (PyUnicode_GET_LENGTH(text) != 3) return false;
-    nb::object lowered = steal_or_throw(PyObject_CallMethod(text, "lower", nullptr));
-    const int eq = PyObject_RichCompareBool(lowered.ptr(), interned("nan"), Py_EQ);
-    if (eq < 0) throw_python();
-    return eq == 1;
-}
-
-inline bool is_truthy(PyObject *o) {
-    const int t = PyObject_IsTrue(o);
-    if (t < 0) throw_python();
-    return t == 1;
-}
-
 template <class N>
 nb::object read_stress_limitation(const std::vector<N> &extremes) {
     nb::object results = new_list();
@@ -572,9 +670,7 @@ nb::object read_stress_limitation(const std::vector<N> &extremes) {
                 N type_check = find_child(element, MARLOX_N(TypeCheck));
                 N stress = find_child(element, MARLOX_N(Stress));
                 if (type_check.null() || stress.null()) continue;
-                nb::object text = text_of(stress);
-                if (!is_truthy(text.ptr())) text = nb::borrow(interned("nan"));
-                nb::object value = steal_or_throw(PyNumber_Float(text.ptr()));
+                nb::object value = stress_or_nan(stress);
                 const double v = PyFloat_AsDouble(value.ptr());
                 if (v == -1.0 && PyErr_Occurred()) throw_python();
                 nb::object key = text_of(type_check);
@@ -589,18 +685,14 @@ nb::object read_stress_limitation(const std::vector<N> &extremes) {
             nb::object check = nb::none();
             findall_items(check_results, MARLOX_N(TypeCheck), name, [&](const N &element) {
                 PyObject *term;
-                nb::object check_text = leaf_text(find_child(element, MARLOX_N(Check)));
-                int eq = PyObject_RichCompareBool(check_text.ptr(),
-                                                  interned("StressLimitationShort"), Py_EQ);
-                if (eq < 0) throw_python();
-                if (eq == 1) {
+                N check_el = find_child(element, MARLOX_N(Check));
+                if (check_el.null()) raise_none_attribute("text");
+                if (text_equals(check_el, "StressLimitationShort")) {
                     term = interned("short");
                 } else {
-                    check_text = leaf_text(find_child(element, MARLOX_N(Check)));
-                    eq = PyObject_RichCompareBool(check_text.ptr(),
-                                                  interned("StressLimitationLong"), Py_EQ);
-                    if (eq < 0) throw_python();
-                    if (eq != 1) {
+                    check_el = find_child(element, MARLOX_N(Check));
+                    if (check_el.null()) raise_none_attribute("text");
+                    if (!text_equals(check_el, "StressLimitationLong")) {
                         PyErr_SetNone(PyExc_NotImplementedError);
                         throw_python();
                     }
@@ -610,12 +702,10 @@ nb::object read_stress_limitation(const std::vector<N> &extremes) {
                     check = new_dict();
                     dict_set(entry.ptr(), check_key, check.ptr());
                 }
-                nb::object stress = leaf_text(find_child(element, MARLOX_N(Stress)));
-                if (!is_truthy(stress.ptr())) stress = nb::borrow(interned(""));
+                N stress = find_child(element, MARLOX_N(Stress));
+                if (stress.null()) raise_none_attribute("text");
                 nb::object values = new_dict();
-                nb::object stress_value = lowers_to_nan(stress.ptr())
-                                              ? nb::none()
-                                              : steal_or_throw(PyNumber_Float(stress.ptr()));
+                nb::object stress_value = stress_or_none(stress);
                 dict_set(values.ptr(), name_key(MARLOX_N(Stress)), stress_value.ptr());
                 dict_set(values.ptr(), name_key(MARLOX_N(CheckValue)),
                          leaf_float(find_child(element, MARLOX_N(CheckValue))).ptr());
@@ -646,11 +736,8 @@ template <class N>
 bool same_internal_forces(const N &shear_result, const N &forces) {
     for (Name key : {MARLOX_N(N), MARLOX_N(Qy), MARLOX_N(Qz), MARLOX_N(Mx), MARLOX_N(My),
                      MARLOX_N(Mz)}) {
-        nb::object left = findtext_descendant(shear_result, key);
         if (forces.null()) raise_none_attribute("findtext");
-        nb::object right = findtext_descendant(forces, key);
-        nb::object eq = steal_or_throw(PyObject_RichCompare(left.ptr(), right.ptr(), Py_EQ));
-        if (!is_truthy(eq.ptr())) return false;
+        if (!findtext_equal(shear_result, forces, key)) return false;
     }
     return true;
 }

@@ -20,13 +20,35 @@ Dom::Dom() {
     for (std::uint32_t i = 0; i < kNameCount; ++i) intern(kNameTexts[i]);
 }
 
+std::uint64_t Dom::hash(std::string_view s) noexcept {
+    std::uint64_t h = 1469598103934665603ull;  // FNV-1a
+    for (unsigned char c : s) h = (h ^ c) * 1099511628211ull;
+    return h;
+}
+
+void Dom::grow_slots() {
+    std::vector<std::uint32_t> slots(slots_.empty() ? 256 : slots_.size() * 2, 0);
+    const std::size_t mask = slots.size() - 1;
+    for (std::uint32_t id = 0; id < names_.size(); ++id) {
+        std::size_t i = hash(names_[id]) & mask;
+        while (slots[i] != 0) i = (i + 1) & mask;
+        slots[i] = id + 1;
+    }
+    slots_.swap(slots);
+}
+
 std::uint32_t Dom::intern(std::string_view universal_name) {
-    std::string key(universal_name);
-    auto found = name_ids_.find(key);
-    if (found != name_ids_.end()) return found->second;
+    if ((names_.size() + 1) * 2 > slots_.size()) grow_slots();
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t i = hash(universal_name) & mask;
+    for (;; i = (i + 1) & mask) {
+        const std::uint32_t slot = slots_[i];
+        if (slot == 0) break;
+        if (names_[slot - 1] == universal_name) return slot - 1;
+    }
     const auto id = (std::uint32_t)names_.size();
-    names_.push_back(key);
-    name_ids_.emplace(std::move(key), id);
+    names_.emplace_back(universal_name);
+    slots_[i] = id + 1;
     return id;
 }
 
@@ -127,8 +149,7 @@ void DomBuilder::flush() {
 void DomBuilder::start(const char *name, const char **atts) {
     flush();
     const bool parent_kept = !kept_stack_.empty();
-    const bool is_section = std::strcmp(name, "SectionConcreteCheckResult") == 0;
-    if (!keep_all_ && !parent_kept && !is_section) {
+    if (!keep_all_ && !parent_kept && std::strcmp(name, "SectionConcreteCheckResult") != 0) {
         ++unkept_depth_;
         last_ = kLastUnkept;
         for_tail_ = false;
@@ -139,11 +160,16 @@ void DomBuilder::start(const char *name, const char **atts) {
         region_arena_ = dom_.arena_.size();
     }
     // The tag is interned first: its text lives outside the arena.
-    std::string universal;
-    if (std::strchr(name, '}') != nullptr) universal = "{";
-    universal += name;
+    const std::size_t name_len = std::strlen(name);
     Node n;
-    n.tag = dom_.intern(universal);
+    if (std::memchr(name, '}', name_len) != nullptr) {
+        std::string universal = "{";
+        universal.append(name, name_len);
+        n.tag = dom_.intern(universal);
+    } else {
+        n.tag = dom_.intern(std::string_view(name, name_len));
+    }
+    const bool is_section = n.tag == kSectionConcreteCheckResult;
     n.parent = parent_kept ? kept_stack_.back() : kNoNode;
     if (is_section) n.flags |= Node::kSection;
     n.attr_begin = dom_.attrs_.size();

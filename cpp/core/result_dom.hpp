@@ -11,7 +11,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace marlox::results {
@@ -87,12 +86,15 @@ class Dom {
   private:
     friend class DomBuilder;
     std::uint32_t intern(std::string_view universal_name);
+    static std::uint64_t hash(std::string_view s) noexcept;
+    void grow_slots();
 
     std::vector<Node> nodes_;
     std::vector<Attr> attrs_;
     std::string arena_;
+    // Interned tag names: open addressing over `names_` (slot = id + 1, 0 = free).
     std::vector<std::string> names_;
-    std::unordered_map<std::string, std::uint32_t> name_ids_;
+    std::vector<std::uint32_t> slots_;
 };
 
 // The tree builder. Fed by the scanner's expat callbacks; every method may throw
