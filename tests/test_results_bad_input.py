@@ -27,7 +27,10 @@ def laughs(levels=10):
     for i in range(1, levels):
         entities += b'<!ENTITY lol%d "%s">' % (i, b"&lol%d;" % (i - 1) * 10)
     return (
-        b'<?xml version="1.0"?><!DOCTYPE r [' + entities + b"]><r>" + SECTION
+        b'<?xml version="1.0"?><!DOCTYPE r ['
+        + entities
+        + b"]><r>"
+        + SECTION
         + b"<b>&lol%d;</b></r>" % (levels - 1)
     )
 
@@ -141,7 +144,10 @@ def run_child(code):
     )
     out = subprocess.run(
         [sys.executable, "-c", prelude + textwrap.dedent(code)],
-        capture_output=True, text=True, timeout=300, check=True,
+        capture_output=True,
+        text=True,
+        timeout=300,
+        check=True,
     )
     return json.loads(out.stdout.strip().splitlines()[-1])
 

@@ -19,8 +19,10 @@ SHEAR = (
 
 
 def section(section_id, *extremes, extra=""):
-    body = "".join(f"<ConcreteCheckResults><CheckResults>{e}</CheckResults></ConcreteCheckResults>"
-                   for e in extremes)
+    body = "".join(
+        f"<ConcreteCheckResults><CheckResults>{e}</CheckResults></ConcreteCheckResults>"
+        for e in extremes
+    )
     return (
         f"<SectionConcreteCheckResult><SectionId>{section_id}</SectionId>{extra}"
         f"<ExtremeResults>{body}</ExtremeResults></SectionConcreteCheckResult>"

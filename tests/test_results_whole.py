@@ -76,10 +76,10 @@ def test_section_ids_only_direct_children_duplicates_kept():
 
 def test_section_id_failures():
     with pytest.raises(ValueError, match="invalid literal for int"):
-        parser(section("3.0")).section_ids
+        _ = parser(section("3.0")).section_ids
     missing = "<SectionConcreteCheckResult/>"
     with pytest.raises(AttributeError, match="'NoneType' object has no attribute 'text'"):
-        parser(missing).section_ids
+        _ = parser(missing).section_ids
     p = parser(section(1), missing)
     assert p.capacity_results(1) == []  # the lookup stops at the first match
     with pytest.raises(AttributeError):
@@ -104,8 +104,9 @@ def test_unknown_ids_and_their_messages():
 def test_invalid_documents():
     for content in [b"", b"not xml", b"<a>", "<a></b>", b"<a/><b/>"]:
         with pytest.raises(ParsingError) as info:
-            OutputFileParser(io.BytesIO(content) if isinstance(content, bytes) else
-                             io.StringIO(content))
+            OutputFileParser(
+                io.BytesIO(content) if isinstance(content, bytes) else io.StringIO(content)
+            )
         assert str(info.value) == "Provided 'xml_file' is not a valid XML file."
         assert isinstance(info.value.__cause__, ET.ParseError)
         assert info.value.__suppress_context__
@@ -152,8 +153,9 @@ def test_the_tree_is_made_on_demand_and_then_authoritative():
     assert root.attrib == {}
     root.remove(root[0])
     assert p.section_ids == [20]
-    assert p.raw_results()["ArrayOfSectionConcreteCheckResult"][0][
-        "SectionConcreteCheckResult"][0] == {"SectionId": "20"}
+    assert p.raw_results()["ArrayOfSectionConcreteCheckResult"][0]["SectionConcreteCheckResult"][
+        0
+    ] == {"SectionId": "20"}
 
 
 def test_tree_equals_fromstring():
@@ -166,9 +168,8 @@ def test_tree_equals_fromstring():
     first = p._root[0]
     assert first.tail == expected[0].tail and first.text == expected[0].text
     attributed = p._root.find(".//ConcreteCheckResultBase")
-    assert attributed.attrib == {
-        "{http://www.w3.org/2001/XMLSchema-instance}type": "ConcreteULSCheckResultDiagramCapacityEc2"
-    }
+    xsi = "{http://www.w3.org/2001/XMLSchema-instance}type"
+    assert attributed.attrib == {xsi: "ConcreteULSCheckResultDiagramCapacityEc2"}
 
 
 def test_replacing_the_root():

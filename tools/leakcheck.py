@@ -63,7 +63,11 @@ def extreme():
         family("Detailing", "<CheckValue>0.1</CheckValue><Result>Passed</Result>"),
         family("Fatigue", fatigue, fatigue_shear),
     ]
-    return "<ConcreteCheckResults><CheckResults>" + "".join(families) + "</CheckResults></ConcreteCheckResults>"
+    return (
+        "<ConcreteCheckResults><CheckResults>"
+        + "".join(families)
+        + "</CheckResults></ConcreteCheckResults>"
+    )
 
 
 def document(sections: int, extremes: int) -> bytes:
@@ -125,7 +129,7 @@ def one_round(data: bytes, broken: bytes) -> None:
         whole.fatigue_results(section_id)
     whole.raw_results()
     whole._section_element(0)
-    whole._root
+    assert whole._root is whole._root
     whole.crack_width_results(1)
     try:
         OutputFileParser(io.BytesIO(broken))

@@ -19,19 +19,21 @@ MODULES = ["objects", "idea_rcs"]
 
 
 def generate(module: str, out: pathlib.Path) -> str:
-    subprocess.run(
-        [
-            sys.executable,
-            "-m",
-            "nanobind.stubgen",
-            "-q",
-            "-m",
-            f"marlox.external.idea_rcs.{module}",
-            "-o",
-            str(out),
-        ],
-        check=True,
-    )
+    command = [
+        sys.executable,
+        "-m",
+        "nanobind.stubgen",
+        "-q",
+        "-m",
+        f"marlox.external.idea_rcs.{module}",
+        "-o",
+        str(out),
+    ]
+    # Entries that stubgen cannot derive itself (such as public names ending in "_").
+    patterns = ROOT / "tools" / f"{module}.stubpatterns"
+    if patterns.exists():
+        command += ["-p", str(patterns)]
+    subprocess.run(command, check=True)
     return out.read_text()
 
 

@@ -325,13 +325,14 @@ nb::object materialize(DocState &doc, NodeId id) {
         }
         nb::object element;
         if (parent == nullptr) {
-            element = steal_or_throw(
-                attrib.is_valid() ? PyObject_CallFunctionObjArgs(e.element, tag, attrib.ptr(), nullptr)
-                                  : PyObject_CallOneArg(e.element, tag));
+            element = steal_or_throw(attrib.is_valid() ? PyObject_CallFunctionObjArgs(
+                                                             e.element, tag, attrib.ptr(), nullptr)
+                                                       : PyObject_CallOneArg(e.element, tag));
         } else {
             element = steal_or_throw(
                 attrib.is_valid()
-                    ? PyObject_CallFunctionObjArgs(e.sub_element, parent, tag, attrib.ptr(), nullptr)
+                    ? PyObject_CallFunctionObjArgs(e.sub_element, parent, tag, attrib.ptr(),
+                                                   nullptr)
                     : PyObject_CallFunctionObjArgs(e.sub_element, parent, tag, nullptr));
         }
         if (!node.text.absent()) {
@@ -430,8 +431,8 @@ nb::object read_section(SectionResult &s, R &&reader, bool all_families = false)
         } else {
             ReadGuard guard(doc);
             std::vector<NativeNode> extremes;
-            NativeNode er = find_child(NativeNode{&doc, s.node, nullptr},
-                                       marlox::results::kExtremeResults);
+            NativeNode er =
+                find_child(NativeNode{&doc, s.node, nullptr}, marlox::results::kExtremeResults);
             if (!er.null()) for_each_child(er, [&](const NativeNode &n) { extremes.push_back(n); });
             std::vector<NodeId> located;
             if (all_families) {
@@ -451,10 +452,8 @@ nb::object read_section(SectionResult &s, R &&reader, bool all_families = false)
 
 #define MARLOX_READER(fn) \
     [](SectionResult &s) { return read_section(s, [](const auto &ex) { return fn(ex); }); }
-#define MARLOX_ALL_FAMILIES(fn)                                                            \
-    [](SectionResult &s) {                                                                 \
-        return read_section(s, [](const auto &ex) { return fn(ex); }, true);               \
-    }
+#define MARLOX_ALL_FAMILIES(fn) \
+    [](SectionResult &s) { return read_section(s, [](const auto &ex) { return fn(ex); }, true); }
 
 nb::object make_section(nb::handle cls, nb::object id, const SectionHandle &handle) {
     if (cls.is(g_section_result_type)) {
@@ -498,7 +497,8 @@ nb::object et_section_id(const nb::object &section) {
         "section with id '%U' is not available in the result file.", formatted.ptr()));
     Py_ssize_t size = 0;
     const char *utf8 = PyUnicode_AsUTF8AndSize(message.ptr(), &size);
-    if (utf8 != nullptr) throw marlox::Error(ErrorKind::SdkParsing, std::string(utf8, (std::size_t)size));
+    if (utf8 != nullptr)
+        throw marlox::Error(ErrorKind::SdkParsing, std::string(utf8, (std::size_t)size));
     PyErr_Clear();
     nb::object errors = steal_or_throw(PyImport_ImportModule("marlox.errors"));
     nb::object cls = steal_or_throw(PyObject_GetAttrString(errors.ptr(), "ParsingError"));
@@ -696,7 +696,8 @@ struct SectionIterator {
                     ReadGuard guard(*doc);
                     section_id = native_section_id(*doc, node);
                 }
-                nb::object cls = steal_or_throw(PyObject_GetAttrString(parser.ptr(), "SectionResult"));
+                nb::object cls =
+                    steal_or_throw(PyObject_GetAttrString(parser.ptr(), "SectionResult"));
                 current = node;
                 return make_section(cls, section_id, SectionHandle{doc, node, doc->generation});
             }
@@ -802,8 +803,8 @@ struct WholeParser {
     }
 };
 
-#define MARLOX_ACCESSOR(fn)                                                          \
-    [](WholeParser &p, nb::handle section_id) {                                      \
+#define MARLOX_ACCESSOR(fn)                                                                \
+    [](WholeParser &p, nb::handle section_id) {                                            \
         return p.section_results(section_id.ptr(), [](const auto &ex) { return fn(ex); }); \
     }
 
@@ -881,9 +882,11 @@ void bind_results(nb::module_ &m) {
                     s->element = std::move(element);
                 }
             },
-            "id_"_a, "element"_a.none())
+            "id_"_a, "element"_a.none(),
+            nb::sig("def __init__(self, id_: int, element: xml.etree.ElementTree.Element) -> None"))
         .def_prop_ro(
-            "id_", [](SectionResult &s) { return s.id; }, "The id of the check section.")
+            "id_", [](SectionResult &s) { return s.id; },
+            nb::for_getter(nb::sig("def id_(self, /) -> int")), "The id of the check section.")
         .def_prop_rw(
             "_id", [](SectionResult &s) { return s.id; },
             [](SectionResult &s, nb::object v) { s.id = std::move(v); }, nb::arg("value").none())
@@ -906,22 +909,32 @@ void bind_results(nb::module_ &m) {
             },
             "The result elements of the section's extremes, in document order.")
         .def("capacity", MARLOX_READER(read_capacity),
+             nb::sig("def capacity(self) -> list[dict[str, typing.Any] | None]"),
              "Get the capacity results of all extremes for the current section.")
         .def("shear", MARLOX_READER(read_shear),
+             nb::sig("def shear(self) -> list[dict[str, typing.Any] | None]"),
              "Get the shear resistances for all extremes for the current section.")
         .def("torsion", MARLOX_READER(read_torsion),
+             nb::sig("def torsion(self) -> list[dict[str, typing.Any] | None]"),
              "Get the torsion results for all extremes for the current section.")
         .def("interaction", MARLOX_READER(read_interaction),
+             nb::sig("def interaction(self) -> list[dict[str, typing.Any] | None]"),
              "Get the interaction results for all extremes for the current section.")
         .def("crack_width", MARLOX_READER(read_crack_width),
+             nb::sig(
+                 "def crack_width(self) -> list[dict[str, dict[str, typing.Any] | None] | None]"),
              "Get the crack width results of all extremes for the current section.")
         .def("detailing", MARLOX_READER(read_detailing),
+             nb::sig("def detailing(self) -> list[dict[str, typing.Any] | None]"),
              "Get the detailing results of all extremes for the current section.")
         .def("stress_limitation", MARLOX_READER(read_stress_limitation),
+             nb::sig("def stress_limitation(self) -> list[dict[str, typing.Any] | None]"),
              "Get the stress limitation results of all extremes for the current section.")
         .def("fatigue", MARLOX_READER(read_fatigue),
+             nb::sig("def fatigue(self) -> list[dict[str, dict[str, typing.Any]] | None]"),
              "Get the fatigue results of all extremes for the current section.")
         .def("extremes", MARLOX_ALL_FAMILIES(read_extremes),
+             nb::sig("def extremes(self) -> list[dict[str, typing.Any]]"),
              "Get all results combined per extreme for the current section.");
 
     nb::class_<SectionIterator>(m, "_SectionResultIterator",
@@ -945,12 +958,13 @@ void bind_results(nb::module_ &m) {
         .def(
             "__init__",
             [](StreamParser *self, nb::object xml_file) {
-                nb::object pos = steal_or_throw(PyObject_CallMethod(xml_file.ptr(), "tell", nullptr));
+                nb::object pos =
+                    steal_or_throw(PyObject_CallMethod(xml_file.ptr(), "tell", nullptr));
                 StreamParser *p = new (self) StreamParser();
                 p->pos = std::move(pos);
                 p->file = std::move(xml_file);
             },
-            "xml_file"_a.none())
+            "xml_file"_a.none(), nb::sig("def __init__(self, xml_file: typing.BinaryIO) -> None"))
         .def_prop_rw(
             "_file", [](StreamParser &p) { return p.file; },
             [](StreamParser &p, nb::object v) { p.file = std::move(v); }, nb::arg("value").none())
@@ -962,8 +976,8 @@ void bind_results(nb::module_ &m) {
             [](nb::handle self) {
                 nb::object file = steal_or_throw(PyObject_GetAttrString(self.ptr(), "_file"));
                 nb::object pos = steal_or_throw(PyObject_GetAttrString(self.ptr(), "_pos"));
-                nb::object r = steal_or_throw(
-                    PyObject_CallMethod(file.ptr(), "seek", "O", pos.ptr()));
+                nb::object r =
+                    steal_or_throw(PyObject_CallMethod(file.ptr(), "seek", "O", pos.ptr()));
             },
             "Seek the stream back to where it was when the parser was made.")
         .def(
@@ -973,6 +987,9 @@ void bind_results(nb::module_ &m) {
                 it.parser = nb::borrow(self);
                 return it;
             },
+            nb::sig("def section_results(self) -> "
+                    "collections.abc.Iterator[marlox.external.idea_rcs.idea_rcs."
+                    "RcsOutputFileParser.SectionResult]"),
             "Iterates through all section results.")
         .def(
             "section_result",
@@ -999,6 +1016,8 @@ void bind_results(nb::module_ &m) {
                 raise_not_available(id_.ptr());
             },
             "id_"_a.none(),
+            nb::sig("def section_result(self, id_: int) -> "
+                    "marlox.external.idea_rcs.idea_rcs.RcsOutputFileParser.SectionResult"),
             "Get the result of the check section with the given id.\n\n"
             ":raises ParsingError: if no section has that id.");
 
@@ -1031,7 +1050,8 @@ void bind_results(nb::module_ &m) {
                 p->doc = std::move(doc);
                 p->root_node = p->doc->scanner->builder().root();
             },
-            "xml_file"_a.none())
+            "xml_file"_a.none(),
+            nb::sig("def __init__(self, xml_file: io.StringIO | io.BytesIO) -> None"))
         .def_prop_rw(
             "_root", [](WholeParser &p) { return p.root_element(); },
             [](WholeParser &p, nb::object v) { p.root = std::move(v); }, nb::arg("value").none())
@@ -1046,6 +1066,7 @@ void bind_results(nb::module_ &m) {
                 });
                 return ids;
             },
+            nb::for_getter(nb::sig("def section_ids(self, /) -> list[int]")),
             "The ids of all check sections in the result file, in document order.")
         .def(
             "_element_to_dict",
@@ -1067,6 +1088,7 @@ void bind_results(nb::module_ &m) {
                         return children;
                     });
             },
+            nb::sig("def raw_results(self) -> dict[str, typing.Any]"),
             "The whole result file as nested dicts (see _element_to_dict).")
         .def(
             "_section_element",
@@ -1077,24 +1099,29 @@ void bind_results(nb::module_ &m) {
             },
             "section_id"_a.none())
         .def("capacity_results", MARLOX_ACCESSOR(read_capacity), "section_id"_a.none(),
-             "Get the capacity results of all extremes of a check section."
-             NOT_PRESENT)
+             nb::sig("def capacity_results(self, section_id: int) -> list[dict[str, typing.Any] | "
+                     "None]"),
+             "Get the capacity results of all extremes of a check section." NOT_PRESENT)
         .def("shear_results", MARLOX_ACCESSOR(read_shear), "section_id"_a.none(),
-             "Get the shear results of all extremes of a check section."
-             NOT_PRESENT)
+             nb::sig(
+                 "def shear_results(self, section_id: int) -> list[dict[str, typing.Any] | None]"),
+             "Get the shear results of all extremes of a check section." NOT_PRESENT)
         .def("crack_width_results", MARLOX_ACCESSOR(read_crack_width), "section_id"_a.none(),
-             "Get the crack width results of all extremes of a check section."
-             NOT_PRESENT)
+             nb::sig("def crack_width_results(self, section_id: int) -> list[dict[str, dict[str, "
+                     "typing.Any] | None] | None]"),
+             "Get the crack width results of all extremes of a check section." NOT_PRESENT)
         .def("detailing_results", MARLOX_ACCESSOR(read_detailing), "section_id"_a.none(),
-             "Get the detailing results of all extremes of a check section."
-             NOT_PRESENT)
+             nb::sig("def detailing_results(self, section_id: int) -> list[dict[str, float | None] "
+                     "| None]"),
+             "Get the detailing results of all extremes of a check section." NOT_PRESENT)
         .def("stress_limitation_results", MARLOX_ACCESSOR(read_stress_limitation),
              "section_id"_a.none(),
-             "Get the stress limitation results of all extremes of a check section."
-             NOT_PRESENT)
+             nb::sig("def stress_limitation_results(self, section_id: int) -> list[dict[str, float "
+                     "| None] | None]"),
+             "Get the stress limitation results of all extremes of a check section." NOT_PRESENT)
         .def("fatigue_results", MARLOX_ACCESSOR(read_fatigue), "section_id"_a.none(),
-             "Get the fatigue results of all extremes of a check section."
-             NOT_PRESENT);
+             nb::sig("def fatigue_results(self, section_id: int) -> list[dict | None]"),
+             "Get the fatigue results of all extremes of a check section." NOT_PRESENT);
 }
 
 }  // namespace marlox::py::results

@@ -21,9 +21,9 @@ namespace marlox::py::results {
 
 namespace nb = nanobind;
 using marlox::results::Dom;
+using marlox::results::kNoNode;
 using marlox::results::Name;
 using marlox::results::NodeId;
-using marlox::results::kNoNode;
 using marlox::results::Slice;
 
 // ---------------------------------------------------------------------------------------------
@@ -136,23 +136,40 @@ nb::object materialize(DocState &doc, NodeId id);
 // ---------------------------------------------------------------------------------------------
 // The paths that the readers evaluate
 
-enum class Family { Capacity, Shear, Torsion, Interaction, CrackWidth, Detailing, StressLimitation, Fatigue };
+enum class Family {
+    Capacity,
+    Shear,
+    Torsion,
+    Interaction,
+    CrackWidth,
+    Detailing,
+    StressLimitation,
+    Fatigue
+};
 
 struct FamilyPath {
     const char *result_type;  // the ResultType text
-    bool base;                // ".../CheckResults/ConcreteCheckResultBase" (else ".../CheckResults")
+    bool base;  // ".../CheckResults/ConcreteCheckResultBase" (else ".../CheckResults")
 };
 
 inline FamilyPath family_path(Family f) {
     switch (f) {
-        case Family::Capacity: return {"Capacity", true};
-        case Family::Shear: return {"Shear", true};
-        case Family::Torsion: return {"Torsion", true};
-        case Family::Interaction: return {"Interaction", true};
-        case Family::CrackWidth: return {"CrackWidth", false};
-        case Family::Detailing: return {"Detailing", true};
-        case Family::StressLimitation: return {"StressLimitation", false};
-        case Family::Fatigue: return {"Fatigue", false};
+        case Family::Capacity:
+            return {"Capacity", true};
+        case Family::Shear:
+            return {"Shear", true};
+        case Family::Torsion:
+            return {"Torsion", true};
+        case Family::Interaction:
+            return {"Interaction", true};
+        case Family::CrackWidth:
+            return {"CrackWidth", false};
+        case Family::Detailing:
+            return {"Detailing", true};
+        case Family::StressLimitation:
+            return {"StressLimitation", false};
+        case Family::Fatigue:
+            return {"Fatigue", false};
     }
     return {"", false};
 }
@@ -222,7 +239,8 @@ inline void locate_families(const Dom &d, NodeId top, NodeId out[kFamilyCount]) 
         for (NodeId c = d.node(e).first_child; c != kNoNode; c = d.node(c).next_sibling) {
             if (d.node(c).tag != marlox::results::kResultType) continue;
             for (int f = 0; f < kFamilyCount; ++f) {
-                if (out[f] == kNoNode && !matched[f] && d.itertext_equals(c, paths[f].result_type)) {
+                if (out[f] == kNoNode && !matched[f] &&
+                    d.itertext_equals(c, paths[f].result_type)) {
                     matched[f] = any = true;
                 }
             }
@@ -319,7 +337,9 @@ void for_each_child(const NativeNode &n, F &&f) {
     }
 }
 
-inline nb::object text_of(const NativeNode &n) { return n.doc->text_object(n.dom().node(n.id).text); }
+inline nb::object text_of(const NativeNode &n) {
+    return n.doc->text_object(n.dom().node(n.id).text);
+}
 
 inline nb::object tag_of(const NativeNode &n) {
     return nb::borrow(n.doc->tag_object(n.dom().node(n.id).tag));
@@ -642,9 +662,8 @@ nb::object read_detailing(const std::vector<N> &extremes) {
 }
 
 inline constexpr const char *kStressChecks[] = {
-    "Check_7_2_2_Concrete_fck",          "Check_7_2_3_Concrete_fck",
-    "Check_7_2_5_Tendons_fpk",           "Check_7_2_5_ReinforcementBars_fyk",
-    "Check_5_10_3_2_Tendons",            "Check_5_10_2_1_1_Tendons",
+    "Check_7_2_2_Concrete_fck",          "Check_7_2_3_Concrete_fck", "Check_7_2_5_Tendons_fpk",
+    "Check_7_2_5_ReinforcementBars_fyk", "Check_5_10_3_2_Tendons",   "Check_5_10_2_1_1_Tendons",
 };
 
 template <class N>
@@ -722,8 +741,8 @@ nb::object read_stress_limitation(const std::vector<N> &extremes) {
 template <class N>
 nb::object shear_values(const N &shear_result) {
     nb::object values = new_dict();
-    for (Name key : {MARLOX_N(Ved), MARLOX_N(Vrd), MARLOX_N(Vrdc), MARLOX_N(Vrdmax),
-                     MARLOX_N(Vrdr), MARLOX_N(Vrds), MARLOX_N(CheckValue)}) {
+    for (Name key : {MARLOX_N(Ved), MARLOX_N(Vrd), MARLOX_N(Vrdc), MARLOX_N(Vrdmax), MARLOX_N(Vrdr),
+                     MARLOX_N(Vrds), MARLOX_N(CheckValue)}) {
         dict_set(values.ptr(), name_key(key), leaf_float(find_child(shear_result, key)).ptr());
     }
     dict_set(values.ptr(), name_key(MARLOX_N(Result)),
@@ -734,8 +753,8 @@ nb::object shear_values(const N &shear_result) {
 // all(shear.findtext(".//k") == forces.findtext(".//k") for k in N, Qy, Qz, Mx, My, Mz)
 template <class N>
 bool same_internal_forces(const N &shear_result, const N &forces) {
-    for (Name key : {MARLOX_N(N), MARLOX_N(Qy), MARLOX_N(Qz), MARLOX_N(Mx), MARLOX_N(My),
-                     MARLOX_N(Mz)}) {
+    for (Name key :
+         {MARLOX_N(N), MARLOX_N(Qy), MARLOX_N(Qz), MARLOX_N(Mx), MARLOX_N(My), MARLOX_N(Mz)}) {
         if (forces.null()) raise_none_attribute("findtext");
         if (!findtext_equal(shear_result, forces, key)) return false;
     }
@@ -758,10 +777,10 @@ nb::object read_fatigue(const std::vector<N> &extremes) {
             dict_set(entry.ptr(), interned("fatigue"), empty.ptr());
             dict_set(entry.ptr(), interned("shear"), shear.ptr());
         }
-        N max_forces = find_item_child(check_results, MARLOX_N(Check), "Fatigue",
-                                       MARLOX_N(InternalForceMax));
-        N min_forces = find_item_child(check_results, MARLOX_N(Check), "Fatigue",
-                                       MARLOX_N(InternalForceMin));
+        N max_forces =
+            find_item_child(check_results, MARLOX_N(Check), "Fatigue", MARLOX_N(InternalForceMax));
+        N min_forces =
+            find_item_child(check_results, MARLOX_N(Check), "Fatigue", MARLOX_N(InternalForceMin));
         nb::object fatigue = new_dict();
         dict_set(fatigue.ptr(), name_key(MARLOX_N(CheckValue)),
                  leaf_float(find_item_child(check_results, MARLOX_N(Check), "Fatigue",
@@ -771,10 +790,10 @@ nb::object read_fatigue(const std::vector<N> &extremes) {
                  leaf_text(find_item_child(check_results, MARLOX_N(Check), "Fatigue",
                                            MARLOX_N(DecissionMethod)))
                      .ptr());
-        dict_set(fatigue.ptr(), name_key(MARLOX_N(Result)),
-                 leaf_text(find_item_child(check_results, MARLOX_N(Check), "Fatigue",
-                                           MARLOX_N(Result)))
-                     .ptr());
+        dict_set(
+            fatigue.ptr(), name_key(MARLOX_N(Result)),
+            leaf_text(find_item_child(check_results, MARLOX_N(Check), "Fatigue", MARLOX_N(Result)))
+                .ptr());
         dict_set(entry.ptr(), interned("fatigue"), fatigue.ptr());
         findall_items(check_results, MARLOX_N(Check), "Shear", [&](const N &shear_result) {
             if (same_internal_forces(shear_result, max_forces)) {
@@ -791,12 +810,12 @@ nb::object read_fatigue(const std::vector<N> &extremes) {
 
 template <class N>
 nb::object read_extremes(const std::vector<N> &extremes) {
-    nb::object lists[8] = {read_capacity(extremes),         read_shear(extremes),
-                           read_torsion(extremes),          read_interaction(extremes),
-                           read_crack_width(extremes),      read_detailing(extremes),
+    nb::object lists[8] = {read_capacity(extremes),          read_shear(extremes),
+                           read_torsion(extremes),           read_interaction(extremes),
+                           read_crack_width(extremes),       read_detailing(extremes),
                            read_stress_limitation(extremes), read_fatigue(extremes)};
-    static const char *const keys[8] = {"capacity",    "shear",     "torsion",
-                                        "interaction", "crack_width", "detailing",
+    static const char *const keys[8] = {"capacity",          "shear",       "torsion",
+                                        "interaction",       "crack_width", "detailing",
                                         "stress_limitation", "fatigue"};
     Py_ssize_t count = PY_SSIZE_T_MAX;
     for (const nb::object &l : lists) count = std::min(count, PyList_GET_SIZE(l.ptr()));

@@ -10,7 +10,7 @@ namespace marlox::expat {
 
 struct ParserStruct;
 using Parser = ParserStruct *;
-using Char = char;   // expat as CPython builds it: UTF-8 output
+using Char = char;  // expat as CPython builds it: UTF-8 output
 using LChar = char;
 using Size = unsigned long;
 using Bool = unsigned char;
@@ -40,8 +40,7 @@ using CommentHandler = void (*)(void *user, const Char *data);
 using DefaultHandler = void (*)(void *user, const Char *s, int len);
 using StartNamespaceDeclHandler = void (*)(void *user, const Char *prefix, const Char *uri);
 using EndNamespaceDeclHandler = void (*)(void *user, const Char *prefix);
-using ProcessingInstructionHandler = void (*)(void *user, const Char *target,
-                                              const Char *data);
+using ProcessingInstructionHandler = void (*)(void *user, const Char *target, const Char *data);
 using UnknownEncodingHandler = int (*)(void *data, const Char *name, Encoding *info);
 using StartDoctypeDeclHandler = void (*)(void *user, const Char *name, const Char *sysid,
                                          const Char *pubid, int has_internal_subset);
