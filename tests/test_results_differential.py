@@ -305,6 +305,7 @@ def shear_only_in_second_of_three():
 def fixed_documents():
     sample = open(SAMPLE, "rb").read()
     utf8 = sample.decode("utf-16").replace('encoding="utf-16"', 'encoding="utf-8"').encode()
+    section = "<SectionConcreteCheckResult><SectionId>1</SectionId></SectionConcreteCheckResult>"
     return {
         "sample": sample,
         "sample as UTF-8": utf8,
@@ -320,6 +321,23 @@ def fixed_documents():
         "not XML": b"this is not XML",
         "cut short": sample[: len(sample) // 2],
         "UTF-8 bytes declared UTF-16": utf8.replace(b'encoding="utf-8"', b'encoding="utf-16"'),
+        "UTF-16 without BOM": '<?xml version="1.0" encoding="utf-16"?><A/>'.encode("utf-16-le"),
+        "BOM without declaration": b"\xff\xfe" + section.encode("utf-16-le"),
+        "declared windows-1250": (
+            '<?xml version="1.0" encoding="windows-1250"?><A>' + section + "<B>\u0161</B></A>"
+        ).encode("cp1250"),
+        "default namespace": f'<A xmlns="urn:x">{section}</A>'.encode(),
+        "prefixed names": (
+            b'<A xmlns:p="urn:p"><p:SectionConcreteCheckResult><SectionId>1</SectionId>'
+            b'</p:SectionConcreteCheckResult><SectionConcreteCheckResult p:a="1">'
+            b"<p:SectionId>2</p:SectionId><SectionId>3</SectionId></SectionConcreteCheckResult></A>"
+        ),
+        "SectionId with a child": b"<A><SectionConcreteCheckResult><SectionId>1<x/>2</SectionId>"
+        b"</SectionConcreteCheckResult></A>",
+        "character reference to NUL": b"<A><SectionConcreteCheckResult><SectionId>&#0;"
+        b"</SectionId></SectionConcreteCheckResult></A>",
+        "two root elements": f"<A>{section}</A><A/>".encode(),
+        "nested 1500 deep": f"<A>{section}".encode() + b"<d>" * 1500 + b"</d>" * 1500 + b"</A>",
     }
 
 
