@@ -134,8 +134,12 @@ const expat::Host &expat_host() {
         g_api = api;
         host.unknown_encoding = &unknown_encoding_with_gil;
         host.unknown_encoding_data = nullptr;
+#if PY_VERSION_HEX < 0x030D0000
+        // The salt ElementTree gives its parsers; later versions keep it internal, and expat
+        // then draws a random salt of its own.
         host.has_hash_salt = true;
         host.hash_salt = (unsigned long)_Py_HashSecret.expat.hashsalt;
+#endif
         host.api = api;
     }
     return host;
@@ -527,6 +531,9 @@ int recursion_room() {
 template <class N, class Children>
 nb::object element_to_dict_impl(const N &root, int frames, Children &&children_of) {
     const long room = recursion_room();
+    // Python frames per level of the plain method: the call, and before 3.12 also its list
+    // comprehension.
+    const long per_level = PY_VERSION_HEX >= 0x030C0000 ? 1 : 2;
     struct Frame {
         N node;
         std::vector<N> children;
@@ -535,7 +542,7 @@ nb::object element_to_dict_impl(const N &root, int frames, Children &&children_o
     };
     std::vector<Frame> stack;
     auto enter = [&](const N &n) {
-        if ((long)stack.size() + 1 + frames > room) {
+        if (per_level * ((long)stack.size() + 1) + frames > room) {
             PyErr_SetString(PyExc_RecursionError, "maximum recursion depth exceeded");
             throw_python();
         }
