@@ -252,8 +252,18 @@ bool feed_object(DocState &doc, PyObject *data, bool final) {
         throw;
     }
     {
+        // Large content goes to expat in pieces: expat copies what it is given into a buffer of
+        // its own, and one piece of the whole document would double the memory. The outcome
+        // (events, errors and their positions) does not depend on the pieces.
+        constexpr Py_ssize_t kPiece = 1 << 16;
         nb::gil_scoped_release release;
-        ok = scanner.feed(ptr, (int)len, final);
+        ok = true;
+        Py_ssize_t done = 0;
+        do {
+            const Py_ssize_t n = std::min(kPiece, len - done);
+            ok = scanner.feed(ptr + done, (int)n, final && done + n == len);
+            done += n;
+        } while (ok && done < len);
     }
     if (have_view) PyBuffer_Release(&view);
     if (PyErr_Occurred()) throw_python();  // from the host's unknown-encoding handler
@@ -315,18 +325,14 @@ nb::object materialize(DocState &doc, NodeId id) {
     PyObject *k_tail = interned("tail");
     std::vector<std::pair<NodeId, nb::object>> made_sections;
     auto make = [&](NodeId n, PyObject *parent) -> nb::object {
-        const Node &node = d.node(n);
-        PyObject *tag = doc.tag_object(node.tag);
+        PyObject *tag = doc.tag_object(d.tag(n));
         nb::object attrib;
-        if (node.attr_count > 0) {
-            attrib = new_dict();
-            for (std::uint32_t i = 0; i < node.attr_count; ++i) {
-                const marlox::results::Attr &a = d.attr(node.attr_begin + i);
-                nb::object key = str_from(d.str(a.name));
-                nb::object value = str_from(d.str(a.value));
-                dict_set(attrib.ptr(), key.ptr(), value.ptr());
-            }
-        }
+        d.for_each_attr(n, [&](const marlox::results::Attr &a) {
+            if (!attrib.is_valid()) attrib = new_dict();
+            nb::object key = str_from(d.str(a.name));
+            nb::object value = str_from(d.str(a.value));
+            dict_set(attrib.ptr(), key.ptr(), value.ptr());
+        });
         nb::object element;
         if (parent == nullptr) {
             element = steal_or_throw(attrib.is_valid() ? PyObject_CallFunctionObjArgs(
@@ -339,15 +345,17 @@ nb::object materialize(DocState &doc, NodeId id) {
                                                    nullptr)
                     : PyObject_CallFunctionObjArgs(e.sub_element, parent, tag, nullptr));
         }
-        if (!node.text.absent()) {
-            nb::object text = str_from(d.str(node.text));
+        const Slice node_text = d.text(n);
+        if (!node_text.absent()) {
+            nb::object text = str_from(d.str(node_text));
             if (PyObject_SetAttr(element.ptr(), k_text, text.ptr()) != 0) throw_python();
         }
-        if (!node.tail.absent()) {
-            nb::object tail = str_from(d.str(node.tail));
+        const Slice node_tail = d.tail(n);
+        if (!node_tail.absent()) {
+            nb::object tail = str_from(d.str(node_tail));
             if (PyObject_SetAttr(element.ptr(), k_tail, tail.ptr()) != 0) throw_python();
         }
-        if ((node.flags & Node::kSection) != 0) made_sections.emplace_back(n, element);
+        if ((d.flags(n) & Node::kSection) != 0) made_sections.emplace_back(n, element);
         return element;
     };
     nb::object top = make(id, nullptr);
@@ -430,7 +438,7 @@ nb::object read_section(SectionResult &s, R &&reader, bool all_families = false)
         auto found = doc.materialized.find(s.node);
         if (found != doc.materialized.end()) {
             s.element = found->second;
-        } else if ((doc.dom().node(s.node).flags & Node::kContainsSection) != 0) {
+        } else if ((doc.dom().flags(s.node) & Node::kContainsSection) != 0) {
             s.element = materialize(doc, s.node);
         } else {
             ReadGuard guard(doc);
@@ -768,7 +776,7 @@ struct WholeParser {
         }
         const Dom &d = doc->dom();
         for (NodeId c = d.node(root_node).first_child; c != kNoNode; c = d.node(c).next_sibling) {
-            if (d.node(c).tag != marlox::results::kSectionConcreteCheckResult) continue;
+            if (d.tag(c) != marlox::results::kSectionConcreteCheckResult) continue;
             auto found = doc->materialized.find(c);
             if (f(c, found != doc->materialized.end() ? found->second : nb::object())) return;
         }

@@ -211,10 +211,10 @@ inline constexpr int kFamilyCount = 8;
 // its first "ConcreteCheckResultBase".
 inline NodeId family_chain(const Dom &d, NodeId e, bool base) {
     for (NodeId cr = d.node(e).first_child; cr != kNoNode; cr = d.node(cr).next_sibling) {
-        if (d.node(cr).tag != marlox::results::kCheckResults) continue;
+        if (d.tag(cr) != marlox::results::kCheckResults) continue;
         if (!base) return cr;
         for (NodeId b = d.node(cr).first_child; b != kNoNode; b = d.node(b).next_sibling) {
-            if (d.node(b).tag == marlox::results::kConcreteCheckResultBase) return b;
+            if (d.tag(b) == marlox::results::kConcreteCheckResultBase) return b;
         }
     }
     return kNoNode;
@@ -237,7 +237,7 @@ inline void locate_families(const Dom &d, NodeId top, NodeId out[kFamilyCount]) 
         bool matched[kFamilyCount] = {};
         bool any = false;
         for (NodeId c = d.node(e).first_child; c != kNoNode; c = d.node(c).next_sibling) {
-            if (d.node(c).tag != marlox::results::kResultType) continue;
+            if (d.tag(c) != marlox::results::kResultType) continue;
             for (int f = 0; f < kFamilyCount; ++f) {
                 if (out[f] == kNoNode && !matched[f] &&
                     d.itertext_equals(c, paths[f].result_type)) {
@@ -266,7 +266,7 @@ inline NativeNode find_family(const NativeNode &extreme, Family f) {
     for (NodeId e = d.next_in_subtree(top, top); e != kNoNode; e = d.next_in_subtree(top, e)) {
         bool hit = false;
         for (NodeId c = d.node(e).first_child; c != kNoNode; c = d.node(c).next_sibling) {
-            if (d.node(c).tag == marlox::results::kResultType && d.itertext_equals(c, value)) {
+            if (d.tag(c) == marlox::results::kResultType && d.itertext_equals(c, value)) {
                 hit = true;
                 break;
             }
@@ -279,9 +279,9 @@ inline NativeNode find_family(const NativeNode &extreme, Family f) {
 }
 
 inline bool item_matches(const Dom &d, NodeId e, Name pred, std::string_view value) {
-    if (d.node(e).tag != marlox::results::kConcreteCheckResultBase) return false;
+    if (d.tag(e) != marlox::results::kConcreteCheckResultBase) return false;
     for (NodeId p = d.node(e).first_child; p != kNoNode; p = d.node(p).next_sibling) {
-        if (d.node(p).tag == pred && d.itertext_equals(p, value)) return true;
+        if (d.tag(p) == pred && d.itertext_equals(p, value)) return true;
     }
     return false;
 }
@@ -318,8 +318,8 @@ inline NativeNode find_item_child(const NativeNode &n, Name pred, std::string_vi
 inline nb::object findtext_descendant(const NativeNode &n, Name tag) {
     const Dom &d = n.dom();
     for (NodeId e = d.next_in_subtree(n.id, n.id); e != kNoNode; e = d.next_in_subtree(n.id, e)) {
-        if (d.node(e).tag == tag) {
-            const Slice t = d.node(e).text;
+        if (d.tag(e) == tag) {
+            const Slice t = d.text(e);
             if (t.absent()) return nb::borrow(interned(""));
             return str_from(d.str(t));
         }
@@ -327,7 +327,7 @@ inline nb::object findtext_descendant(const NativeNode &n, Name tag) {
     return nb::none();
 }
 
-inline bool has_children(const NativeNode &n) { return n.dom().node(n.id).child_count > 0; }
+inline bool has_children(const NativeNode &n) { return n.dom().has_children(n.id); }
 
 template <class F>
 void for_each_child(const NativeNode &n, F &&f) {
@@ -337,23 +337,21 @@ void for_each_child(const NativeNode &n, F &&f) {
     }
 }
 
-inline nb::object text_of(const NativeNode &n) {
-    return n.doc->text_object(n.dom().node(n.id).text);
-}
+inline nb::object text_of(const NativeNode &n) { return n.doc->text_object(n.dom().text(n.id)); }
 
 inline nb::object tag_of(const NativeNode &n) {
-    return nb::borrow(n.doc->tag_object(n.dom().node(n.id).tag));
+    return nb::borrow(n.doc->tag_object(n.dom().tag(n.id)));
 }
 
 inline nb::object float_of(const NativeNode &n) {
-    const Slice t = n.dom().node(n.id).text;
+    const Slice t = n.dom().text(n.id);
     if (t.absent()) return steal_or_throw(PyNumber_Float(Py_None));
     return float_from_text(n.dom().str(t));
 }
 
 // element.text == value, for a present element.
 inline bool text_equals(const NativeNode &n, const char *value) {
-    const Slice t = n.dom().node(n.id).text;
+    const Slice t = n.dom().text(n.id);
     return !t.absent() && n.dom().str(t) == value;
 }
 
@@ -363,18 +361,18 @@ inline bool findtext_equal(const NativeNode &a, const NativeNode &b, Name tag) {
         const Dom &d = n.dom();
         for (NodeId e = d.next_in_subtree(n.id, n.id); e != kNoNode;
              e = d.next_in_subtree(n.id, e)) {
-            if (d.node(e).tag == tag) return e;
+            if (d.tag(e) == tag) return e;
         }
         return kNoNode;
     };
     const NodeId x = first(a), y = first(b);
     if (x == kNoNode || y == kNoNode) return x == y;  // None == None; None != str
-    return a.dom().str(a.dom().node(x).text) == b.dom().str(b.dom().node(y).text);
+    return a.dom().str(a.dom().text(x)) == b.dom().str(b.dom().text(y));
 }
 
 // float(stress.text or "nan"), for a present element.
 inline nb::object stress_or_nan(const NativeNode &n) {
-    const Slice t = n.dom().node(n.id).text;
+    const Slice t = n.dom().text(n.id);
     if (t.absent() || t.len == 0) return float_from_text("nan");
     return float_from_text(n.dom().str(t));
 }
@@ -382,7 +380,7 @@ inline nb::object stress_or_nan(const NativeNode &n) {
 // None if (text or "").lower() == "nan" else float(text or ""), for a present element. Only
 // the ASCII spellings of "nan" lower to it.
 inline nb::object stress_or_none(const NativeNode &n) {
-    const Slice t = n.dom().node(n.id).text;
+    const Slice t = n.dom().text(n.id);
     const std::string_view text = t.absent() ? std::string_view() : n.dom().str(t);
     if (text.size() == 3 && (text[0] | 0x20) == 'n' && (text[1] | 0x20) == 'a' &&
         (text[2] | 0x20) == 'n') {

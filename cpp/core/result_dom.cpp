@@ -1,6 +1,8 @@
 #include "core/result_dom.hpp"
 
+#include <algorithm>
 #include <cstring>
+#include <new>
 
 namespace marlox::results {
 
@@ -52,9 +54,25 @@ std::uint32_t Dom::intern(std::string_view universal_name) {
     return id;
 }
 
+std::uint64_t Dom::ref(Slice s) {
+    if (s.off >= (std::uint64_t{1} << (64 - kLengthBits))) throw std::bad_alloc();
+    if (s.len >= kLongLength) {
+        long_lengths_[s.off] = s.len;
+        return (s.off << kLengthBits) | kLongLength;
+    }
+    return (s.off << kLengthBits) | s.len;
+}
+
+const AttrRange *Dom::attr_range(NodeId id) const noexcept {
+    auto it = std::lower_bound(attr_index_.begin(), attr_index_.end(), id,
+                               [](const AttrRange &r, NodeId n) { return r.node < n; });
+    if (it == attr_index_.end() || it->node != id || it->count == 0) return nullptr;
+    return &*it;
+}
+
 NodeId Dom::child(NodeId id, std::uint32_t tag) const noexcept {
     for (NodeId c = node(id).first_child; c != kNoNode; c = node(c).next_sibling) {
-        if (node(c).tag == tag) return c;
+        if (node(c).tag() == tag) return c;
     }
     return kNoNode;
 }
@@ -73,7 +91,8 @@ NodeId Dom::next_in_subtree(NodeId top, NodeId at) const noexcept {
 bool Dom::itertext_equals(NodeId id, std::string_view value) const noexcept {
     std::size_t matched = 0;
     bool ok = true;
-    auto feed = [&](Slice s) {
+    auto feed = [&](std::uint64_t ref) {
+        const Slice s = slice(ref);
         if (s.absent() || s.len == 0) return;
         if (s.len > value.size() - matched ||
             std::memcmp(arena_.data() + s.off, value.data() + matched, s.len) != 0) {
@@ -126,24 +145,46 @@ Slice DomBuilder::store_universal(const char *name) {
     return s;
 }
 
+std::uint64_t DomBuilder::text_ref(Slice fresh) {
+    // Indentation repeats all through a pretty-printed file: keep one copy of each length.
+    const std::size_t len = fresh.len;
+    if (len > 0 && len < kIndentCache) {
+        const char *p = dom_.arena_.data() + fresh.off;
+        const int kind = p[0] == '\n' ? 0 : 1;
+        bool indent = true;
+        for (std::size_t i = (std::size_t)(1 - kind); i < len && indent; ++i) indent = p[i] == ' ';
+        if (indent) {
+            if (indent_valid_[kind][len]) {
+                dom_.arena_.resize(fresh.off);  // the new copy is the arena's last piece
+                return indent_[kind][len];
+            }
+            const std::uint64_t r = dom_.ref(fresh);
+            indent_[kind][len] = r;
+            indent_valid_[kind][len] = true;
+            return r;
+        }
+    }
+    return dom_.ref(fresh);
+}
+
 void DomBuilder::flush() {
     if (pending_ == kNoPending) return;
     std::string &arena = dom_.arena_;
-    Slice fresh{pending_, arena.size() - pending_};
+    const Slice fresh{pending_, arena.size() - pending_};
     pending_ = kNoPending;
     Node &n = dom_.nodes_[(std::size_t)last_];
-    Slice &dest = for_tail_ ? n.tail : n.text;
-    if (dest.absent()) {
-        dest = fresh;
+    std::uint64_t &dest = for_tail_ ? n.tail : n.text;
+    if (dest == Node::kNoText) {
+        dest = text_ref(fresh);
         return;
     }
     // Text already there (only after something set it before): concatenate, as TreeBuilder does.
-    const Slice old = dest;
+    const Slice old = dom_.slice(dest);
     arena.reserve(arena.size() + old.len + fresh.len);
     const std::uint64_t off = arena.size();
     arena.append(arena.data() + old.off, old.len);
     arena.append(arena.data() + fresh.off, fresh.len);
-    dest = Slice{off, old.len + fresh.len};
+    dest = dom_.ref(Slice{off, old.len + fresh.len});
 }
 
 void DomBuilder::start(const char *name, const char **atts) {
@@ -157,50 +198,60 @@ void DomBuilder::start(const char *name, const char **atts) {
     }
     if (!parent_kept) {
         region_attr_ = dom_.attrs_.size();
+        region_attr_index_ = dom_.attr_index_.size();
         region_arena_ = dom_.arena_.size();
+        // Stored indentation before this point goes with the earlier region.
+        if (!keep_all_) std::memset(indent_valid_, 0, sizeof indent_valid_);
     }
     // The tag is interned first: its text lives outside the arena.
     const std::size_t name_len = std::strlen(name);
-    Node n;
+    std::uint32_t tag;
     if (std::memchr(name, '}', name_len) != nullptr) {
         std::string universal = "{";
         universal.append(name, name_len);
-        n.tag = dom_.intern(universal);
+        tag = dom_.intern(universal);
     } else {
-        n.tag = dom_.intern(std::string_view(name, name_len));
+        tag = dom_.intern(std::string_view(name, name_len));
     }
-    const bool is_section = n.tag == kSectionConcreteCheckResult;
-    n.parent = parent_kept ? kept_stack_.back() : kNoNode;
-    if (is_section) n.flags |= Node::kSection;
-    n.attr_begin = dom_.attrs_.size();
-    for (const char **a = atts; a[0] != nullptr && a[1] != nullptr; a += 2) {
-        Attr attr;
-        attr.name = store_universal(a[0]);
-        attr.value = store(std::string_view(a[1]));
-        dom_.attrs_.push_back(attr);
-        ++n.attr_count;
-    }
+    if (tag > Node::kTagMask) throw std::bad_alloc();
     if (dom_.nodes_.size() >= (std::size_t)INT32_MAX) throw std::bad_alloc();
     const auto id = (NodeId)dom_.nodes_.size();
+    const bool is_section = tag == kSectionConcreteCheckResult;
+    Node n;
+    n.tag_flags = tag | (is_section ? Node::kSection << Node::kTagBits : 0);
+    n.parent = parent_kept ? kept_stack_.back() : kNoNode;
+    if (atts[0] != nullptr) {
+        AttrRange range{id, 0, dom_.attrs_.size()};
+        for (const char **a = atts; a[0] != nullptr && a[1] != nullptr; a += 2) {
+            Attr attr;
+            attr.name = store_universal(a[0]);
+            attr.value = store(std::string_view(a[1]));
+            dom_.attrs_.push_back(attr);
+            ++range.count;
+        }
+        dom_.attr_index_.push_back(range);
+    }
+    kept_stack_.reserve(kept_stack_.size() + 1);
+    last_child_.reserve(last_child_.size() + 1);
     dom_.nodes_.push_back(n);
     if (parent_kept) {
-        Node &p = dom_.nodes_[(std::size_t)n.parent];
-        if (p.last_child == kNoNode) {
-            p.first_child = id;
+        NodeId &prev = last_child_.back();
+        if (prev == kNoNode) {
+            dom_.nodes_[(std::size_t)n.parent].first_child = id;
         } else {
-            dom_.nodes_[(std::size_t)p.last_child].next_sibling = id;
+            dom_.nodes_[(std::size_t)prev].next_sibling = id;
         }
-        p.last_child = id;
-        ++p.child_count;
+        prev = id;
         if (is_section) {
             for (NodeId up = n.parent; up != kNoNode; up = dom_.nodes_[(std::size_t)up].parent) {
-                dom_.nodes_[(std::size_t)up].flags |= Node::kContainsSection;
+                dom_.nodes_[(std::size_t)up].tag_flags |= Node::kContainsSection << Node::kTagBits;
             }
         }
     } else if (keep_all_ && root_ == kNoNode) {
         root_ = id;
     }
     kept_stack_.push_back(id);
+    last_child_.push_back(kNoNode);
     last_ = id;
     for_tail_ = false;
 }
@@ -215,9 +266,10 @@ void DomBuilder::end() {
     }
     const NodeId id = kept_stack_.back();
     kept_stack_.pop_back();
+    last_child_.pop_back();
     last_ = id;
     for_tail_ = true;
-    if (!keep_all_ && (dom_.nodes_[(std::size_t)id].flags & Node::kSection) != 0) {
+    if (!keep_all_ && (dom_.nodes_[(std::size_t)id].flags() & Node::kSection) != 0) {
         ended_.push_back(id);
     }
 }
@@ -230,11 +282,12 @@ void DomBuilder::data(const char *s, int len) {
 
 void DomBuilder::clear(NodeId id) noexcept {
     Node &n = dom_.nodes_[(std::size_t)id];
-    n.first_child = n.last_child = kNoNode;
-    n.child_count = 0;
-    n.attr_count = 0;
-    n.text = Slice{};
-    n.tail = Slice{};
+    n.first_child = kNoNode;
+    n.text = n.tail = Node::kNoText;
+    auto &index = dom_.attr_index_;
+    auto it = std::lower_bound(index.begin(), index.end(), id,
+                               [](const AttrRange &r, NodeId x) { return r.node < x; });
+    if (it != index.end() && it->node == id) it->count = 0;
 }
 
 NodeId DomBuilder::collect() noexcept {
@@ -244,10 +297,13 @@ NodeId DomBuilder::collect() noexcept {
         const auto dropped = (NodeId)nodes.size();
         nodes.clear();
         dom_.attrs_.clear();
+        dom_.attr_index_.clear();
         dom_.arena_.clear();
+        dom_.long_lengths_.clear();
         pending_ = kNoPending;
         if (last_ >= 0) last_ = kLastUnkept;
-        region_attr_ = region_arena_ = 0;
+        region_attr_ = region_attr_index_ = region_arena_ = 0;
+        std::memset(indent_valid_, 0, sizeof indent_valid_);
         return dropped;
     }
     const NodeId r = kept_stack_.front();
@@ -265,22 +321,37 @@ NodeId DomBuilder::collect() noexcept {
     auto move_slice = [s0](Slice &s) {
         if (!s.absent()) s.off -= s0;
     };
+    auto move_ref = [s0](std::uint64_t &ref) {
+        if (ref != Node::kNoText) ref -= s0 << Dom::kLengthBits;
+    };
     for (Node &n : nodes) {
         move_id(n.parent);
         move_id(n.first_child);
-        move_id(n.last_child);
         move_id(n.next_sibling);
-        n.attr_begin -= a0;
-        move_slice(n.text);
-        move_slice(n.tail);
+        move_ref(n.text);
+        move_ref(n.tail);
     }
     dom_.attrs_.erase(dom_.attrs_.begin(), dom_.attrs_.begin() + (std::ptrdiff_t)a0);
     for (Attr &a : dom_.attrs_) {
         move_slice(a.name);
         move_slice(a.value);
     }
+    auto &index = dom_.attr_index_;
+    index.erase(index.begin(), index.begin() + (std::ptrdiff_t)region_attr_index_);
+    for (AttrRange &range : index) {
+        range.node -= r;
+        range.begin -= a0;
+    }
+    if (!dom_.long_lengths_.empty()) {
+        std::unordered_map<std::uint64_t, std::uint64_t> kept;
+        for (const auto &[off, len] : dom_.long_lengths_) {
+            if (off >= s0) kept.emplace(off - s0, len);
+        }
+        dom_.long_lengths_.swap(kept);
+    }
     dom_.arena_.erase(0, s0);
     for (NodeId &id : kept_stack_) id -= r;
+    for (NodeId &id : last_child_) move_id(id);
     if (last_ >= r) {
         last_ -= r;
     } else if (last_ >= 0) {
@@ -288,7 +359,13 @@ NodeId DomBuilder::collect() noexcept {
     }
     if (pending_ != kNoPending) pending_ -= s0;
     for (NodeId &id : ended_) id -= r;
-    region_attr_ = region_arena_ = 0;
+    // Stored indentation now lies at other offsets.
+    for (int kind = 0; kind < 2; ++kind) {
+        for (std::size_t len = 0; len < kIndentCache; ++len) {
+            if (indent_valid_[kind][len]) move_ref(indent_[kind][len]);
+        }
+    }
+    region_attr_ = region_attr_index_ = region_arena_ = 0;
     return r;
 }
 
