@@ -73,11 +73,12 @@ def whole_class(kind):
     return OracleWholeParser
 
 
-def scan_extremes(parser_class, path):
+def scan_extremes(parser_class, path, read=True):
     extremes = 0
     with open(path, "rb") as f:
         for section in parser_class(f).section_results():
-            extremes += len(section.extremes())
+            if read:
+                extremes += len(section.extremes())
     return extremes
 
 
@@ -93,18 +94,19 @@ def child(case, kind, paths):
             with open(path, "rb") as f:
                 xml.parsers.expat.ParserCreate().ParseFile(f)
         seconds = time.perf_counter() - start
-    elif case == "extremes":
+    elif case in ("extremes", "scan"):
+        read = case == "extremes"
         parser_class = stream_class(kind)
         before = current_rss()
         start = time.perf_counter()
         if len(paths) == 1:
-            scan_extremes(parser_class, paths[0])
+            scan_extremes(parser_class, paths[0], read)
         else:
             failures = []
 
             def run(path):
                 try:
-                    scan_extremes(parser_class, path)
+                    scan_extremes(parser_class, path, read)
                 except BaseException as exc:  # reported by the parent
                     failures.append(exc)
 
@@ -195,7 +197,7 @@ def ratio(label, a, b, target=None, higher=True):
     if target is not None:
         ok = value >= target if higher else value <= target
         verdict = f"  (target >= {target:g}: {'met' if ok else 'NOT met'})"
-    print(f"  {label:<58} {value:6.2f}x{verdict}")
+    print(f"  {label:<58} {value:6.3f}x{verdict}")
 
 
 def main(argv=None):
@@ -261,6 +263,8 @@ def main(argv=None):
             {
                 "one thread, one file": ("extremes", "native", [main_a]),
                 "two threads, two files": ("extremes", "native", [main_a, main_b]),
+                "one thread, sections only": ("scan", "native", [main_a]),
+                "two threads, sections only": ("scan", "native", [main_a, main_b]),
             },
             repeat,
         )
@@ -271,6 +275,11 @@ def main(argv=None):
             runs["two threads, two files"],
             runs["one thread, one file"],
             1.7,
+        )
+        ratio(
+            "the same without reading the sections",
+            runs["two threads, sections only"],
+            runs["one thread, sections only"],
         )
 
     print(f"\nOutputFileParser, construction + six accessors on every section ({mb:g} MB):")
