@@ -495,6 +495,46 @@ nb::object native_section_id(DocState &doc, NodeId node) {
     return steal_or_throw(PyNumber_Long(text.ptr()));
 }
 
+bool equals(PyObject *a, PyObject *b) {
+    nb::object r = steal_or_throw(PyObject_RichCompare(a, b, Py_EQ));
+    return is_truthy(r.ptr());
+}
+
+// int(section.find("SectionId").text) == wanted on a native section. When `wanted` is an
+// exact int and the text is plain (ASCII white space around an optional sign and decimal
+// digits), the two are compared directly; otherwise through int() and ==, with their errors.
+bool native_section_id_equals(DocState &doc, NodeId node, PyObject *wanted) {
+    if (PyLong_CheckExact(wanted)) {
+        int overflow = 0;
+        const long long w = PyLong_AsLongLongAndOverflow(wanted, &overflow);
+        if (w == -1 && PyErr_Occurred()) throw_python();
+        const Dom &d = doc.dom();
+        const NodeId id_el = d.child(node, marlox::results::kSectionId);
+        const Slice t = id_el == kNoNode ? Slice{} : d.text(id_el);
+        if (overflow == 0 && !t.absent()) {
+            std::string_view text = d.str(t);
+            auto space = [](char c) {
+                return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+            };
+            while (!text.empty() && space(text.front())) text.remove_prefix(1);
+            while (!text.empty() && space(text.back())) text.remove_suffix(1);
+            const bool negative = !text.empty() && text.front() == '-';
+            if (!text.empty() && (text.front() == '+' || text.front() == '-'))
+                text.remove_prefix(1);
+            const bool digits =
+                !text.empty() && text.size() < 19 &&
+                std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+            if (digits) {
+                long long value = 0;
+                for (char c : text) value = value * 10 + (c - '0');
+                return (negative ? -value : value) == w;
+            }
+        }
+    }
+    nb::object id = native_section_id(doc, node);
+    return equals(id.ptr(), wanted);
+}
+
 // int(section.find("SectionId").text) on any element.
 nb::object et_section_id(const nb::object &section) {
     EtNode id_el = et_call(EtNode{section}, "find", name_key(marlox::results::kSectionId));
@@ -517,11 +557,6 @@ nb::object et_section_id(const nb::object &section) {
     nb::object error = steal_or_throw(PyObject_CallOneArg(cls.ptr(), message.ptr()));
     PyErr_SetObject(cls.ptr(), error.ptr());
     throw_python();
-}
-
-bool equals(PyObject *a, PyObject *b) {
-    nb::object r = steal_or_throw(PyObject_RichCompare(a, b, Py_EQ));
-    return is_truthy(r.ptr());
 }
 
 // ElementTree's _element_to_dict, without the C stack: {tag: [children...] or text}. The
@@ -793,8 +828,15 @@ struct WholeParser {
         std::pair<NodeId, nb::object> result{kNoNode, nb::object()};
         bool found = false;
         for_each_section([&](NodeId node, const nb::object &element) {
-            nb::object id = section_id_of(node, element);
-            if (!equals(id.ptr(), section_id)) return false;
+            bool same;
+            if (element.is_valid()) {
+                nb::object id = et_section_id(element);
+                same = equals(id.ptr(), section_id);
+            } else {
+                ReadGuard guard(*doc);
+                same = native_section_id_equals(*doc, node, section_id);
+            }
+            if (!same) return false;
             result = {node, element};
             found = true;
             return true;
