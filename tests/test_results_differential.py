@@ -514,3 +514,21 @@ def test_reference_reads_documented_cases():
     with pytest.raises(ParsingError, match="^section with id '3' is not available in the"):
         parser.section_result("3")
     assert parser.section_result(12.0).id_ == 12
+
+
+@needs_stream
+def test_closing_the_scan_early_keeps_the_current_section_and_ends_the_scan():
+    def steps(parser_class):
+        parser = parser_class(io.BytesIO(sample_document(sections=3, extremes=1)))
+        results = parser.section_results()
+        first = next(results)
+        results.close()
+        log = [canon(first.extremes()), list(results)]
+        again = parser.section_results()
+        a, b = next(again), next(again)
+        log += [a.extremes(), canon(b.extremes())]
+        return log
+
+    native = steps(RcsOutputFileParser)
+    assert native == steps(OracleStreamParser)
+    assert native[1:3] == [[], []]
