@@ -784,3 +784,71 @@ def documents(draw, max_sections=4, allow_broken=True):
     if how == "cut":
         data = data[: draw(st.integers(0, len(data) - 1))]
     return data
+
+
+# -- random trees over the readers' own vocabulary, for the path semantics --
+
+_PATH_TAGS = (
+    "ResultType",
+    "CheckResults",
+    "ConcreteCheckResultBase",
+    "Check",
+    "TypeCheck",
+    "Stress",
+    "CheckValue",
+    "Result",
+    "Ved",
+    "Vrd",
+    "Trd",
+    "Ned",
+    "N",
+    "My",
+    "W",
+    "Fu",
+    "Fu1",
+    "InternalForceMax",
+    "InternalForceMin",
+    "DecissionMethod",
+    "CheckValueLongReinf",
+    "X",
+)
+_PATH_TEXTS = FAMILIES + (
+    "CrackWidthShort",
+    "CrackWidthLong",
+    "StressLimitationShort",
+    "StressLimitationLong",
+    "Check_7_2_2_Concrete_fck",
+    "Shear",
+    "Fatigue",
+    "1.5",
+    "-0",
+    "nan",
+    "Crack",
+    "WidthShort",
+)
+
+
+def _path_node(children_strategy):
+    return st.builds(
+        lambda tag, text, children, tails: Node(
+            tag,
+            text,
+            [
+                Node(c.tag, c.text, c.children, c.attrs, tail) if tail else c
+                for c, tail in zip(children, tails, strict=False)
+            ],
+        ),
+        st.sampled_from(_PATH_TAGS),
+        st.none() | st.sampled_from(_PATH_TEXTS),
+        st.lists(children_strategy, max_size=4),
+        st.lists(st.none() | st.sampled_from(_PATH_TEXTS), max_size=4),
+    )
+
+
+path_trees = st.recursive(
+    st.builds(Node, st.sampled_from(_PATH_TAGS), st.none() | st.sampled_from(_PATH_TEXTS)),
+    _path_node,
+    max_leaves=40,
+)
+"""Small trees whose tags and texts are the ones the readers' paths name, nested at random,
+with mixed content: the readers' path expressions must select what ElementTree selects."""

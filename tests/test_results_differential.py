@@ -20,6 +20,7 @@ from result_documents import (
     documents,
     family,
     leaf,
+    path_trees,
     render,
     result_root,
     sample_document,
@@ -280,6 +281,27 @@ def test_any_leaf_text_is_converted_or_refused_as_the_reference_does(values, enc
     )
     data = render(result_root([section_node(section_id, [extreme])]), encoding=encoding)
     assert_same(scan(RcsOutputFileParser, data, 0), scan(OracleStreamParser, data, 0))
+
+
+@needs_stream
+@examples(150)
+@given(
+    st.lists(st.lists(path_trees, max_size=3), min_size=1, max_size=3),
+    st.sampled_from(["Capacity", "Shear", "CrackWidth", "StressLimitation", "Fatigue", "X"]),
+    st.lists(path_trees, max_size=4),
+)
+def test_paths_select_what_elementtree_selects(extremes, result_type, items):
+    # Random nesting and mixed content over the tags and texts that the readers' paths name.
+    check = Node("ConcreteCheckResultBase", children=items)
+    extremes[0].append(Node("Wrapper", children=[family(result_type, check)]))
+    section = section_node("1", [Node("E", children=trees) for trees in extremes])
+    data = render(result_root([section]), encoding="utf-8")
+    assert_same(scan(RcsOutputFileParser, data, 0), scan(OracleStreamParser, data, 0))
+    element = ET.fromstring(data)[0]
+    assert_same(
+        read_all(RcsOutputFileParser.SectionResult(1, element)),
+        read_all(OracleStreamParser.SectionResult(1, element)),
+    )
 
 
 # -- fixed documents for the cases that generation reaches only by luck --
