@@ -122,6 +122,17 @@ def test_id_and_iterating_extremes():
         s.id_ = 3
 
 
+def test_iterating_extremes_is_lazy_and_live():
+    it = SectionResult(1, None)._iter_extreme_results()  # nothing happens yet
+    with pytest.raises(AttributeError, match="'NoneType' object has no attribute 'find'"):
+        next(it)
+    element = ET.fromstring(section_xml("<a/>", "<b/>"))
+    it = SectionResult(1, element)._iter_extreme_results()
+    assert next(it).tag == "a"
+    element.find("ExtremeResults").append(ET.Element("c"))
+    assert [e.tag for e in it] == ["b", "c"]
+
+
 def test_capacity_force_sets():
     fu = "<Fu><N>-1.5e5</N><My>2.1E5</My></Fu>"
     item = fu + "<Fu1/><Fu2/>" + leaves(CheckValue=" 0.25 ", Result="Passed")

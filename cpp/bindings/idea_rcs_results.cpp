@@ -634,6 +634,34 @@ nb::object et_element_to_dict(const nb::object &e, int frames) {
 
 }  // namespace
 
+// The extremes of a section as a generator gives them: nothing happens before the first item,
+// then the children of "ExtremeResults" are iterated as the element holds them.
+struct ExtremeIterator {
+    nb::object section;
+    nb::object children;  // iterator over "ExtremeResults", once started
+    bool done = false;
+
+    nb::object next() {
+        if (done) return nb::object();
+        if (!children.is_valid()) {
+            done = true;  // an error on the way ends it, as it ends a generator
+            nb::object element = steal_or_throw(PyObject_GetAttrString(section.ptr(), "_element"));
+            EtNode er =
+                et_call(EtNode{element}, "find", name_key(marlox::results::kExtremeResults));
+            if (er.null()) return nb::object();
+            children = steal_or_throw(PyObject_GetIter(er.o.ptr()));
+            done = false;
+        }
+        PyObject *item = PyIter_Next(children.ptr());
+        if (item == nullptr) {
+            done = true;
+            if (PyErr_Occurred()) throw_python();
+            return nb::object();
+        }
+        return nb::steal(item);
+    }
+};
+
 // ---------------------------------------------------------------------------------------------
 // RcsOutputFileParser
 
@@ -957,12 +985,10 @@ void bind_results(nb::module_ &m) {
             nb::arg("value").none())
         .def(
             "_iter_extreme_results",
-            [](SectionResult &s) {
-                nb::object element = section_element(s);
-                std::vector<EtNode> extremes = et_extremes(element);
-                nb::object list = new_list();
-                for (const EtNode &n : extremes) list_append(list.ptr(), n.o.ptr());
-                return steal_or_throw(PyObject_GetIter(list.ptr()));
+            [](nb::handle self) {
+                ExtremeIterator it;
+                it.section = nb::borrow(self);
+                return it;
             },
             "The result elements of the section's extremes, in document order.")
         .def("capacity", MARLOX_READER(read_capacity),
@@ -993,6 +1019,15 @@ void bind_results(nb::module_ &m) {
         .def("extremes", MARLOX_ALL_FAMILIES(read_extremes),
              nb::sig("def extremes(self) -> list[dict[str, typing.Any]]"),
              "Get all results combined per extreme for the current section.");
+
+    nb::class_<ExtremeIterator>(m, "_ExtremeResultIterator",
+                                "Iterator over the extremes of a check section.")
+        .def("__iter__", [](nb::handle self) { return nb::borrow(self); })
+        .def("__next__", [](ExtremeIterator &it) {
+            nb::object item = it.next();
+            if (!item.is_valid()) throw nb::stop_iteration();
+            return item;
+        });
 
     nb::class_<SectionIterator>(m, "_SectionResultIterator",
                                 "Iterator over the check sections of a result file.")
