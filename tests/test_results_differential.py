@@ -6,9 +6,11 @@ after a scan or a lookup, sections kept past the next step, and everything ``Out
 answers. Floats are compared by ``repr`` so that -0.0, NaN and infinities count.
 """
 
+import importlib.util
 import io
 import math
 import xml.etree.ElementTree as ET
+from pathlib import Path
 
 import pytest
 from hypothesis import HealthCheck, given, settings
@@ -554,3 +556,22 @@ def test_closing_the_scan_early_keeps_the_current_section_and_ends_the_scan():
     native = steps(RcsOutputFileParser)
     assert native == steps(OracleStreamParser)
     assert native[1:3] == [[], []]
+
+
+@needs_stream
+def test_benchmark_files_read_alike(tmp_path):
+    # The benchmark's generated files must be results both readers accept, or its figures
+    # would measure error paths.
+    spec = importlib.util.spec_from_file_location(
+        "generate_results", Path(__file__).parent.parent / "bench" / "generate_results.py"
+    )
+    generator = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(generator)
+    path = tmp_path / "bench.xml"
+    generator.generate(path, 0.5, extremes=2, seed=3)
+    data = path.read_bytes()
+    native = scan(RcsOutputFileParser, data, 0)
+    assert native == scan(OracleStreamParser, data, 0)
+    sections = [entry for entry in native if entry[0] == "section"]
+    assert len(sections) > 3 and native[-len(sections) - 1] == ("end", 0)
+    assert all(outcome[0] == "ok" for _, _, reads in sections for _, outcome in reads)
