@@ -6,9 +6,11 @@ after a scan or a lookup, sections kept past the next step, and everything ``Out
 answers. Floats are compared by ``repr`` so that -0.0, NaN and infinities count.
 """
 
+import gc
 import importlib.util
 import io
 import math
+import weakref
 import xml.etree.ElementTree as ET
 from pathlib import Path
 
@@ -575,3 +577,17 @@ def test_benchmark_files_read_alike(tmp_path):
     sections = [entry for entry in native if entry[0] == "section"]
     assert len(sections) > 3 and native[-len(sections) - 1] == ("end", 0)
     assert all(outcome[0] == "ok" for _, _, reads in sections for _, outcome in reads)
+
+
+@needs_whole
+def test_whole_document_parser_lets_go_of_the_stream():
+    for parser_class in (OutputFileParser, OracleWholeParser):
+        stream = io.BytesIO(sample_document(sections=1, extremes=1))
+        stream.seek(11)
+        alive = weakref.ref(stream)
+        parser = parser_class(stream)
+        assert (stream.tell(), stream.closed) == (11, False)
+        del stream
+        gc.collect()
+        assert alive() is None
+        assert parser.section_ids == [1]
