@@ -64,7 +64,7 @@ ACCESSORS = (
     "stress_limitation_results",
     "fatigue_results",
 )
-SAMPLE = "/work/shared/samples/rcs-result-synthetic.xml"
+SAMPLE = Path(__file__).parent / "data" / "rcs-result-synthetic.xml"
 
 
 def examples(count):
