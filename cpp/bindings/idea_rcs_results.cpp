@@ -451,7 +451,7 @@ nb::object read_section(SectionResult &s, R &&reader, bool all_families = false)
                 located.resize(extremes.size() * kFamilyCount);
                 for (std::size_t i = 0; i < extremes.size(); ++i) {
                     NodeId *out = located.data() + i * kFamilyCount;
-                    locate_families(doc.dom(), extremes[i].id, out);
+                    marlox::results::locate_families(doc.dom(), extremes[i].id, out);
                     extremes[i].located = out;
                 }
             }

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "core/result_dom.hpp"
+#include "core/result_paths.hpp"
 #include "core/result_scan.hpp"
 
 namespace marlox::py::results {
@@ -134,67 +135,12 @@ class ReadGuard {
 nb::object materialize(DocState &doc, NodeId id);
 
 // ---------------------------------------------------------------------------------------------
-// The paths that the readers evaluate
+// Native nodes: the paths are evaluated by the core (core/result_paths.hpp)
 
-enum class Family {
-    Capacity,
-    Shear,
-    Torsion,
-    Interaction,
-    CrackWidth,
-    Detailing,
-    StressLimitation,
-    Fatigue
-};
-
-struct FamilyPath {
-    const char *result_type;  // the ResultType text
-    bool base;  // ".../CheckResults/ConcreteCheckResultBase" (else ".../CheckResults")
-};
-
-inline FamilyPath family_path(Family f) {
-    switch (f) {
-        case Family::Capacity:
-            return {"Capacity", true};
-        case Family::Shear:
-            return {"Shear", true};
-        case Family::Torsion:
-            return {"Torsion", true};
-        case Family::Interaction:
-            return {"Interaction", true};
-        case Family::CrackWidth:
-            return {"CrackWidth", false};
-        case Family::Detailing:
-            return {"Detailing", true};
-        case Family::StressLimitation:
-            return {"StressLimitation", false};
-        case Family::Fatigue:
-            return {"Fatigue", false};
-    }
-    return {"", false};
-}
-
-inline std::string family_path_text(Family f) {
-    const FamilyPath p = family_path(f);
-    std::string s = ".//*[ResultType=\"";
-    s += p.result_type;
-    s += "\"]/CheckResults";
-    if (p.base) s += "/ConcreteCheckResultBase";
-    return s;
-}
-
-// "ConcreteCheckResultBase[<pred>="<value>"]"
-inline std::string item_path_text(Name pred, std::string_view value) {
-    std::string s = "ConcreteCheckResultBase[";
-    s += marlox::results::name_text(pred);
-    s += "=\"";
-    s += value;
-    s += "\"]";
-    return s;
-}
-
-// ---------------------------------------------------------------------------------------------
-// Native nodes
+using marlox::results::Family;
+using marlox::results::family_path_text;
+using marlox::results::item_path_text;
+using marlox::results::kFamilyCount;
 
 struct NativeNode {
     DocState *doc = nullptr;
@@ -203,128 +149,39 @@ struct NativeNode {
     const NodeId *located = nullptr;
     bool null() const { return id == kNoNode; }
     const Dom &dom() const { return doc->dom(); }
+    NativeNode at(NodeId other) const { return {doc, other, nullptr}; }
 };
 
-inline constexpr int kFamilyCount = 8;
-
-// The chain below a candidate whose ResultType matched: "CheckResults" and, for most families,
-// its first "ConcreteCheckResultBase".
-inline NodeId family_chain(const Dom &d, NodeId e, bool base) {
-    for (NodeId cr = d.node(e).first_child; cr != kNoNode; cr = d.node(cr).next_sibling) {
-        if (d.tag(cr) != marlox::results::kCheckResults) continue;
-        if (!base) return cr;
-        for (NodeId b = d.node(cr).first_child; b != kNoNode; b = d.node(b).next_sibling) {
-            if (d.tag(b) == marlox::results::kConcreteCheckResultBase) return b;
-        }
-    }
-    return kNoNode;
-}
-
 inline NativeNode find_child(const NativeNode &n, Name tag) {
-    return {n.doc, n.dom().child(n.id, tag), nullptr};
-}
-
-// What find_family gives for each of the eight families, in one pre-order walk.
-inline void locate_families(const Dom &d, NodeId top, NodeId out[kFamilyCount]) {
-    FamilyPath paths[kFamilyCount];
-    for (int f = 0; f < kFamilyCount; ++f) {
-        out[f] = kNoNode;
-        paths[f] = family_path((Family)f);
-    }
-    int missing = kFamilyCount;
-    for (NodeId e = d.next_in_subtree(top, top); e != kNoNode && missing > 0;
-         e = d.next_in_subtree(top, e)) {
-        bool matched[kFamilyCount] = {};
-        bool any = false;
-        for (NodeId c = d.node(e).first_child; c != kNoNode; c = d.node(c).next_sibling) {
-            if (d.tag(c) != marlox::results::kResultType) continue;
-            for (int f = 0; f < kFamilyCount; ++f) {
-                if (out[f] == kNoNode && !matched[f] &&
-                    d.itertext_equals(c, paths[f].result_type)) {
-                    matched[f] = any = true;
-                }
-            }
-        }
-        if (!any) continue;
-        for (int f = 0; f < kFamilyCount; ++f) {
-            if (!matched[f]) continue;
-            const NodeId found = family_chain(d, e, paths[f].base);
-            if (found != kNoNode) {
-                out[f] = found;
-                --missing;
-            }
-        }
-    }
+    return n.at(n.dom().child(n.id, tag));
 }
 
 inline NativeNode find_family(const NativeNode &extreme, Family f) {
-    if (extreme.located != nullptr) return {extreme.doc, extreme.located[(int)f], nullptr};
-    const Dom &d = extreme.dom();
-    const FamilyPath p = family_path(f);
-    const std::string_view value(p.result_type);
-    const NodeId top = extreme.id;
-    for (NodeId e = d.next_in_subtree(top, top); e != kNoNode; e = d.next_in_subtree(top, e)) {
-        bool hit = false;
-        for (NodeId c = d.node(e).first_child; c != kNoNode; c = d.node(c).next_sibling) {
-            if (d.tag(c) == marlox::results::kResultType && d.itertext_equals(c, value)) {
-                hit = true;
-                break;
-            }
-        }
-        if (!hit) continue;
-        const NodeId found = family_chain(d, e, p.base);
-        if (found != kNoNode) return {extreme.doc, found, nullptr};
-    }
-    return {extreme.doc, kNoNode, nullptr};
-}
-
-inline bool item_matches(const Dom &d, NodeId e, Name pred, std::string_view value) {
-    if (d.tag(e) != marlox::results::kConcreteCheckResultBase) return false;
-    for (NodeId p = d.node(e).first_child; p != kNoNode; p = d.node(p).next_sibling) {
-        if (d.tag(p) == pred && d.itertext_equals(p, value)) return true;
-    }
-    return false;
+    if (extreme.located != nullptr) return extreme.at(extreme.located[(int)f]);
+    return extreme.at(marlox::results::find_family(extreme.dom(), extreme.id, f));
 }
 
 inline NativeNode find_item(const NativeNode &n, Name pred, std::string_view value) {
-    const Dom &d = n.dom();
-    for (NodeId e = d.node(n.id).first_child; e != kNoNode; e = d.node(e).next_sibling) {
-        if (item_matches(d, e, pred, value)) return {n.doc, e, nullptr};
-    }
-    return {n.doc, kNoNode, nullptr};
+    return n.at(marlox::results::find_item(n.dom(), n.id, pred, value));
 }
 
 template <class F>
 void findall_items(const NativeNode &n, Name pred, std::string_view value, F &&f) {
-    const Dom &d = n.dom();
-    for (NodeId e = d.node(n.id).first_child; e != kNoNode; e = d.node(e).next_sibling) {
-        if (item_matches(d, e, pred, value)) f(NativeNode{n.doc, e, nullptr});
-    }
+    marlox::results::for_each_item(n.dom(), n.id, pred, value, [&](NodeId e) { f(n.at(e)); });
 }
 
-// "ConcreteCheckResultBase[<pred>="<value>"]/<leaf>"
 inline NativeNode find_item_child(const NativeNode &n, Name pred, std::string_view value,
                                   Name leaf) {
-    const Dom &d = n.dom();
-    for (NodeId e = d.node(n.id).first_child; e != kNoNode; e = d.node(e).next_sibling) {
-        if (!item_matches(d, e, pred, value)) continue;
-        const NodeId c = d.child(e, leaf);
-        if (c != kNoNode) return {n.doc, c, nullptr};
-    }
-    return {n.doc, kNoNode, nullptr};
+    return n.at(marlox::results::find_item_child(n.dom(), n.id, pred, value, leaf));
 }
 
 // findtext(".//<tag>"): None when absent, "" for an element without text.
 inline nb::object findtext_descendant(const NativeNode &n, Name tag) {
-    const Dom &d = n.dom();
-    for (NodeId e = d.next_in_subtree(n.id, n.id); e != kNoNode; e = d.next_in_subtree(n.id, e)) {
-        if (d.tag(e) == tag) {
-            const Slice t = d.text(e);
-            if (t.absent()) return nb::borrow(interned(""));
-            return str_from(d.str(t));
-        }
-    }
-    return nb::none();
+    const NodeId e = marlox::results::find_descendant(n.dom(), n.id, tag);
+    if (e == kNoNode) return nb::none();
+    const Slice t = n.dom().text(e);
+    if (t.absent()) return nb::borrow(interned(""));
+    return str_from(n.dom().str(t));
 }
 
 inline bool has_children(const NativeNode &n) { return n.dom().has_children(n.id); }
@@ -357,17 +214,7 @@ inline bool text_equals(const NativeNode &n, const char *value) {
 
 // a.findtext(path) == b.findtext(path) for ".//<tag>", on two present elements.
 inline bool findtext_equal(const NativeNode &a, const NativeNode &b, Name tag) {
-    auto first = [tag](const NativeNode &n) {
-        const Dom &d = n.dom();
-        for (NodeId e = d.next_in_subtree(n.id, n.id); e != kNoNode;
-             e = d.next_in_subtree(n.id, e)) {
-            if (d.tag(e) == tag) return e;
-        }
-        return kNoNode;
-    };
-    const NodeId x = first(a), y = first(b);
-    if (x == kNoNode || y == kNoNode) return x == y;  // None == None; None != str
-    return a.dom().str(a.dom().text(x)) == b.dom().str(b.dom().text(y));
+    return marlox::results::same_descendant_text(a.dom(), a.id, b.dom(), b.id, tag);
 }
 
 // float(stress.text or "nan"), for a present element.
@@ -382,10 +229,7 @@ inline nb::object stress_or_nan(const NativeNode &n) {
 inline nb::object stress_or_none(const NativeNode &n) {
     const Slice t = n.dom().text(n.id);
     const std::string_view text = t.absent() ? std::string_view() : n.dom().str(t);
-    if (text.size() == 3 && (text[0] | 0x20) == 'n' && (text[1] | 0x20) == 'a' &&
-        (text[2] | 0x20) == 'n') {
-        return nb::none();
-    }
+    if (marlox::results::lowers_to_nan(text)) return nb::none();
     return float_from_text(text);
 }
 
