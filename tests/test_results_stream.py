@@ -1,9 +1,11 @@
 """RcsOutputFileParser: scanning, lookup by id, stream positions and sections kept too long."""
 
 import io
+import random
 import xml.etree.ElementTree as ET
 
 import pytest
+from results_oracle import OracleStreamParser
 
 from marlox.errors import ParsingError
 from marlox.external.idea_rcs import RcsOutputFileParser
@@ -330,3 +332,32 @@ def test_many_sections_in_one_scan_keep_memory_bounded():
         assert s.shear()[0]["Vrds"] == 6.0
         count += 1
     assert count == 3000
+
+
+def test_large_sections_after_many_small_ones_read_as_elementtree_does():
+    # Sections that span many reads after much that is finished: the tree drops what lies
+    # before the open section while that section is still being parsed.
+    rng = random.Random(5)
+
+    def padded(section_id, leaves):
+        pad = "".join(f'<L a="{j}" b="x{j % 7}">  {j}\n</L>\n   ' for j in range(leaves))
+        return section(section_id, SHEAR, SHEAR, extra=f'<Pad k="{section_id}">{pad}</Pad>')
+
+    parts = ['<r xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance">']
+    for i in range(120):
+        parts.append(padded(i, 20000 if i % 40 == 39 else rng.randint(0, 40)) + "\n  ")
+        if i % 50 == 7:
+            parts.append(
+                f"<Outer>{section(1000 + i, extra=f'<In>{padded(2000 + i, 50)}</In>')}</Outer>"
+            )
+    data = ("".join(parts) + "</r>").encode("utf-16")
+    native = RcsOutputFileParser(io.BytesIO(data)).section_results()
+    reference = OracleStreamParser(io.BytesIO(data)).section_results()
+    count = 0
+    for a, b in zip(native, reference, strict=True):
+        assert a.id_ == b.id_
+        assert a.shear() == b.shear()
+        assert ET.tostring(a._element) == ET.tostring(b._element)
+        assert a._element.tail == b._element.tail
+        count += 1
+    assert count == 120 + 3 * 2  # three outer sections, each with one inside
