@@ -40,9 +40,13 @@ void Dom::grow_slots() {
 }
 
 std::uint32_t Dom::intern(std::string_view universal_name) {
+    return intern(universal_name, hash(universal_name));
+}
+
+std::uint32_t Dom::intern(std::string_view universal_name, std::uint64_t h) {
     if ((names_.size() + 1) * 2 > slots_.size()) grow_slots();
     const std::size_t mask = slots_.size() - 1;
-    std::size_t i = hash(universal_name) & mask;
+    std::size_t i = h & mask;
     for (;; i = (i + 1) & mask) {
         const std::uint32_t slot = slots_[i];
         if (slot == 0) break;
@@ -149,11 +153,11 @@ std::uint64_t DomBuilder::text_ref(Slice fresh) {
     // Indentation repeats all through a pretty-printed file: keep one copy of each length.
     const std::size_t len = fresh.len;
     if (len > 0 && len < kIndentCache) {
+        static const std::string spaces(kIndentCache, ' ');
         const char *p = dom_.arena_.data() + fresh.off;
         const int kind = p[0] == '\n' ? 0 : 1;
-        bool indent = true;
-        for (std::size_t i = (std::size_t)(1 - kind); i < len && indent; ++i) indent = p[i] == ' ';
-        if (indent) {
+        const std::size_t skip = (std::size_t)(1 - kind);
+        if (std::memcmp(p + skip, spaces.data(), len - skip) == 0) {
             if (indent_valid_[kind][len]) {
                 dom_.arena_.resize(fresh.off);  // the new copy is the arena's last piece
                 return indent_[kind][len];
@@ -203,15 +207,23 @@ void DomBuilder::start(const char *name, const char **atts) {
         // Stored indentation before this point goes with the earlier region.
         if (!keep_all_) std::memset(indent_valid_, 0, sizeof indent_valid_);
     }
-    // The tag is interned first: its text lives outside the arena.
-    const std::size_t name_len = std::strlen(name);
+    // The tag is interned first: its text lives outside the arena. One pass finds the length,
+    // a namespace separator and the hash (FNV-1a, as Dom::hash).
+    std::uint64_t h = 1469598103934665603ull;
+    bool namespaced = false;
+    const char *end = name;
+    for (; *end != '\0'; ++end) {
+        namespaced |= *end == '}';
+        h = (h ^ (unsigned char)*end) * 1099511628211ull;
+    }
+    const std::size_t name_len = (std::size_t)(end - name);
     std::uint32_t tag;
-    if (std::memchr(name, '}', name_len) != nullptr) {
+    if (namespaced) {
         std::string universal = "{";
         universal.append(name, name_len);
         tag = dom_.intern(universal);
     } else {
-        tag = dom_.intern(std::string_view(name, name_len));
+        tag = dom_.intern(std::string_view(name, name_len), h);
     }
     if (tag > Node::kTagMask) throw std::bad_alloc();
     if (dom_.nodes_.size() >= (std::size_t)INT32_MAX) throw std::bad_alloc();

@@ -123,6 +123,7 @@ class Dom {
     std::uint64_t ref(Slice s);  // may throw std::bad_alloc
     const AttrRange *attr_range(NodeId id) const noexcept;
     std::uint32_t intern(std::string_view universal_name);
+    std::uint32_t intern(std::string_view universal_name, std::uint64_t hash);
     static std::uint64_t hash(std::string_view s) noexcept;
     void grow_slots();
 
