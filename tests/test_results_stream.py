@@ -361,3 +361,18 @@ def test_large_sections_after_many_small_ones_read_as_elementtree_does():
         assert a._element.tail == b._element.tail
         count += 1
     assert count == 120 + 3 * 2  # three outer sections, each with one inside
+
+
+def test_section_results_speak_the_generator_protocol():
+    parser = RcsOutputFileParser(document(section(0), section(1), section(2)))
+    it = parser.section_results()
+    with pytest.raises(TypeError, match="just-started generator"):
+        it.send(1)
+    assert it.send(None).id_ == 0
+    assert it.send("ignored").id_ == 1
+    with pytest.raises(KeyError):
+        it.throw(KeyError("stop"))
+    assert list(it) == []  # the thrown exception ended the scan
+    it = parser.section_results()
+    with pytest.raises(ValueError, match="given"):
+        it.throw(ValueError, "given")

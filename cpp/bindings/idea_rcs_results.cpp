@@ -1038,6 +1038,42 @@ void bind_results(nb::module_ &m) {
                  if (!section.is_valid()) throw nb::stop_iteration();
                  return section;
              })
+        .def(
+            "send",
+            [](SectionIterator &it, nb::handle value) {
+                if (it.state == SectionIterator::State::NotStarted && !value.is_none()) {
+                    PyErr_SetString(PyExc_TypeError,
+                                    "can't send non-None value to a just-started generator");
+                    throw_python();
+                }
+                nb::object section = it.next();  // the value itself is not used
+                if (!section.is_valid()) throw nb::stop_iteration();
+                return section;
+            },
+            "value"_a.none())
+        .def(
+            "throw",
+            [](SectionIterator &it, nb::handle type, nb::handle value, nb::handle traceback) {
+                // Raised where the scan waits, and not caught there: the scan ends with it.
+                if (it.busy) {
+                    PyErr_SetString(PyExc_ValueError, "generator already executing");
+                    throw_python();
+                }
+                if (it.state != SectionIterator::State::Finished) it.finish();
+                nb::object error;
+                if (PyExceptionInstance_Check(type.ptr())) {
+                    error = nb::borrow(type);
+                } else {
+                    error = steal_or_throw(PyObject_CallNoArgs(type.ptr()));
+                    if (!value.is_none()) {
+                        error = steal_or_throw(PyObject_CallOneArg(type.ptr(), value.ptr()));
+                    }
+                }
+                if (!traceback.is_none()) PyException_SetTraceback(error.ptr(), traceback.ptr());
+                PyErr_SetObject((PyObject *)Py_TYPE(error.ptr()), error.ptr());
+                throw_python();
+            },
+            "typ"_a, "val"_a.none() = nb::none(), "tb"_a.none() = nb::none())
         .def("close", [](SectionIterator &it) {
             if (it.busy) {
                 PyErr_SetString(PyExc_ValueError, "generator already executing");
