@@ -462,10 +462,67 @@ nb::object read_section(SectionResult &s, R &&reader, bool all_families = false)
     return reader(et_extremes(element));
 }
 
+// Whether the type of `self` (a subclass) replaces the method `name` of `base`.
+bool overrides(nb::handle self, nb::handle base, const char *name) {
+    if ((PyObject *)Py_TYPE(self.ptr()) == base.ptr()) return false;
+    nb::object mine = steal_or_throw(PyObject_GetAttrString((PyObject *)Py_TYPE(self.ptr()), name));
+    nb::object original = steal_or_throw(PyObject_GetAttrString(base.ptr(), name));
+    return !mine.is(original);
+}
+
+// A reader on a section: over the subclass's own _iter_extreme_results() if it has one, as
+// the plain readers take their extremes from it.
+template <class R>
+nb::object read_section_of(nb::handle self, R &&reader, bool all_families = false) {
+    if (overrides(self, g_section_result_type, "_iter_extreme_results")) {
+        nb::object extremes =
+            steal_or_throw(PyObject_CallMethod(self.ptr(), "_iter_extreme_results", nullptr));
+        std::vector<EtNode> nodes;
+        for_each_child(EtNode{extremes}, [&](const EtNode &n) { nodes.push_back(n); });
+        return reader(nodes);
+    }
+    return read_section(nb::cast<SectionResult &>(self), reader, all_families);
+}
+
+const char *const kReaderNames[8] = {"capacity",    "shear",     "torsion",           "interaction",
+                                     "crack_width", "detailing", "stress_limitation", "fatigue"};
+
+// extremes() of a subclass that replaces readers: its own readers, zipped.
+nb::object extremes_of(nb::handle self) {
+    bool replaced = overrides(self, g_section_result_type, "_iter_extreme_results");
+    for (const char *name : kReaderNames) {
+        replaced = replaced || overrides(self, g_section_result_type, name);
+    }
+    if (!replaced) {
+        return read_section_of(self, [](const auto &ex) { return read_extremes(ex); }, true);
+    }
+    nb::object lists[8];
+    for (int k = 0; k < 8; ++k) {
+        lists[k] = steal_or_throw(PyObject_CallMethod(self.ptr(), kReaderNames[k], nullptr));
+    }
+    nb::object iterators[8];
+    for (int k = 0; k < 8; ++k) iterators[k] = steal_or_throw(PyObject_GetIter(lists[k].ptr()));
+    nb::object results = new_list();
+    for (;;) {
+        nb::object values[8];
+        for (int k = 0; k < 8; ++k) {
+            PyObject *item = PyIter_Next(iterators[k].ptr());
+            if (item == nullptr) {
+                if (PyErr_Occurred()) throw_python();
+                return results;
+            }
+            values[k] = nb::steal(item);
+        }
+        nb::object combined = new_dict();
+        for (int k = 0; k < 8; ++k) {
+            dict_set(combined.ptr(), interned(kReaderNames[k]), values[k].ptr());
+        }
+        list_append(results.ptr(), combined.ptr());
+    }
+}
+
 #define MARLOX_READER(fn) \
-    [](SectionResult &s) { return read_section(s, [](const auto &ex) { return fn(ex); }); }
-#define MARLOX_ALL_FAMILIES(fn) \
-    [](SectionResult &s) { return read_section(s, [](const auto &ex) { return fn(ex); }, true); }
+    [](nb::handle self) { return read_section_of(self, [](const auto &ex) { return fn(ex); }); }
 
 nb::object make_section(nb::handle cls, nb::object id, const SectionHandle &handle) {
     if (cls.is(g_section_result_type)) {
@@ -826,9 +883,10 @@ struct WholeParser {
     // The sections of the root, as (node, element-or-empty) in document order, until `f`
     // returns true.
     template <class F>
-    void for_each_section(F &&f) {
-        if (root.is_valid()) {
-            nb::object it = steal_or_throw(PyObject_GetIter(root.ptr()));
+    void for_each_section(F &&f, const nb::object &root_override = nb::object()) {
+        if (root_override.is_valid() || root.is_valid()) {
+            const nb::object &r = root_override.is_valid() ? root_override : root;
+            nb::object it = steal_or_throw(PyObject_GetIter(r.ptr()));
             while (PyObject *item = PyIter_Next(it.ptr())) {
                 nb::object child = nb::steal(item);
                 nb::object tag = tag_of(EtNode{child});
@@ -852,23 +910,26 @@ struct WholeParser {
     }
 
     // The section whose id equals `section_id`: its node (native) or its element.
-    std::pair<NodeId, nb::object> find_section(PyObject *section_id) {
+    std::pair<NodeId, nb::object> find_section(PyObject *section_id,
+                                               const nb::object &root_override = nb::object()) {
         std::pair<NodeId, nb::object> result{kNoNode, nb::object()};
         bool found = false;
-        for_each_section([&](NodeId node, const nb::object &element) {
-            bool same;
-            if (element.is_valid()) {
-                nb::object id = et_section_id(element);
-                same = equals(id.ptr(), section_id);
-            } else {
-                ReadGuard guard(*doc);
-                same = native_section_id_equals(*doc, node, section_id);
-            }
-            if (!same) return false;
-            result = {node, element};
-            found = true;
-            return true;
-        });
+        for_each_section(
+            [&](NodeId node, const nb::object &element) {
+                bool same;
+                if (element.is_valid()) {
+                    nb::object id = et_section_id(element);
+                    same = equals(id.ptr(), section_id);
+                } else {
+                    ReadGuard guard(*doc);
+                    same = native_section_id_equals(*doc, node, section_id);
+                }
+                if (!same) return false;
+                result = {node, element};
+                found = true;
+                return true;
+            },
+            root_override);
         if (!found) raise_not_available(section_id);
         return result;
     }
@@ -888,9 +949,37 @@ struct WholeParser {
     }
 };
 
-#define MARLOX_ACCESSOR(fn)                                                                \
-    [](WholeParser &p, nb::handle section_id) {                                            \
-        return p.section_results(section_id.ptr(), [](const auto &ex) { return fn(ex); }); \
+nb::handle g_whole_parser_type;
+
+// self._root when a subclass replaces it, else an empty object.
+nb::object overriding_root(nb::handle self) {
+    if (!overrides(self, g_whole_parser_type, "_root")) return nb::object();
+    return steal_or_throw(PyObject_GetAttrString(self.ptr(), "_root"));
+}
+
+// An accessor: natively, unless a subclass replaces _section_element or _root; then as the
+// plain class does it, through those and RcsOutputFileParser.SectionResult.
+template <class R>
+nb::object accessor(nb::handle self, nb::handle section_id, const char *reader_name, R &&reader) {
+    if (overrides(self, g_whole_parser_type, "_section_element") ||
+        overrides(self, g_whole_parser_type, "_root")) {
+        nb::object element = steal_or_throw(
+            PyObject_CallMethod(self.ptr(), "_section_element", "O", section_id.ptr()));
+        nb::object module =
+            steal_or_throw(PyImport_ImportModule("marlox.external.idea_rcs.idea_rcs"));
+        nb::object parser =
+            steal_or_throw(PyObject_GetAttrString(module.ptr(), "RcsOutputFileParser"));
+        nb::object cls = steal_or_throw(PyObject_GetAttrString(parser.ptr(), "SectionResult"));
+        nb::object section = steal_or_throw(
+            PyObject_CallFunctionObjArgs(cls.ptr(), section_id.ptr(), element.ptr(), nullptr));
+        return steal_or_throw(PyObject_CallMethod(section.ptr(), reader_name, nullptr));
+    }
+    return nb::cast<WholeParser &>(self).section_results(section_id.ptr(), reader);
+}
+
+#define MARLOX_ACCESSOR(fn, name)                                                       \
+    [](nb::handle self, nb::handle section_id) {                                        \
+        return accessor(self, section_id, name, [](const auto &ex) { return fn(ex); }); \
     }
 
 namespace {
@@ -1016,9 +1105,10 @@ void bind_results(nb::module_ &m) {
         .def("fatigue", MARLOX_READER(read_fatigue),
              nb::sig("def fatigue(self) -> list[dict[str, dict[str, typing.Any]] | None]"),
              "Get the fatigue results of all extremes for the current section.")
-        .def("extremes", MARLOX_ALL_FAMILIES(read_extremes),
-             nb::sig("def extremes(self) -> list[dict[str, typing.Any]]"),
-             "Get all results combined per extreme for the current section.");
+        .def(
+            "extremes", [](nb::handle self) { return extremes_of(self); },
+            nb::sig("def extremes(self) -> list[dict[str, typing.Any]]"),
+            "Get all results combined per extreme for the current section.");
 
     nb::class_<ExtremeIterator>(m, "_ExtremeResultIterator",
                                 "Iterator over the extremes of a check section.")
@@ -1122,25 +1212,21 @@ void bind_results(nb::module_ &m) {
         .def(
             "section_result",
             [](nb::handle self, nb::handle id_) {
-                SectionIterator it;
-                it.parser = nb::borrow(self);
-                for (;;) {
-                    nb::object section = it.next();
-                    if (!section.is_valid()) break;
+                // for section in self.section_results(): ... (a subclass may replace it)
+                nb::object sections =
+                    steal_or_throw(PyObject_CallMethod(self.ptr(), "section_results", nullptr));
+                nb::object it = steal_or_throw(PyObject_GetIter(sections.ptr()));
+                while (PyObject *item = PyIter_Next(it.ptr())) {
+                    nb::object section = nb::steal(item);
                     nb::object sid = steal_or_throw(PyObject_GetAttrString(section.ptr(), "id_"));
                     if (equals(sid.ptr(), id_.ptr())) {
                         nb::object r =
                             steal_or_throw(PyObject_CallMethod(self.ptr(), "_reset_file", nullptr));
                         // The scan is abandoned here: the section keeps its element.
-                        if (it.close_source) {
-                            it.close_source = false;
-                            nb::object c = steal_or_throw(
-                                PyObject_CallMethod(it.source.ptr(), "close", nullptr));
-                        }
-                        it.state = SectionIterator::State::Finished;
                         return section;
                     }
                 }
+                if (PyErr_Occurred()) throw_python();
                 raise_not_available(id_.ptr());
             },
             "id_"_a.none(),
@@ -1149,7 +1235,9 @@ void bind_results(nb::module_ &m) {
             "Get the result of the check section with the given id.\n\n"
             ":raises ParsingError: if no section has that id.");
 
-    nb::class_<WholeParser>(m, "OutputFileParser", nb::dynamic_attr(), kWholeDoc)
+    nb::class_<WholeParser> whole(m, "OutputFileParser", nb::dynamic_attr(), kWholeDoc);
+    g_whole_parser_type = whole;
+    whole
         .def(
             "__init__",
             [](WholeParser *self, nb::object xml_file) {
@@ -1185,13 +1273,16 @@ void bind_results(nb::module_ &m) {
             [](WholeParser &p, nb::object v) { p.root = std::move(v); }, nb::arg("value").none())
         .def_prop_ro(
             "section_ids",
-            [](WholeParser &p) {
+            [](nb::handle self) {
+                WholeParser &p = nb::cast<WholeParser &>(self);
                 nb::object ids = new_list();
-                p.for_each_section([&](NodeId node, const nb::object &element) {
-                    nb::object id = p.section_id_of(node, element);
-                    list_append(ids.ptr(), id.ptr());
-                    return false;
-                });
+                p.for_each_section(
+                    [&](NodeId node, const nb::object &element) {
+                        nb::object id = p.section_id_of(node, element);
+                        list_append(ids.ptr(), id.ptr());
+                        return false;
+                    },
+                    overriding_root(self));
                 return ids;
             },
             nb::for_getter(nb::sig("def section_ids(self, /) -> list[int]")),
@@ -1202,7 +1293,14 @@ void bind_results(nb::module_ &m) {
             "The element as nested dicts: {tag: [child dicts] or text}.")
         .def(
             "raw_results",
-            [](WholeParser &p) {
+            [](nb::handle self) {
+                if (overrides(self, g_whole_parser_type, "_root") ||
+                    overrides(self, g_whole_parser_type, "_element_to_dict")) {
+                    nb::object root = steal_or_throw(PyObject_GetAttrString(self.ptr(), "_root"));
+                    return steal_or_throw(
+                        PyObject_CallMethod(self.ptr(), "_element_to_dict", "O", root.ptr()));
+                }
+                WholeParser &p = nb::cast<WholeParser &>(self);
                 if (p.root.is_valid()) return et_element_to_dict(p.root, 1);
                 // Elements already handed out may have been changed: then the tree is read as
                 // ElementTree elements, with those elements in it.
@@ -1220,34 +1318,37 @@ void bind_results(nb::module_ &m) {
             "The whole result file as nested dicts (see _element_to_dict).")
         .def(
             "_section_element",
-            [](WholeParser &p, nb::handle section_id) {
-                auto [node, element] = p.find_section(section_id.ptr());
+            [](nb::handle self, nb::handle section_id) {
+                WholeParser &p = nb::cast<WholeParser &>(self);
+                auto [node, element] = p.find_section(section_id.ptr(), overriding_root(self));
                 if (element.is_valid()) return element;
                 return materialize(*p.doc, node);
             },
             "section_id"_a.none())
-        .def("capacity_results", MARLOX_ACCESSOR(read_capacity), "section_id"_a.none(),
+        .def("capacity_results", MARLOX_ACCESSOR(read_capacity, "capacity"), "section_id"_a.none(),
              nb::sig("def capacity_results(self, section_id: int) -> list[dict[str, typing.Any] | "
                      "None]"),
              "Get the capacity results of all extremes of a check section." NOT_PRESENT)
-        .def("shear_results", MARLOX_ACCESSOR(read_shear), "section_id"_a.none(),
+        .def("shear_results", MARLOX_ACCESSOR(read_shear, "shear"), "section_id"_a.none(),
              nb::sig(
                  "def shear_results(self, section_id: int) -> list[dict[str, typing.Any] | None]"),
              "Get the shear results of all extremes of a check section." NOT_PRESENT)
-        .def("crack_width_results", MARLOX_ACCESSOR(read_crack_width), "section_id"_a.none(),
+        .def("crack_width_results", MARLOX_ACCESSOR(read_crack_width, "crack_width"),
+             "section_id"_a.none(),
              nb::sig("def crack_width_results(self, section_id: int) -> list[dict[str, dict[str, "
                      "typing.Any] | None] | None]"),
              "Get the crack width results of all extremes of a check section." NOT_PRESENT)
-        .def("detailing_results", MARLOX_ACCESSOR(read_detailing), "section_id"_a.none(),
+        .def("detailing_results", MARLOX_ACCESSOR(read_detailing, "detailing"),
+             "section_id"_a.none(),
              nb::sig("def detailing_results(self, section_id: int) -> list[dict[str, float | None] "
                      "| None]"),
              "Get the detailing results of all extremes of a check section." NOT_PRESENT)
-        .def("stress_limitation_results", MARLOX_ACCESSOR(read_stress_limitation),
-             "section_id"_a.none(),
+        .def("stress_limitation_results",
+             MARLOX_ACCESSOR(read_stress_limitation, "stress_limitation"), "section_id"_a.none(),
              nb::sig("def stress_limitation_results(self, section_id: int) -> list[dict[str, float "
                      "| None] | None]"),
              "Get the stress limitation results of all extremes of a check section." NOT_PRESENT)
-        .def("fatigue_results", MARLOX_ACCESSOR(read_fatigue), "section_id"_a.none(),
+        .def("fatigue_results", MARLOX_ACCESSOR(read_fatigue, "fatigue"), "section_id"_a.none(),
              nb::sig("def fatigue_results(self, section_id: int) -> list[dict | None]"),
              "Get the fatigue results of all extremes of a check section." NOT_PRESENT);
 }
