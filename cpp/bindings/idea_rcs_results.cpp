@@ -313,8 +313,6 @@ ReadGuard::~ReadGuard() {
     if (found != t_reading.rend()) t_reading.erase(std::next(found).base());
 }
 
-bool ReadGuard::held_by_this_thread() { return !t_reading.empty(); }
-
 nb::object materialize(DocState &doc, NodeId id) {
     auto found = doc.materialized.find(id);
     if (found != doc.materialized.end()) return found->second;

@@ -125,8 +125,6 @@ class ReadGuard {
     ReadGuard(const ReadGuard &) = delete;
     ReadGuard &operator=(const ReadGuard &) = delete;
 
-    static bool held_by_this_thread();
-
   private:
     DocState &doc_;
 };

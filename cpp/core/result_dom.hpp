@@ -103,11 +103,6 @@ class Dom {
     // kNoNode at the end; `at == top` starts the walk.
     NodeId next_in_subtree(NodeId top, NodeId at) const noexcept;
 
-    std::size_t memory_bytes() const noexcept {
-        return nodes_.capacity() * sizeof(Node) + attrs_.capacity() * sizeof(Attr) +
-               attr_index_.capacity() * sizeof(AttrRange) + arena_.capacity();
-    }
-
   private:
     friend class DomBuilder;
     static constexpr std::uint64_t kLengthBits = 24;
