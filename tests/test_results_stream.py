@@ -354,11 +354,15 @@ def test_large_sections_after_many_small_ones_read_as_elementtree_does():
     native = RcsOutputFileParser(io.BytesIO(data)).section_results()
     reference = OracleStreamParser(io.BytesIO(data)).section_results()
     count = 0
+    inner = {}
     for a, b in zip(native, reference, strict=True):
         assert a.id_ == b.id_
         assert a.shear() == b.shear()
         assert ET.tostring(a._element) == ET.tostring(b._element)
         assert a._element.tail == b._element.tail
+        inner[a.id_] = a._element
+        if 1000 <= a.id_ < 2000:  # an outer section holds its inner one, the same element
+            assert a._element.find(".//SectionConcreteCheckResult") is inner[a.id_ + 1000]
         count += 1
     assert count == 120 + 3 * 2  # three outer sections, each with one inside
 

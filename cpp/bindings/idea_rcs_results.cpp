@@ -365,8 +365,17 @@ nb::object materialize(DocState &doc, NodeId id) {
         for (NodeId c = d.node(n).first_child; c != kNoNode; c = d.node(c).next_sibling) {
             auto existing = doc.materialized.find(c);
             if (existing != doc.materialized.end()) {
+                // Made before (a section inside this one): the same element, with the tail that
+                // the parser gave it after it was cleared.
                 nb::object r = steal_or_throw(PyObject_CallMethodOneArg(
                     element.ptr(), interned("append"), existing->second.ptr()));
+                const Slice tail = d.tail(c);
+                if (!tail.absent()) {
+                    nb::object text = str_from(d.str(tail));
+                    if (PyObject_SetAttr(existing->second.ptr(), k_tail, text.ptr()) != 0) {
+                        throw_python();
+                    }
+                }
                 continue;
             }
             nb::object child = make(c, element.ptr());
@@ -811,7 +820,8 @@ struct SectionIterator {
             auto found = doc->materialized.find(current);
             if (found != doc->materialized.end()) {
                 nb::object element = found->second;
-                doc->materialized.erase(found);
+                // A section inside another stays in that one's tree, as this same element.
+                if (doc->dom().node(current).parent == kNoNode) doc->materialized.erase(found);
                 nb::object r = steal_or_throw(PyObject_CallMethod(element.ptr(), "clear", nullptr));
             }
             doc->scanner->builder().clear(current);
