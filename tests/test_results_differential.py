@@ -591,3 +591,47 @@ def test_whole_document_parser_lets_go_of_the_stream():
         gc.collect()
         assert alive() is None
         assert parser.section_ids == [1]
+
+
+def subclassed(stream_base, whole_base):
+    """Subclasses that replace what the parsers are built from: readers, extreme iteration,
+    the scan behind section_result, the lookup and raw conversion behind the accessors."""
+
+    class Section(stream_base.SectionResult):
+        def _iter_extreme_results(self):
+            yield from reversed(list(super()._iter_extreme_results()))
+
+        def torsion(self):
+            return [("torsion of", self.id_)] * len(super().torsion())
+
+    class Stream(stream_base):
+        SectionResult = Section
+
+        def section_results(self):
+            for section in super().section_results():
+                if section.id_ != 2:
+                    yield section
+
+    class Whole(whole_base):
+        def _section_element(self, section_id):
+            return super()._section_element(section_id + 1)
+
+        def _element_to_dict(self, e):
+            return {"<" + e.tag: [self._element_to_dict(child) for child in e] or e.text}
+
+    return Stream, Whole
+
+
+@needs_stream
+@needs_whole
+def test_what_subclasses_replace_is_used():
+    data = sample_document(sections=3, extremes=2)
+    logs = []
+    for stream_class, whole_class in (
+        subclassed(RcsOutputFileParser, OutputFileParser),
+        subclassed(OracleStreamParser, OracleWholeParser),
+    ):
+        log = scan(stream_class, data, 0) + lookups(stream_class, data, 0, [1, 2, 3])
+        log += whole(whole_class, io.BytesIO(data), [0, 1, 2])
+        logs.append(log)
+    assert_same(*logs)
