@@ -248,3 +248,44 @@ def test_memory_stays_bounded_over_many_sections():
     assert result["small"][0] == 200 * 20 and result["large"][0] == 4000 * 20
     assert result["size"] > 25 * 1024 * 1024
     assert result["large"][1] < 30  # far below the document's size
+
+
+def chunk_boundary_documents():
+    body = "".join(
+        f"<SectionConcreteCheckResult><SectionId>{i}</SectionId><Note>ä{'x' * (i % 13)}€</Note>"
+        "</SectionConcreteCheckResult>\r\n  "
+        for i in range(700)
+    )
+    text = '<?xml version="1.0" encoding="{}"?>\r\n<r>' + body + "</r>"
+    for encoding in ("utf-8", "utf-16"):
+        data = text.format(encoding).encode(encoding)
+        assert len(data) > 3 * 16 * 1024
+        for boundary in (16 * 1024, 2 * 16 * 1024):
+            for delta in range(-3, 4):
+                cut = boundary + delta
+                yield f"{encoding}-cut-{cut}", data[:cut]
+                yield f"{encoding}-junk-{cut}", data[:cut] + b"<" + data[cut:]
+                yield f"{encoding}-drop-{cut}", data[:cut] + data[cut + 1 :]
+
+
+def scan_until_failure(sections):
+    """The ids handed out before any failure, and the failure as failure() gives it."""
+    seen = []
+    try:
+        for section_id in sections:
+            seen.append(section_id)
+    except Exception as e:  # noqa: BLE001 - the exception is the result compared
+        return seen, (type(e), str(e), getattr(e, "code", None), getattr(e, "position", None))
+    return seen, None
+
+
+def reference_ids(data):
+    for _event, element in ET.iterparse(io.BytesIO(data), events=("end",)):
+        if element.tag == "SectionConcreteCheckResult":
+            yield int(element.find("SectionId").text)
+
+
+def test_failures_at_read_boundaries_are_elementtrees():
+    for name, data in chunk_boundary_documents():
+        native = (s.id_ for s in RcsOutputFileParser(io.BytesIO(data)).section_results())
+        assert scan_until_failure(native) == scan_until_failure(reference_ids(data)), name
