@@ -95,20 +95,22 @@ def read(reader, *extremes):
 SHEAR_ITEM = leaves(Ved=1, Vrd=2, Vrdc=3, Vrdmax=4, Vrdr=5, Vrds=6, CheckValue=0.5, Result="OK")
 
 
+FAMILIES = (
+    "capacity",
+    "shear",
+    "torsion",
+    "interaction",
+    "crack_width",
+    "detailing",
+    "stress_limitation",
+    "fatigue",
+)
+
+
 def test_section_without_extreme_results_reads_empty():
     text = "<SectionConcreteCheckResult><SectionId>1</SectionId></SectionConcreteCheckResult>"
     s = SectionResult(1, ET.fromstring(text))
-    for reader in (
-        "capacity",
-        "shear",
-        "torsion",
-        "interaction",
-        "crack_width",
-        "detailing",
-        "stress_limitation",
-        "fatigue",
-        "extremes",
-    ):
+    for reader in (*FAMILIES, "extremes"):
         assert getattr(s, reader)() == []
     assert read("extremes") == []
 
@@ -432,20 +434,7 @@ def test_fatigue_both_and_failures():
 def test_extremes_combines_in_step():
     result = read("extremes", extreme(), extreme(family("Shear", SHEAR_ITEM)), extreme())
     assert [e["shear"] is None for e in result] == [True, False, True]
-    assert all(
-        list(e)
-        == [
-            "capacity",
-            "shear",
-            "torsion",
-            "interaction",
-            "crack_width",
-            "detailing",
-            "stress_limitation",
-            "fatigue",
-        ]
-        for e in result
-    )
+    assert all(tuple(e) == FAMILIES for e in result)
 
 
 def test_caller_objects_in_place_of_elements():
