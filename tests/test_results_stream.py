@@ -3,6 +3,7 @@
 import io
 import random
 import xml.etree.ElementTree as ET
+from pathlib import Path
 
 import pytest
 from results_oracle import OracleStreamParser
@@ -10,7 +11,7 @@ from results_oracle import OracleStreamParser
 from marlox.errors import ParsingError
 from marlox.external.idea_rcs import RcsOutputFileParser
 
-SAMPLE = "/work/shared/samples/rcs-result-synthetic.xml"
+SAMPLE = Path(__file__).parent / "data" / "rcs-result-synthetic.xml"
 
 SHEAR = (
     "<ConcreteCheckResult><ResultType>Shear</ResultType><CheckResults>"

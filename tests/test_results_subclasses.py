@@ -6,13 +6,14 @@ the same way and expects the same answers.
 
 import io
 import math
+from pathlib import Path
 
 import pytest
 from results_oracle import OracleStreamParser, OracleWholeParser
 
 from marlox.external.idea_rcs import OutputFileParser, RcsOutputFileParser
 
-SAMPLE = "/work/shared/samples/rcs-result-synthetic.xml"
+SAMPLE = Path(__file__).parent / "data" / "rcs-result-synthetic.xml"
 
 
 def canon(value):

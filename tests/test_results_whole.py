@@ -2,6 +2,7 @@
 
 import io
 import xml.etree.ElementTree as ET
+from pathlib import Path
 
 import pytest
 
@@ -9,7 +10,7 @@ from marlox.core import File
 from marlox.errors import ParsingError
 from marlox.external.idea_rcs import OutputFileParser, RcsOutputFileParser
 
-SAMPLE = "/work/shared/samples/rcs-result-synthetic.xml"
+SAMPLE = Path(__file__).parent / "data" / "rcs-result-synthetic.xml"
 
 SHEAR = (
     "<ConcreteCheckResults><CheckResults><ConcreteCheckResult><ResultType>Shear</ResultType>"
