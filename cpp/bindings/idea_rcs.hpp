@@ -16,4 +16,8 @@ void bind_members(nb::module_ &m);
 // IdeaRcsAnalysis, the analysis job (a subclass of the SDK's ExternalProgram).
 void bind_analysis(nb::module_ &m);
 
+// Result parsing: RcsOutputFileParser (with RcsOutputFileParser.SectionResult) and
+// OutputFileParser.
+void bind_results(nb::module_ &m);
+
 }  // namespace marlox::py

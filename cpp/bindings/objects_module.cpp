@@ -789,6 +789,10 @@ NB_MODULE(objects, m) {
         "OpenModel object types, enumerations and base-material tables of IDEA StatiCa RCS.\n\n"
         "Objects hold SI values (Pa, m, N, N m). Enumeration values are IDEA's own member names.";
     marlox::py::register_error_translator();
+    // The classes live as long as the process (the modules keep them in process-wide tables),
+    // so nanobind's report of objects alive at interpreter exit would only list them. Leaks are
+    // checked where they matter: growth under repetition and valgrind (tools/sanitize --leaks).
+    nb::set_leak_warnings(false);
 
     // Enumerations first: object defaults refer to them.
     std::unordered_map<std::string, nb::object> made;

@@ -15,6 +15,8 @@ from .idea_rcs import (
     Model,
     OneWaySlab,
     OpenModel,
+    OutputFileParser,
+    RcsOutputFileParser,
     RectSection,
     SectionPrototype1D,
 )
@@ -28,6 +30,8 @@ __all__ = [
     "Model",
     "OneWaySlab",
     "OpenModel",
+    "OutputFileParser",
+    "RcsOutputFileParser",
     "RectSection",
     "SectionPrototype1D",
     "objects",

@@ -1,0 +1,304 @@
+"""Throughput and memory of the result parsers, measured side by side in one run.
+
+Every measurement runs in a fresh interpreter (this script started again with ``--child``) so
+that peak RSS (``ru_maxrss``) belongs to that case alone. Cases:
+
+- floor: expat with no handlers at all (``xml.parsers.expat`` ``ParseFile``), the least any
+  XML reader can cost;
+- ``RcsOutputFileParser``: ``extremes()`` on every section, against the floor and against the
+  ElementTree reference reader (``tests/results_oracle.py``);
+- peak RSS of the same scan on a small and a large file (streaming: it must not grow);
+- two files in two threads against one file in one thread (throughput ratio);
+- ``OutputFileParser``: construction and all six accessors on every section, against the
+  ElementTree road (the whole-document reference reader), with peak memory per MB of input.
+
+Result files are generated under ``build/bench/`` on first use (``bench/generate_results.py``).
+
+    .venv/bin/python bench/bench_results.py            # 100 MB, RSS on 20 MB vs 400 MB
+    .venv/bin/python bench/bench_results.py --quick    # small files, one repetition
+"""
+
+import argparse
+import json
+import os
+import resource
+import subprocess
+import sys
+import threading
+import time
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(ROOT / "bench"))
+sys.path.insert(0, str(ROOT / "tests"))
+
+from generate_results import MB, generate  # noqa: E402
+
+MIB = 1 << 20
+ACCESSORS = (
+    "capacity_results",
+    "shear_results",
+    "crack_width_results",
+    "detailing_results",
+    "stress_limitation_results",
+    "fatigue_results",
+)
+
+
+# -- child side: one case, one interpreter --
+
+
+def current_rss():
+    with open("/proc/self/statm") as f:
+        return int(f.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
+
+
+def stream_class(kind):
+    if kind == "native":
+        from marlox.external.idea_rcs import RcsOutputFileParser
+
+        return RcsOutputFileParser
+    from results_oracle import OracleStreamParser
+
+    return OracleStreamParser
+
+
+def whole_class(kind):
+    if kind == "native":
+        from marlox.external.idea_rcs import OutputFileParser
+
+        return OutputFileParser
+    from results_oracle import OracleWholeParser
+
+    return OracleWholeParser
+
+
+def scan_extremes(parser_class, path, read=True):
+    extremes = 0
+    with open(path, "rb") as f:
+        for section in parser_class(f).section_results():
+            if read:
+                extremes += len(section.extremes())
+    return extremes
+
+
+def child(case, kind, paths):
+    import io
+    import xml.parsers.expat
+
+    before = current_rss()
+    seconds = 0.0
+    if case == "floor":
+        start = time.perf_counter()
+        for path in paths:
+            with open(path, "rb") as f:
+                xml.parsers.expat.ParserCreate().ParseFile(f)
+        seconds = time.perf_counter() - start
+    elif case in ("extremes", "scan"):
+        read = case == "extremes"
+        parser_class = stream_class(kind)
+        before = current_rss()
+        start = time.perf_counter()
+        if len(paths) == 1:
+            scan_extremes(parser_class, paths[0], read)
+        else:
+            failures = []
+
+            def run(path):
+                try:
+                    scan_extremes(parser_class, path, read)
+                except BaseException as exc:  # reported by the parent
+                    failures.append(exc)
+
+            threads = [threading.Thread(target=run, args=(p,)) for p in paths]
+            for t in threads:
+                t.start()
+            for t in threads:
+                t.join()
+            if failures:
+                raise failures[0]
+        seconds = time.perf_counter() - start
+    elif case == "whole":
+        parser_class = whole_class(kind)
+        data = Path(paths[0]).read_bytes()
+        content = io.BytesIO(data)
+        before = current_rss()
+        start = time.perf_counter()
+        parser = parser_class(content)
+        for section_id in parser.section_ids:
+            for name in ACCESSORS:
+                getattr(parser, name)(section_id)
+        seconds = time.perf_counter() - start
+    else:
+        raise SystemExit(f"unknown case {case}")
+    peak = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss * 1024
+    size = sum(os.path.getsize(p) for p in paths)
+    print(json.dumps({"seconds": seconds, "bytes": size, "peak": peak, "before": before}))
+
+
+# -- parent side --
+
+
+def run_child(case, kind, paths):
+    cmd = [sys.executable, __file__, "--child", case, kind, *map(str, paths)]
+    proc = subprocess.run(cmd, capture_output=True, text=True)
+    if proc.returncode != 0:
+        tail = proc.stderr.strip().splitlines()[-1:] or ["(no output)"]
+        return {"error": tail[0]}
+    return json.loads(proc.stdout.strip().splitlines()[-1])
+
+
+def measure(specs, repeat):
+    """Each spec (label: (case, kind, paths)) run ``repeat`` times, interleaved round by round
+    so that the cases share the machine's ups and downs; the fastest run of each is kept."""
+    best = {}
+    for _ in range(repeat):
+        for label, spec in specs.items():
+            if "error" in best.get(label, {}):
+                continue
+            run = run_child(*spec)
+            if "error" in run or label not in best or run["seconds"] < best[label]["seconds"]:
+                best[label] = run
+    for run in best.values():
+        if "error" not in run:
+            run["mbps"] = run["bytes"] / MB / run["seconds"]
+    return best
+
+
+def ensure(path, mb, seed):
+    if not path.exists():
+        print(f"generating {path} ({mb:g} MB) ...", flush=True)
+        generate(path, mb, seed=seed)
+    return path
+
+
+def native_available():
+    probe = "import marlox.external.idea_rcs as m; print(hasattr(m, 'RcsOutputFileParser'))"
+    out = subprocess.run([sys.executable, "-c", probe], capture_output=True, text=True)
+    return out.stdout.strip() == "True"
+
+
+def show(label, r):
+    if "error" in r:
+        print(f"  {label:<42} failed: {r['error']}")
+    else:
+        print(
+            f"  {label:<42} {r['mbps']:8.1f} MB/s  {r['seconds']:7.2f} s"
+            f"  peak RSS {r['peak'] / MIB:7.1f} MiB"
+        )
+
+
+def ratio(label, a, b, target=None, higher=True):
+    if "error" in a or "error" in b:
+        print(f"  {label:<58} n/a")
+        return
+    value = a["mbps"] / b["mbps"]
+    verdict = ""
+    if target is not None:
+        ok = value >= target if higher else value <= target
+        verdict = f"  (target >= {target:g}: {'met' if ok else 'NOT met'})"
+    print(f"  {label:<58} {value:6.3f}x{verdict}")
+
+
+def main(argv=None):
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("--quick", action="store_true", help="small files, one repetition")
+    parser.add_argument("--mb", type=float, help="size of the main file in MB (default 100)")
+    parser.add_argument("--small-mb", type=float, help="small file of the RSS case (20)")
+    parser.add_argument("--large-mb", type=float, help="large file of the RSS case (400)")
+    parser.add_argument("--repeat", type=int, help="runs per case, best kept (default 3)")
+    parser.add_argument("--child", nargs="+", help=argparse.SUPPRESS)
+    args = parser.parse_args(argv)
+    if args.child:
+        case, kind, *paths = args.child
+        return child(case, kind, paths)
+
+    mb = args.mb or (10 if args.quick else 100)
+    small_mb = args.small_mb or (5 if args.quick else 20)
+    large_mb = args.large_mb or (50 if args.quick else 400)
+    repeat = args.repeat or (1 if args.quick else 3)
+    out = ROOT / "build" / "bench"
+    main_a = ensure(out / f"results-{mb:g}mb.xml", mb, 0)
+    main_b = ensure(out / f"results-{mb:g}mb-b.xml", mb, 1)
+    small = ensure(out / f"results-{small_mb:g}mb.xml", small_mb, 0)
+    large = ensure(out / f"results-{large_mb:g}mb.xml", large_mb, 0)
+
+    native = native_available()
+    print(f"python {sys.version.split()[0]}, {os.cpu_count()} cores, best of {repeat}")
+    if not native:
+        print("native parsers not available: native cases skipped")
+
+    print(f"\nRcsOutputFileParser, extremes() on every section ({mb:g} MB UTF-16):")
+    specs = {
+        "expat, no handlers (floor)": ("floor", "-", [main_a]),
+        "ElementTree reference": ("extremes", "oracle", [main_a]),
+    }
+    if native:
+        specs["native"] = ("extremes", "native", [main_a])
+    runs = measure(specs, repeat)
+    for label, run in runs.items():
+        show(label, run)
+    if native:
+        ratio("native / floor", runs["native"], runs["expat, no handlers (floor)"], 0.75)
+        ratio("native / ElementTree reference", runs["native"], runs["ElementTree reference"], 7)
+
+        print("\nPeak RSS of the same scan, small file against large file:")
+        runs = measure(
+            {
+                f"native, {small_mb:g} MB": ("extremes", "native", [small]),
+                f"native, {large_mb:g} MB": ("extremes", "native", [large]),
+            },
+            1,
+        )
+        for label, run in runs.items():
+            show(label, run)
+        rss_small, rss_large = runs.values()
+        if "error" not in rss_small and "error" not in rss_large:
+            growth = (rss_large["peak"] - rss_small["peak"]) / MIB
+            verdict = "met" if growth <= 5 else "NOT met"
+            print(f"  {'growth of peak RSS':<58} {growth:6.2f} MiB  (target <= 5: {verdict})")
+
+        print("\nTwo files in two threads against one file in one thread:")
+        runs = measure(
+            {
+                "one thread, one file": ("extremes", "native", [main_a]),
+                "two threads, two files": ("extremes", "native", [main_a, main_b]),
+                "one thread, sections only": ("scan", "native", [main_a]),
+                "two threads, sections only": ("scan", "native", [main_a, main_b]),
+            },
+            repeat,
+        )
+        for label, run in runs.items():
+            show(label, run)
+        ratio(
+            "throughput, two threads / one",
+            runs["two threads, two files"],
+            runs["one thread, one file"],
+            1.7,
+        )
+        ratio(
+            "the same without reading the sections",
+            runs["two threads, sections only"],
+            runs["one thread, sections only"],
+        )
+
+    print(f"\nOutputFileParser, construction + six accessors on every section ({mb:g} MB):")
+    specs = {"ElementTree road": ("whole", "oracle", [main_a])}
+    if native:
+        specs["native"] = ("whole", "native", [main_a])
+    runs = measure(specs, repeat)
+    for label, run in runs.items():
+        show(label, run)
+    if native:
+        ratio("native / ElementTree road", runs["native"], runs["ElementTree road"], 4)
+    for label, run in runs.items():
+        if "error" not in run:
+            per_mb = (run["peak"] - run["before"]) / MIB / (run["bytes"] / MB)
+            verdict = ""
+            if label == "native":
+                verdict = f"  (target <= 1: {'met' if per_mb <= 1 else 'NOT met'})"
+            print(f"  {'peak memory per MB of input, ' + label:<58} {per_mb:6.2f} MiB{verdict}")
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,384 @@
+#include "core/result_dom.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+namespace marlox::results {
+
+namespace {
+
+const char *const kNameTexts[] = {
+#define MARLOX_RESULT_NAME(id) #id,
+#include "core/result_names.inc"
+#undef MARLOX_RESULT_NAME
+};
+
+}  // namespace
+
+const char *name_text(Name name) noexcept { return kNameTexts[name]; }
+
+Dom::Dom() {
+    for (std::uint32_t i = 0; i < kNameCount; ++i) intern(kNameTexts[i]);
+}
+
+std::uint64_t Dom::hash(std::string_view s) noexcept {
+    std::uint64_t h = 1469598103934665603ull;  // FNV-1a
+    for (unsigned char c : s) h = (h ^ c) * 1099511628211ull;
+    return h;
+}
+
+void Dom::grow_slots() {
+    std::vector<std::uint32_t> slots(slots_.empty() ? 256 : slots_.size() * 2, 0);
+    const std::size_t mask = slots.size() - 1;
+    for (std::uint32_t id = 0; id < names_.size(); ++id) {
+        std::size_t i = hash(names_[id]) & mask;
+        while (slots[i] != 0) i = (i + 1) & mask;
+        slots[i] = id + 1;
+    }
+    slots_.swap(slots);
+}
+
+std::uint32_t Dom::intern(std::string_view universal_name) {
+    return intern(universal_name, hash(universal_name));
+}
+
+std::uint32_t Dom::intern(std::string_view universal_name, std::uint64_t h) {
+    if ((names_.size() + 1) * 2 > slots_.size()) grow_slots();
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t i = h & mask;
+    for (;; i = (i + 1) & mask) {
+        const std::uint32_t slot = slots_[i];
+        if (slot == 0) break;
+        if (names_[slot - 1] == universal_name) return slot - 1;
+    }
+    const auto id = (std::uint32_t)names_.size();
+    names_.emplace_back(universal_name);
+    slots_[i] = id + 1;
+    return id;
+}
+
+std::uint64_t Dom::ref(Slice s) {
+    if (s.off >= (std::uint64_t{1} << (64 - kLengthBits))) throw std::bad_alloc();
+    if (s.len >= kLongLength) {
+        long_lengths_[s.off] = s.len;
+        return (s.off << kLengthBits) | kLongLength;
+    }
+    return (s.off << kLengthBits) | s.len;
+}
+
+const AttrRange *Dom::attr_range(NodeId id) const noexcept {
+    auto it = std::lower_bound(attr_index_.begin(), attr_index_.end(), id,
+                               [](const AttrRange &r, NodeId n) { return r.node < n; });
+    if (it == attr_index_.end() || it->node != id || it->count == 0) return nullptr;
+    return &*it;
+}
+
+NodeId Dom::child(NodeId id, std::uint32_t tag) const noexcept {
+    for (NodeId c = node(id).first_child; c != kNoNode; c = node(c).next_sibling) {
+        if (node(c).tag() == tag) return c;
+    }
+    return kNoNode;
+}
+
+NodeId Dom::next_in_subtree(NodeId top, NodeId at) const noexcept {
+    const Node &n = node(at);
+    if (n.first_child != kNoNode) return n.first_child;
+    while (at != top) {
+        const Node &m = node(at);
+        if (m.next_sibling != kNoNode) return m.next_sibling;
+        at = m.parent;
+    }
+    return kNoNode;
+}
+
+bool Dom::itertext_equals(NodeId id, std::string_view value) const noexcept {
+    std::size_t matched = 0;
+    bool ok = true;
+    auto feed = [&](std::uint64_t ref) {
+        const Slice s = slice(ref);
+        if (s.absent() || s.len == 0) return;
+        if (s.len > value.size() - matched ||
+            std::memcmp(arena_.data() + s.off, value.data() + matched, s.len) != 0) {
+            ok = false;
+            return;
+        }
+        matched += s.len;
+    };
+    feed(node(id).text);
+    // Pre-order walk: a node's text on the way down, its tail once its subtree is done.
+    NodeId at = node(id).first_child;
+    while (ok && at != kNoNode) {
+        feed(node(at).text);
+        if (node(at).first_child != kNoNode) {
+            at = node(at).first_child;
+            continue;
+        }
+        while (ok) {
+            feed(node(at).tail);
+            if (node(at).next_sibling != kNoNode) {
+                at = node(at).next_sibling;
+                break;
+            }
+            at = node(at).parent;
+            if (at == id) {
+                at = kNoNode;
+                break;
+            }
+        }
+    }
+    return ok && matched == value.size();
+}
+
+Slice DomBuilder::store(std::string_view text) {
+    Slice s{dom_.arena_.size(), text.size()};
+    dom_.arena_.append(text.data(), text.size());
+    return s;
+}
+
+// ElementTree's universal name: expat reports "uri}local" for a namespaced name (the
+// separator is "}"), which becomes "{uri}local".
+Slice DomBuilder::store_universal(const char *name) {
+    const std::size_t len = std::strlen(name);
+    Slice s{dom_.arena_.size(), len};
+    if (std::memchr(name, '}', len) != nullptr) {
+        dom_.arena_.push_back('{');
+        s.len += 1;
+    }
+    dom_.arena_.append(name, len);
+    return s;
+}
+
+std::uint64_t DomBuilder::text_ref(Slice fresh) {
+    // Indentation repeats all through a pretty-printed file: keep one copy of each length.
+    const std::size_t len = fresh.len;
+    if (len > 0 && len < kIndentCache) {
+        static const std::string spaces(kIndentCache, ' ');
+        const char *p = dom_.arena_.data() + fresh.off;
+        const int kind = p[0] == '\n' ? 0 : 1;
+        const std::size_t skip = (std::size_t)(1 - kind);
+        if (std::memcmp(p + skip, spaces.data(), len - skip) == 0) {
+            if (indent_valid_[kind][len]) {
+                dom_.arena_.resize(fresh.off);  // the new copy is the arena's last piece
+                return indent_[kind][len];
+            }
+            const std::uint64_t r = dom_.ref(fresh);
+            indent_[kind][len] = r;
+            indent_valid_[kind][len] = true;
+            return r;
+        }
+    }
+    return dom_.ref(fresh);
+}
+
+void DomBuilder::flush() {
+    if (pending_ == kNoPending) return;
+    std::string &arena = dom_.arena_;
+    const Slice fresh{pending_, arena.size() - pending_};
+    pending_ = kNoPending;
+    Node &n = dom_.nodes_[(std::size_t)last_];
+    std::uint64_t &dest = for_tail_ ? n.tail : n.text;
+    if (dest == Node::kNoText) {
+        dest = text_ref(fresh);
+        return;
+    }
+    // Text already there (only after something set it before): concatenate, as TreeBuilder does.
+    const Slice old = dom_.slice(dest);
+    arena.reserve(arena.size() + old.len + fresh.len);
+    const std::uint64_t off = arena.size();
+    arena.append(arena.data() + old.off, old.len);
+    arena.append(arena.data() + fresh.off, fresh.len);
+    dest = dom_.ref(Slice{off, old.len + fresh.len});
+}
+
+void DomBuilder::start(const char *name, const char **atts) {
+    flush();
+    const bool parent_kept = !kept_stack_.empty();
+    if (!keep_all_ && !parent_kept && std::strcmp(name, "SectionConcreteCheckResult") != 0) {
+        ++unkept_depth_;
+        last_ = kLastUnkept;
+        for_tail_ = false;
+        return;
+    }
+    if (!parent_kept) {
+        region_attr_ = dom_.attrs_.size();
+        region_attr_index_ = dom_.attr_index_.size();
+        region_arena_ = dom_.arena_.size();
+        // Stored indentation before this point goes with the earlier region.
+        if (!keep_all_) std::memset(indent_valid_, 0, sizeof indent_valid_);
+    }
+    // The tag is interned first: its text lives outside the arena. One pass finds the length,
+    // a namespace separator and the hash (FNV-1a, as Dom::hash).
+    std::uint64_t h = 1469598103934665603ull;
+    bool namespaced = false;
+    const char *end = name;
+    for (; *end != '\0'; ++end) {
+        namespaced |= *end == '}';
+        h = (h ^ (unsigned char)*end) * 1099511628211ull;
+    }
+    const std::size_t name_len = (std::size_t)(end - name);
+    std::uint32_t tag;
+    if (namespaced) {
+        std::string universal = "{";
+        universal.append(name, name_len);
+        tag = dom_.intern(universal);
+    } else {
+        tag = dom_.intern(std::string_view(name, name_len), h);
+    }
+    if (tag > Node::kTagMask) throw std::bad_alloc();
+    if (dom_.nodes_.size() >= (std::size_t)INT32_MAX) throw std::bad_alloc();
+    const auto id = (NodeId)dom_.nodes_.size();
+    const bool is_section = tag == kSectionConcreteCheckResult;
+    Node n;
+    n.tag_flags = tag | (is_section ? Node::kSection << Node::kTagBits : 0);
+    n.parent = parent_kept ? kept_stack_.back() : kNoNode;
+    if (atts[0] != nullptr) {
+        AttrRange range{id, 0, dom_.attrs_.size()};
+        for (const char **a = atts; a[0] != nullptr && a[1] != nullptr; a += 2) {
+            Attr attr;
+            attr.name = store_universal(a[0]);
+            attr.value = store(std::string_view(a[1]));
+            dom_.attrs_.push_back(attr);
+            ++range.count;
+        }
+        dom_.attr_index_.push_back(range);
+    }
+    kept_stack_.reserve(kept_stack_.size() + 1);
+    last_child_.reserve(last_child_.size() + 1);
+    dom_.nodes_.push_back(n);
+    if (parent_kept) {
+        NodeId &prev = last_child_.back();
+        if (prev == kNoNode) {
+            dom_.nodes_[(std::size_t)n.parent].first_child = id;
+        } else {
+            dom_.nodes_[(std::size_t)prev].next_sibling = id;
+        }
+        prev = id;
+        if (is_section) {
+            for (NodeId up = n.parent; up != kNoNode; up = dom_.nodes_[(std::size_t)up].parent) {
+                dom_.nodes_[(std::size_t)up].tag_flags |= Node::kContainsSection << Node::kTagBits;
+            }
+        }
+    } else if (keep_all_ && root_ == kNoNode) {
+        root_ = id;
+    }
+    kept_stack_.push_back(id);
+    last_child_.push_back(kNoNode);
+    last_ = id;
+    for_tail_ = false;
+}
+
+void DomBuilder::end() {
+    flush();
+    if (kept_stack_.empty()) {
+        if (unkept_depth_ > 0) --unkept_depth_;
+        last_ = kLastUnkept;
+        for_tail_ = true;
+        return;
+    }
+    const NodeId id = kept_stack_.back();
+    kept_stack_.pop_back();
+    last_child_.pop_back();
+    last_ = id;
+    for_tail_ = true;
+    if (!keep_all_ && (dom_.nodes_[(std::size_t)id].flags() & Node::kSection) != 0) {
+        ended_.push_back(id);
+    }
+}
+
+void DomBuilder::data(const char *s, int len) {
+    if (last_ < 0) return;  // before the first element, or text of an element not kept
+    if (pending_ == kNoPending) pending_ = dom_.arena_.size();
+    dom_.arena_.append(s, (std::size_t)len);
+}
+
+void DomBuilder::clear(NodeId id) noexcept {
+    Node &n = dom_.nodes_[(std::size_t)id];
+    n.first_child = kNoNode;
+    n.text = n.tail = Node::kNoText;
+    auto &index = dom_.attr_index_;
+    auto it = std::lower_bound(index.begin(), index.end(), id,
+                               [](const AttrRange &r, NodeId x) { return r.node < x; });
+    if (it != index.end() && it->node == id) it->count = 0;
+}
+
+NodeId DomBuilder::collect() noexcept {
+    if (keep_all_) return 0;
+    std::vector<Node> &nodes = dom_.nodes_;
+    if (kept_stack_.empty()) {
+        const auto dropped = (NodeId)nodes.size();
+        nodes.clear();
+        dom_.attrs_.clear();
+        dom_.attr_index_.clear();
+        dom_.arena_.clear();
+        dom_.long_lengths_.clear();
+        pending_ = kNoPending;
+        if (last_ >= 0) last_ = kLastUnkept;
+        region_attr_ = region_attr_index_ = region_arena_ = 0;
+        std::memset(indent_valid_, 0, sizeof indent_valid_);
+        return dropped;
+    }
+    const NodeId r = kept_stack_.front();
+    const std::uint64_t live_bytes = dom_.arena_.size() - region_arena_;
+    const std::uint64_t live_nodes = nodes.size() - (std::size_t)r;
+    const bool worth = (region_arena_ >= (1u << 18) && region_arena_ >= live_bytes) ||
+                       ((std::uint64_t)r >= 4096 && (std::uint64_t)r >= live_nodes);
+    if (r == 0 || !worth) return 0;
+    const std::uint64_t a0 = region_attr_;
+    const std::uint64_t s0 = region_arena_;
+    nodes.erase(nodes.begin(), nodes.begin() + r);
+    auto move_id = [r](NodeId &id) {
+        if (id != kNoNode) id -= r;
+    };
+    auto move_slice = [s0](Slice &s) {
+        if (!s.absent()) s.off -= s0;
+    };
+    auto move_ref = [s0](std::uint64_t &ref) {
+        if (ref != Node::kNoText) ref -= s0 << Dom::kLengthBits;
+    };
+    for (Node &n : nodes) {
+        move_id(n.parent);
+        move_id(n.first_child);
+        move_id(n.next_sibling);
+        move_ref(n.text);
+        move_ref(n.tail);
+    }
+    dom_.attrs_.erase(dom_.attrs_.begin(), dom_.attrs_.begin() + (std::ptrdiff_t)a0);
+    for (Attr &a : dom_.attrs_) {
+        move_slice(a.name);
+        move_slice(a.value);
+    }
+    auto &index = dom_.attr_index_;
+    index.erase(index.begin(), index.begin() + (std::ptrdiff_t)region_attr_index_);
+    for (AttrRange &range : index) {
+        range.node -= r;
+        range.begin -= a0;
+    }
+    if (!dom_.long_lengths_.empty()) {
+        std::unordered_map<std::uint64_t, std::uint64_t> kept;
+        for (const auto &[off, len] : dom_.long_lengths_) {
+            if (off >= s0) kept.emplace(off - s0, len);
+        }
+        dom_.long_lengths_.swap(kept);
+    }
+    dom_.arena_.erase(0, s0);
+    for (NodeId &id : kept_stack_) id -= r;
+    for (NodeId &id : last_child_) move_id(id);
+    if (last_ >= r) {
+        last_ -= r;
+    } else if (last_ >= 0) {
+        last_ = kLastUnkept;
+    }
+    if (pending_ != kNoPending) pending_ -= s0;
+    for (NodeId &id : ended_) id -= r;
+    // Stored indentation now lies at other offsets.
+    for (int kind = 0; kind < 2; ++kind) {
+        for (std::size_t len = 0; len < kIndentCache; ++len) {
+            if (indent_valid_[kind][len]) move_ref(indent_[kind][len]);
+        }
+    }
+    region_attr_ = region_attr_index_ = region_arena_ = 0;
+    return r;
+}
+
+}  // namespace marlox::results

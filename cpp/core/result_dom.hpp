@@ -1,0 +1,192 @@
+// A compact element tree for result XML: one node array, one attribute array and one string
+// arena. The builder reproduces ElementTree's TreeBuilder exactly (text, tail and attributes of
+// every node it keeps, in the same places and at the same moments), but keeps only what a
+// reader can reach: everything (whole-document mode) or the subtrees of the
+// "SectionConcreteCheckResult" elements (streaming mode), which it can drop again once the
+// consumer has moved past them.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace marlox::results {
+
+using NodeId = std::int32_t;
+inline constexpr NodeId kNoNode = -1;
+
+// A piece of the arena; `len == kAbsent` stands for Python's None.
+struct Slice {
+    static constexpr std::uint64_t kAbsent = ~std::uint64_t{0};
+    std::uint64_t off = 0;
+    std::uint64_t len = kAbsent;
+    bool absent() const noexcept { return len == kAbsent; }
+};
+
+// The tag names that the readers look for; interned first, so that their ids are these values.
+enum Name : std::uint32_t {
+#define MARLOX_RESULT_NAME(id) k##id,
+#include "core/result_names.inc"
+#undef MARLOX_RESULT_NAME
+    kNameCount
+};
+
+const char *name_text(Name name) noexcept;
+
+// A node: 32 bytes. Flags live in the two top bits of the tag id; attributes, rare in result
+// files, in a side index; texts as packed references into the arena.
+struct Node {
+    static constexpr std::uint32_t kSection = 1;          // tag is SectionConcreteCheckResult
+    static constexpr std::uint32_t kContainsSection = 2;  // has such an element below it
+    static constexpr std::uint32_t kTagBits = 30;
+    static constexpr std::uint32_t kTagMask = (1u << kTagBits) - 1;
+    static constexpr std::uint64_t kNoText = ~std::uint64_t{0};
+
+    std::uint32_t tag_flags = 0;
+    NodeId parent = kNoNode;
+    NodeId first_child = kNoNode;
+    NodeId next_sibling = kNoNode;
+    std::uint64_t text = kNoText;  // offset << 24 | length (see Dom::slice), or kNoText
+    std::uint64_t tail = kNoText;
+
+    std::uint32_t tag() const noexcept { return tag_flags & kTagMask; }
+    std::uint32_t flags() const noexcept { return tag_flags >> kTagBits; }
+};
+
+static_assert(sizeof(Node) == 32, "a node stays at 32 bytes");
+
+struct Attr {
+    Slice name;  // in ElementTree's universal form: "{uri}local" or "local"
+    Slice value;
+};
+
+// The attributes of one node: attrs_[begin, begin + count).
+struct AttrRange {
+    NodeId node;
+    std::uint32_t count;
+    std::uint64_t begin;
+};
+
+class Dom {
+  public:
+    Dom();
+
+    const Node &node(NodeId id) const noexcept { return nodes_[(std::size_t)id]; }
+    std::uint32_t tag(NodeId id) const noexcept { return node(id).tag(); }
+    std::uint32_t flags(NodeId id) const noexcept { return node(id).flags(); }
+    bool has_children(NodeId id) const noexcept { return node(id).first_child != kNoNode; }
+    Slice text(NodeId id) const noexcept { return slice(node(id).text); }
+    Slice tail(NodeId id) const noexcept { return slice(node(id).tail); }
+    std::size_t size() const noexcept { return nodes_.size(); }
+    std::string_view str(Slice s) const noexcept {
+        return s.absent() ? std::string_view{} : std::string_view(arena_.data() + s.off, s.len);
+    }
+    std::string_view tag_name(std::uint32_t tag) const noexcept { return names_[tag]; }
+    std::size_t tag_count() const noexcept { return names_.size(); }
+    // The attributes of a node, in document order.
+    template <class F>
+    void for_each_attr(NodeId id, F &&f) const {
+        const AttrRange *r = attr_range(id);
+        if (r == nullptr) return;
+        for (std::uint32_t i = 0; i < r->count; ++i) f(attrs_[r->begin + i]);
+    }
+
+    // The first child with the given tag, or kNoNode.
+    NodeId child(NodeId id, std::uint32_t tag) const noexcept;
+    // Whether ElementTree's "".join(e.itertext()) of `id` equals `value`.
+    bool itertext_equals(NodeId id, std::string_view value) const noexcept;
+    // The next node after `at` in pre-order within the subtree of `top` (excluding `top`), or
+    // kNoNode at the end; `at == top` starts the walk.
+    NodeId next_in_subtree(NodeId top, NodeId at) const noexcept;
+
+  private:
+    friend class DomBuilder;
+    static constexpr std::uint64_t kLengthBits = 24;
+    static constexpr std::uint64_t kLongLength = (std::uint64_t{1} << kLengthBits) - 1;
+
+    Slice slice(std::uint64_t ref) const noexcept {
+        if (ref == Node::kNoText) return Slice{};
+        const std::uint64_t off = ref >> kLengthBits;
+        std::uint64_t len = ref & kLongLength;
+        if (len == kLongLength) len = long_lengths_.find(off)->second;
+        return Slice{off, len};
+    }
+    std::uint64_t ref(Slice s);  // may throw std::bad_alloc
+    const AttrRange *attr_range(NodeId id) const noexcept;
+    std::uint32_t intern(std::string_view universal_name);
+    std::uint32_t intern(std::string_view universal_name, std::uint64_t hash);
+    static std::uint64_t hash(std::string_view s) noexcept;
+    void grow_slots();
+
+    std::vector<Node> nodes_;
+    std::vector<Attr> attrs_;
+    std::vector<AttrRange> attr_index_;  // ordered by node
+    std::string arena_;
+    // Lengths of texts too long for a packed reference, by arena offset.
+    std::unordered_map<std::uint64_t, std::uint64_t> long_lengths_;
+    // Interned tag names: open addressing over `names_` (slot = id + 1, 0 = free).
+    std::vector<std::string> names_;
+    std::vector<std::uint32_t> slots_;
+};
+
+// The tree builder. Fed by the scanner's expat callbacks; every method may throw
+// std::bad_alloc (the scanner turns that into a parse failure).
+class DomBuilder {
+  public:
+    DomBuilder(Dom &dom, bool keep_all) : dom_(dom), keep_all_(keep_all) {}
+
+    void start(const char *name, const char **atts);
+    void end();
+    void data(const char *s, int len);
+    // Move pending character data into its element (TreeBuilder does so at every event).
+    void flush();
+
+    // Sections whose end tag has been seen, oldest first (streaming mode only).
+    std::deque<NodeId> &ended_sections() noexcept { return ended_; }
+    // The first element of the document (whole-document mode), or kNoNode.
+    NodeId root() const noexcept { return root_; }
+
+    // ElementTree's Element.clear() on a kept node.
+    void clear(NodeId id) noexcept;
+
+    // Drop every node that no reader can reach any more: all of them when no section is open,
+    // else what lies before the open section, when that is worth the copy. Call only when no
+    // ended section is waiting and all sections handed out before are stale. Returns the
+    // number of node slots dropped from the front (node ids above it move down by as much).
+    NodeId collect() noexcept;
+
+  private:
+    static constexpr std::uint64_t kNoPending = ~std::uint64_t{0};
+    static constexpr NodeId kLastNone = -2;    // before the first element
+    static constexpr NodeId kLastUnkept = -3;  // an element that is not kept
+    static constexpr std::size_t kIndentCache = 128;
+
+    Slice store(std::string_view text);
+    Slice store_universal(const char *name);
+    // The text just flushed, stored once if it is indentation ("\n" and spaces, or spaces).
+    std::uint64_t text_ref(Slice fresh);
+
+    Dom &dom_;
+    bool keep_all_;
+    NodeId root_ = kNoNode;
+    std::size_t unkept_depth_ = 0;
+    std::vector<NodeId> kept_stack_;
+    std::vector<NodeId> last_child_;  // the last child so far of each open kept element
+    NodeId last_ = kLastNone;
+    bool for_tail_ = false;
+    std::uint64_t pending_ = kNoPending;
+    std::deque<NodeId> ended_;
+    // Where the outermost open kept element begins in the attribute arrays and the arena.
+    std::uint64_t region_attr_ = 0;
+    std::uint64_t region_attr_index_ = 0;
+    std::uint64_t region_arena_ = 0;
+    // Indentation already stored, by length: [0] "\n" + spaces, [1] spaces only.
+    std::uint64_t indent_[2][kIndentCache] = {};
+    bool indent_valid_[2][kIndentCache] = {};
+};
+
+}  // namespace marlox::results

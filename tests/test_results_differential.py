@@ -1,0 +1,637 @@
+"""The native result parsers against the ElementTree reference readers, document by document.
+
+Every observable is compared: section ids, their types and order, each family's list with its
+key order and value types, ``extremes()``, exceptions as (type, message), the stream position
+after a scan or a lookup, sections kept past the next step, and everything ``OutputFileParser``
+answers. Floats are compared by ``repr`` so that -0.0, NaN and infinities count.
+"""
+
+import gc
+import importlib.util
+import io
+import math
+import weakref
+import xml.etree.ElementTree as ET
+from pathlib import Path
+
+import pytest
+from hypothesis import HealthCheck, given, settings
+from hypothesis import strategies as st
+from result_documents import (
+    BAD_NUMBERS,
+    ODD_NUMBERS,
+    Node,
+    documents,
+    family,
+    leaf,
+    path_trees,
+    render,
+    result_root,
+    sample_document,
+    section_node,
+)
+from results_oracle import OracleStreamParser, OracleWholeParser
+
+import marlox.external.idea_rcs as idea_rcs
+from marlox.errors import ParsingError
+
+RcsOutputFileParser = getattr(idea_rcs, "RcsOutputFileParser", None)
+OutputFileParser = getattr(idea_rcs, "OutputFileParser", None)
+
+needs_stream = pytest.mark.skipif(
+    RcsOutputFileParser is None, reason="native RcsOutputFileParser not built yet"
+)
+needs_whole = pytest.mark.skipif(
+    OutputFileParser is None, reason="native OutputFileParser not built yet"
+)
+
+READERS = (
+    "capacity",
+    "shear",
+    "torsion",
+    "interaction",
+    "crack_width",
+    "detailing",
+    "stress_limitation",
+    "fatigue",
+    "extremes",
+)
+ACCESSORS = (
+    "capacity_results",
+    "shear_results",
+    "crack_width_results",
+    "detailing_results",
+    "stress_limitation_results",
+    "fatigue_results",
+)
+SAMPLE = Path(__file__).parent / "data" / "rcs-result-synthetic.xml"
+
+
+def examples(count):
+    return settings(
+        max_examples=count,
+        deadline=None,
+        suppress_health_check=[HealthCheck.too_slow, HealthCheck.data_too_large],
+    )
+
+
+def canon(value):
+    """A form of ``value`` whose equality also means equal key order and equal value types."""
+    if isinstance(value, dict):
+        return ("dict", [(canon(k), canon(v)) for k, v in value.items()])
+    if isinstance(value, list):
+        return ("list", [canon(v) for v in value])
+    if isinstance(value, float):
+        return ("float", "nan" if math.isnan(value) else repr(value))
+    if value is None or isinstance(value, str | int):
+        return (type(value).__name__, value)
+    return ("other", type(value).__name__, repr(value))
+
+
+def error(exc):
+    return ("error", type(exc), str(exc))
+
+
+def outcome(call):
+    try:
+        return ("ok", canon(call()))
+    except Exception as exc:  # every exception is an observable here
+        return error(exc)
+
+
+def read_all(section):
+    return [(name, outcome(getattr(section, name))) for name in READERS]
+
+
+def scan(parser_class, data, offset):
+    """One full pass of ``section_results()``, reading each section before moving on."""
+    stream = io.BytesIO(data)
+    stream.seek(offset)
+    parser = parser_class(stream)
+    log = []
+    kept = []
+    try:
+        for section in parser.section_results():
+            for old in kept:
+                log.append(("stale", canon(old.id_), read_all(old)))
+            log.append(("section", canon(section.id_), read_all(section)))
+            kept.append(section)
+        log.append(("end", stream.tell()))
+    except Exception as exc:
+        log.append(error(exc))
+    for old in kept:
+        log.append(("stale after the scan", canon(old.id_), read_all(old)))
+    return log
+
+
+def lookups(parser_class, data, offset, ids):
+    stream = io.BytesIO(data)
+    stream.seek(offset)
+    parser = parser_class(stream)
+    log = []
+    for id_ in ids:
+        try:
+            section = parser.section_result(id_)
+        except Exception as exc:
+            log.append((repr(id_), error(exc)))
+            if isinstance(exc, ParsingError):
+                log.append(("position", stream.tell()))
+            continue
+        log.append((repr(id_), canon(section.id_), outcome(section.extremes)))
+        log.append(("position", stream.tell()))
+    return log
+
+
+def whole(parser_class, content, ids):
+    try:
+        parser = parser_class(content)
+    except Exception as exc:
+        cause = exc.__cause__
+        return [error(exc), ("cause", type(cause), str(cause) if cause else None)]
+    log = [("ids", outcome(lambda: parser.section_ids)), ("raw", outcome(parser.raw_results))]
+    for id_ in ids:
+        for name in ACCESSORS:
+            log.append((repr(id_), name, outcome(lambda: getattr(parser, name)(id_))))  # noqa: B023
+    log.append(("stream untouched", content.tell(), content.closed))
+    return log
+
+
+def candidate_ids(data):
+    """Ids worth looking up: the first few that the document has, and some it has not."""
+    found = []
+    try:
+        for section in OracleStreamParser(io.BytesIO(data)).section_results():
+            if section.id_ not in found:
+                found.append(section.id_)
+            if len(found) == 3:
+                break
+    except Exception:
+        pass
+    extra = [99]
+    if found:
+        extra += [str(found[0]), float(found[0])]
+    return found + extra
+
+
+def assert_same(native, oracle):
+    assert len(native) == len(oracle), (native, oracle)
+    for i, (n, o) in enumerate(zip(native, oracle, strict=True)):
+        assert n == o, f"entry {i} differs:\nnative: {n!r}\noracle: {o!r}"
+
+
+def as_text(data):
+    """The document decoded, for a ``StringIO``; None when its bytes do not decode."""
+    try:
+        if data[:2] in (b"\xff\xfe", b"\xfe\xff"):
+            return data.decode("utf-16")
+        return data.decode("utf-8-sig")
+    except UnicodeDecodeError:
+        return None
+
+
+# -- generated documents --
+
+
+@needs_stream
+@examples(150)
+@given(documents(), st.integers(0, 80))
+def test_streaming_parser_matches_reference(data, offset):
+    assert_same(scan(RcsOutputFileParser, data, offset), scan(OracleStreamParser, data, offset))
+    ids = candidate_ids(data)
+    assert_same(
+        lookups(RcsOutputFileParser, data, offset, ids),
+        lookups(OracleStreamParser, data, offset, ids),
+    )
+
+
+@needs_whole
+@examples(100)
+@given(documents(), st.booleans())
+def test_whole_document_parser_matches_reference(data, text):
+    ids = candidate_ids(data)
+    content = as_text(data) if text else None
+    if content is None:
+        native, oracle = io.BytesIO(data), io.BytesIO(data)
+    else:
+        native, oracle = io.StringIO(content), io.StringIO(content)
+    assert_same(whole(OutputFileParser, native, ids), whole(OracleWholeParser, oracle, ids))
+
+
+@needs_stream
+@examples(50)
+@given(documents(allow_broken=False))
+def test_section_result_over_a_caller_element_matches_reference(data):
+    # SectionResult also wraps an ElementTree element built elsewhere (as OutputFileParser
+    # does); it must read it exactly as the reference does.
+    try:
+        root = ET.fromstring(data)
+    except ET.ParseError:
+        return
+    for element in root.iter("SectionConcreteCheckResult"):
+        assert_same(
+            read_all(RcsOutputFileParser.SectionResult(7, element)),
+            read_all(OracleStreamParser.SectionResult(7, element)),
+        )
+
+
+# Any text XML can carry (no surrogates, controls or non-characters), and the odd numbers.
+texts = st.one_of(
+    st.text(
+        st.characters(exclude_categories=("Cs", "Cc", "Cn")) | st.sampled_from("\t\n\r "),
+        max_size=12,
+    ),
+    st.sampled_from(ODD_NUMBERS + BAD_NUMBERS),
+)
+
+
+@needs_stream
+@examples(100)
+@given(st.lists(texts, min_size=7, max_size=7), st.sampled_from(["utf-16", "utf-8"]))
+def test_any_leaf_text_is_converted_or_refused_as_the_reference_does(values, encoding):
+    section_id, number, verdict, stress, type_check, check, result_type = values
+    shear = Node(
+        "ConcreteCheckResultBase",
+        children=[leaf(k, number) for k in ("Ved", "Vrd", "Vrdc", "Vrdmax", "Vrdr", "Vrds")]
+        + [leaf("CheckValue", "1"), leaf("Result", verdict)],
+    )
+    limitation = Node(
+        "ConcreteCheckResultBase",
+        children=[
+            leaf("Check", "StressLimitationLong"),
+            leaf("TypeCheck", type_check),
+            leaf("Stress", stress),
+            leaf("CheckValue", "0.5"),
+            leaf("Result", verdict),
+        ],
+    )
+    crack = Node(
+        "ConcreteCheckResultBase",
+        children=[leaf("Check", check)]
+        + [leaf(k, "2") for k in ("N", "My", "Mz", "W", "Wlim", "CheckValue", "Result")],
+    )
+    extreme = Node(
+        "ConcreteCheckResults",
+        children=[
+            Node(
+                "CheckResults",
+                children=[
+                    family("Shear", shear),
+                    family("StressLimitation", limitation),
+                    family("CrackWidth", crack),
+                    family(result_type, shear),
+                ],
+            )
+        ],
+    )
+    data = render(result_root([section_node(section_id, [extreme])]), encoding=encoding)
+    assert_same(scan(RcsOutputFileParser, data, 0), scan(OracleStreamParser, data, 0))
+
+
+@needs_stream
+@examples(150)
+@given(
+    st.lists(st.lists(path_trees, max_size=3), min_size=1, max_size=3),
+    st.sampled_from(["Capacity", "Shear", "CrackWidth", "StressLimitation", "Fatigue", "X"]),
+    st.lists(path_trees, max_size=4),
+)
+def test_paths_select_what_elementtree_selects(extremes, result_type, items):
+    # Random nesting and mixed content over the tags and texts that the readers' paths name.
+    check = Node("ConcreteCheckResultBase", children=items)
+    extremes[0].append(Node("Wrapper", children=[family(result_type, check)]))
+    section = section_node("1", [Node("E", children=trees) for trees in extremes])
+    data = render(result_root([section]), encoding="utf-8")
+    assert_same(scan(RcsOutputFileParser, data, 0), scan(OracleStreamParser, data, 0))
+    element = ET.fromstring(data)[0]
+    assert_same(
+        read_all(RcsOutputFileParser.SectionResult(1, element)),
+        read_all(OracleStreamParser.SectionResult(1, element)),
+    )
+
+
+# -- fixed documents for the cases that generation reaches only by luck --
+
+
+def shear_only_in_second_of_three():
+    values = [leaf(k, "1.5") for k in ("Ved", "Vrd", "Vrdc", "Vrdmax", "Vrdr", "Vrds")]
+    item = Node(
+        "ConcreteCheckResultBase",
+        children=[leaf("CheckValue", "0.5"), leaf("Result", "OK"), *values],
+    )
+    extremes = [
+        Node("ConcreteCheckResults"),
+        Node(
+            "ConcreteCheckResults",
+            children=[Node("CheckResults", children=[family("Shear", item)])],
+        ),
+        Node("Other"),
+    ]
+    return render(result_root([section_node(" 12 ", extremes)]))
+
+
+def fixed_documents():
+    sample = open(SAMPLE, "rb").read()
+    utf8 = sample.decode("utf-16").replace('encoding="utf-16"', 'encoding="utf-8"').encode()
+    section = "<SectionConcreteCheckResult><SectionId>1</SectionId></SectionConcreteCheckResult>"
+    return {
+        "sample": sample,
+        "sample as UTF-8": utf8,
+        "generated, as RCS writes": sample_document(sections=3, extremes=2),
+        "shear only in the second of three extremes": shear_only_in_second_of_three(),
+        "no sections": render(result_root([])),
+        "duplicate ids": render(
+            result_root([section_node("3", []), section_node("3", [Node("X")])])
+        ),
+        "section without SectionId": render(result_root([Node("SectionConcreteCheckResult")])),
+        "SectionId 3.0": render(result_root([section_node("3.0", [])])),
+        "empty": b"",
+        "not XML": b"this is not XML",
+        "cut short": sample[: len(sample) // 2],
+        "UTF-8 bytes declared UTF-16": utf8.replace(b'encoding="utf-8"', b'encoding="utf-16"'),
+        "UTF-16 without BOM": '<?xml version="1.0" encoding="utf-16"?><A/>'.encode("utf-16-le"),
+        "BOM without declaration": b"\xff\xfe" + section.encode("utf-16-le"),
+        "declared windows-1250": (
+            '<?xml version="1.0" encoding="windows-1250"?><A>' + section + "<B>\u0161</B></A>"
+        ).encode("cp1250"),
+        "default namespace": f'<A xmlns="urn:x">{section}</A>'.encode(),
+        "prefixed names": (
+            b'<A xmlns:p="urn:p"><p:SectionConcreteCheckResult><SectionId>1</SectionId>'
+            b'</p:SectionConcreteCheckResult><SectionConcreteCheckResult p:a="1">'
+            b"<p:SectionId>2</p:SectionId><SectionId>3</SectionId></SectionConcreteCheckResult></A>"
+        ),
+        "SectionId with a child": b"<A><SectionConcreteCheckResult><SectionId>1<x/>2</SectionId>"
+        b"</SectionConcreteCheckResult></A>",
+        "character reference to NUL": b"<A><SectionConcreteCheckResult><SectionId>&#0;"
+        b"</SectionId></SectionConcreteCheckResult></A>",
+        "two root elements": f"<A>{section}</A><A/>".encode(),
+        "nested 1500 deep": f"<A>{section}".encode() + b"<d>" * 1500 + b"</d>" * 1500 + b"</A>",
+    }
+
+
+@needs_stream
+@pytest.mark.parametrize("offset", [0, 100])
+@pytest.mark.parametrize("name", list(fixed_documents()))
+def test_streaming_parser_on_fixed_documents(name, offset):
+    data = fixed_documents()[name]
+    offset = min(offset, len(data))
+    assert_same(scan(RcsOutputFileParser, data, offset), scan(OracleStreamParser, data, offset))
+    ids = candidate_ids(data) + [1, 3, True, None, "3", 3.0, 12.5]
+    assert_same(
+        lookups(RcsOutputFileParser, data, offset, ids),
+        lookups(OracleStreamParser, data, offset, ids),
+    )
+
+
+@needs_whole
+@pytest.mark.parametrize("name", list(fixed_documents()))
+def test_whole_document_parser_on_fixed_documents(name):
+    data = fixed_documents()[name]
+    ids = candidate_ids(data) + [1, 3, "3", 3.0, True]
+    assert_same(
+        whole(OutputFileParser, io.BytesIO(data), ids),
+        whole(OracleWholeParser, io.BytesIO(data), ids),
+    )
+
+
+@needs_stream
+def test_sections_collected_before_reading_are_empty_and_a_second_scan_is_complete():
+    data = sample_document(sections=3, extremes=2)
+    for parser_class in (RcsOutputFileParser, OracleStreamParser):
+        parser = parser_class(io.BytesIO(data))
+        collected = list(parser.section_results())
+        assert [s.id_ for s in collected] == [1, 2, 3]
+        assert all(s.extremes() == [] and s.capacity() == [] for s in collected)
+    native = [canon(s.extremes()) for s in RcsOutputFileParser(io.BytesIO(data)).section_results()]
+    again = RcsOutputFileParser(io.BytesIO(data))
+    list(again.section_results())
+    assert [canon(s.extremes()) for s in again.section_results()] == native
+
+
+class NoTell:
+    def read(self, size=-1):
+        return b""
+
+    def seek(self, pos, whence=0):
+        return 0
+
+
+class NoSeek:
+    def read(self, size=-1):
+        return b""
+
+    def tell(self):
+        return 0
+
+
+@needs_stream
+def test_streams_without_tell_or_seek_fail_as_the_reference_does():
+    def steps(parser_class, stream):
+        log = []
+        try:
+            parser = parser_class(stream)
+            log.append("constructed")
+            results = parser.section_results()  # nothing runs before the first item
+            log.append("generator")
+            next(results)
+        except Exception as exc:
+            log.append(error(exc))
+        return log
+
+    for stream_class in (NoTell, NoSeek):
+        native = steps(RcsOutputFileParser, stream_class())
+        assert native == steps(OracleStreamParser, stream_class())
+
+
+@needs_stream
+def test_a_real_file_is_read_from_its_start_and_left_where_it_was(tmp_path):
+    path = tmp_path / "result.xml"
+    path.write_bytes(sample_document(sections=2, extremes=1))
+    logs = []
+    for parser_class in (RcsOutputFileParser, OracleStreamParser):
+        with open(path, "rb") as stream:
+            stream.seek(100)
+            parser = parser_class(stream)
+            parser.section_results()
+            log = [stream.tell()]
+            for section in parser.section_results():
+                log.append((section.id_, canon(section.extremes())))
+            log.append(stream.tell())
+            log.append(canon(parser.section_result(2).fatigue()))
+            log.append(stream.tell())
+            logs.append(log)
+    assert logs[0] == logs[1]
+    assert logs[1][0] == logs[1][-1] == 100
+
+
+@needs_whole
+def test_whole_document_parser_without_getvalue_or_torsion_accessor():
+    for parser_class in (OutputFileParser, OracleWholeParser):
+        assert not hasattr(parser_class, "torsion_results")
+        assert not hasattr(parser_class, "interaction_results")
+    assert outcome(lambda: OutputFileParser(NoSeek())) == outcome(
+        lambda: OracleWholeParser(NoSeek())
+    )
+
+
+@needs_stream
+def test_a_subclass_section_result_is_the_one_handed_out():
+    class Native(RcsOutputFileParser):
+        class SectionResult(RcsOutputFileParser.SectionResult):
+            pass
+
+    sections = list(Native(io.BytesIO(sample_document(1, 1))).section_results())
+    assert [type(s) for s in sections] == [Native.SectionResult]
+
+
+# -- the reference itself, on the cases whose answer is written down independently --
+
+
+def test_reference_reads_documented_cases():
+    nan_stress = Node(
+        "ConcreteCheckResultBase",
+        children=[
+            leaf("Check", "StressLimitationShort"),
+            leaf("TypeCheck", "Check_7_2_2_Concrete_fck"),
+            leaf("Stress", "-nan"),
+            leaf("CheckValue", "0"),
+            leaf("Result", "Passed"),
+        ],
+    )
+    extreme = Node(
+        "E", children=[Node("CheckResults", children=[family("StressLimitation", nan_stress)])]
+    )
+    data = shear_only_in_second_of_three()
+    section = OracleStreamParser(io.BytesIO(data)).section_result(12)
+    shear = section.shear()
+    assert [s is None for s in shear] == [True, False, True]
+    assert list(shear[1]) == [
+        "Ved",
+        "Vrd",
+        "Vrdc",
+        "Vrdmax",
+        "Vrdr",
+        "Vrds",
+        "CheckValue",
+        "Result",
+    ]
+    assert shear[1]["Result"] == "OK"
+
+    [stress] = OracleStreamParser.SectionResult(
+        1, ET.fromstring(render(result_root([section_node("1", [extreme])])))[0]
+    ).stress_limitation()
+    assert stress["short"] == {"Check_7_2_2_Concrete_fck": None}
+    assert math.isnan(stress["Check_7_2_2_Concrete_fck"]["short"]["Stress"])
+    assert list(stress)[2:] == [
+        "Check_7_2_2_Concrete_fck",
+        "Check_7_2_3_Concrete_fck",
+        "Check_7_2_5_Tendons_fpk",
+        "Check_7_2_5_ReinforcementBars_fyk",
+        "Check_5_10_3_2_Tendons",
+        "Check_5_10_2_1_1_Tendons",
+    ]
+
+    with open(SAMPLE, "rb") as stream:
+        sample = OracleStreamParser(stream).section_result(1)
+    fatigue = sample.fatigue()[0]
+    assert fatigue["fatigue"]["DecisionMethod"] == "Method_6_8_7_1"
+    assert fatigue["shear"]["max"]["CheckValue"] == 0.17
+    assert fatigue["shear"]["min"]["CheckValue"] == 0.04
+
+    parser = OracleStreamParser(io.BytesIO(data))
+    with pytest.raises(ParsingError, match="^section with id '3' is not available in the"):
+        parser.section_result("3")
+    assert parser.section_result(12.0).id_ == 12
+
+
+@needs_stream
+def test_closing_the_scan_early_keeps_the_current_section_and_ends_the_scan():
+    def steps(parser_class):
+        parser = parser_class(io.BytesIO(sample_document(sections=3, extremes=1)))
+        results = parser.section_results()
+        first = next(results)
+        results.close()
+        log = [canon(first.extremes()), list(results)]
+        again = parser.section_results()
+        a, b = next(again), next(again)
+        log += [a.extremes(), canon(b.extremes())]
+        return log
+
+    native = steps(RcsOutputFileParser)
+    assert native == steps(OracleStreamParser)
+    assert native[1:3] == [[], []]
+
+
+@needs_stream
+def test_benchmark_files_read_alike(tmp_path):
+    # The benchmark's generated files must be results both readers accept, or its figures
+    # would measure error paths.
+    spec = importlib.util.spec_from_file_location(
+        "generate_results", Path(__file__).parent.parent / "bench" / "generate_results.py"
+    )
+    generator = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(generator)
+    path = tmp_path / "bench.xml"
+    generator.generate(path, 0.5, extremes=2, seed=3)
+    data = path.read_bytes()
+    native = scan(RcsOutputFileParser, data, 0)
+    assert native == scan(OracleStreamParser, data, 0)
+    sections = [entry for entry in native if entry[0] == "section"]
+    assert len(sections) > 3 and native[-len(sections) - 1] == ("end", 0)
+    assert all(outcome[0] == "ok" for _, _, reads in sections for _, outcome in reads)
+
+
+@needs_whole
+def test_whole_document_parser_lets_go_of_the_stream():
+    for parser_class in (OutputFileParser, OracleWholeParser):
+        stream = io.BytesIO(sample_document(sections=1, extremes=1))
+        stream.seek(11)
+        alive = weakref.ref(stream)
+        parser = parser_class(stream)
+        assert (stream.tell(), stream.closed) == (11, False)
+        del stream
+        gc.collect()
+        assert alive() is None
+        assert parser.section_ids == [1]
+
+
+def subclassed(stream_base, whole_base):
+    """Subclasses that replace what the parsers are built from: readers, extreme iteration,
+    the scan behind section_result, the lookup and raw conversion behind the accessors."""
+
+    class Section(stream_base.SectionResult):
+        def _iter_extreme_results(self):
+            yield from reversed(list(super()._iter_extreme_results()))
+
+        def torsion(self):
+            return [("torsion of", self.id_)] * len(super().torsion())
+
+    class Stream(stream_base):
+        SectionResult = Section
+
+        def section_results(self):
+            for section in super().section_results():
+                if section.id_ != 2:
+                    yield section
+
+    class Whole(whole_base):
+        def _section_element(self, section_id):
+            return super()._section_element(section_id + 1)
+
+        def _element_to_dict(self, e):
+            return {"<" + e.tag: [self._element_to_dict(child) for child in e] or e.text}
+
+    return Stream, Whole
+
+
+@needs_stream
+@needs_whole
+def test_what_subclasses_replace_is_used():
+    data = sample_document(sections=3, extremes=2)
+    logs = []
+    for stream_class, whole_class in (
+        subclassed(RcsOutputFileParser, OutputFileParser),
+        subclassed(OracleStreamParser, OracleWholeParser),
+    ):
+        log = scan(stream_class, data, 0) + lookups(stream_class, data, 0, [1, 2, 3])
+        log += whole(whole_class, io.BytesIO(data), [0, 1, 2])
+        logs.append(log)
+    assert_same(*logs)

@@ -1,0 +1,383 @@
+"""RcsOutputFileParser: scanning, lookup by id, stream positions and sections kept too long."""
+
+import io
+import random
+import xml.etree.ElementTree as ET
+from pathlib import Path
+
+import pytest
+from results_oracle import OracleStreamParser
+
+from marlox.errors import ParsingError
+from marlox.external.idea_rcs import RcsOutputFileParser
+
+SAMPLE = Path(__file__).parent / "data" / "rcs-result-synthetic.xml"
+
+SHEAR = (
+    "<ConcreteCheckResult><ResultType>Shear</ResultType><CheckResults>"
+    "<ConcreteCheckResultBase><Ved>1</Ved><Vrd>2</Vrd><Vrdc>3</Vrdc><Vrdmax>4</Vrdmax>"
+    "<Vrdr>5</Vrdr><Vrds>6</Vrds><CheckValue>0.5</CheckValue><Result>Passed</Result>"
+    "</ConcreteCheckResultBase></CheckResults></ConcreteCheckResult>"
+)
+
+
+def section(section_id, *extremes, extra=""):
+    body = "".join(
+        f"<ConcreteCheckResults><CheckResults>{e}</CheckResults></ConcreteCheckResults>"
+        for e in extremes
+    )
+    return (
+        f"<SectionConcreteCheckResult><SectionId>{section_id}</SectionId>{extra}"
+        f"<ExtremeResults>{body}</ExtremeResults></SectionConcreteCheckResult>"
+    )
+
+
+def document(*sections, encoding="utf-8"):
+    text = "<ArrayOfSectionConcreteCheckResult>" + "".join(sections)
+    text += "</ArrayOfSectionConcreteCheckResult>"
+    return io.BytesIO(text.encode(encoding))
+
+
+def ids(parser):
+    return [s.id_ for s in parser.section_results()]
+
+
+def test_class_documentation_and_nesting():
+    assert RcsOutputFileParser.__doc__.startswith(
+        "Parser to extract results from an IDEA-RCS output file (.xml)."
+    )
+    for family in ("capacity", "torsion", "crack width", "stress limitation", "fatigue"):
+        assert family in RcsOutputFileParser.__doc__
+    assert "open_binary()" in RcsOutputFileParser.__doc__
+    assert "BytesIO" in RcsOutputFileParser.__doc__
+    assert RcsOutputFileParser.SectionResult.__doc__ == (
+        "Parsed result section, on which specific results can be retrieved."
+    )
+    assert "Iterates through all section results." in RcsOutputFileParser.section_results.__doc__
+
+
+def test_sample_file_opened_as_a_binary_stream():
+    with open(SAMPLE, "rb") as f:
+        parser = RcsOutputFileParser(f)
+        sections = []
+        for s in parser.section_results():
+            sections.append((s.id_, s.capacity(), s.extremes()))
+        assert f.tell() == 0
+    [(section_id, capacity, extremes)] = sections
+    assert section_id == 1 and type(section_id) is int
+    assert len(capacity) == 2 == len(extremes)
+    first = capacity[0]
+    assert list(first) == ["Fu", "Fu1", "Fu2", "CheckValue", "Result"]
+    assert list(first["Fu"]) == ["N", "Qy", "Qz", "Mx", "My", "Mz"]
+    assert first["Fu2"]["N"] == -23.7
+    assert first["CheckValue"] == 0.23653434150000536
+    assert first["Result"] == "Passed"
+    assert list(extremes[0]) == [
+        "capacity",
+        "shear",
+        "torsion",
+        "interaction",
+        "crack_width",
+        "detailing",
+        "stress_limitation",
+        "fatigue",
+    ]
+
+
+def test_sections_anywhere_in_document_order_and_nothing_else():
+    text = (
+        "<root><a><SectionConcreteCheckResult><SectionId> 12 </SectionId>"
+        "</SectionConcreteCheckResult></a><SectionConcreteCheckResult><SectionId>3</SectionId>"
+        "</SectionConcreteCheckResult><b><c><SectionConcreteCheckResult><SectionId>-4</SectionId>"
+        "</SectionConcreteCheckResult></c></b><Other/></root>"
+    )
+    assert ids(RcsOutputFileParser(io.BytesIO(text.encode()))) == [12, 3, -4]
+
+
+def test_no_sections_and_missing_id():
+    parser = RcsOutputFileParser(document())
+    assert ids(parser) == []
+    with pytest.raises(ParsingError) as info:
+        parser.section_result(1)
+    assert str(info.value) == "section with id '1' is not available in the result file."
+
+
+def test_lookup_compares_with_python_equality():
+    parser = RcsOutputFileParser(document(section(1), section(3, SHEAR), section(3)))
+    found = parser.section_result(3.0)
+    assert found.id_ == 3 and len(found.shear()) == 1  # the first of the two
+    assert parser.section_result(True).id_ == 1
+    with pytest.raises(ParsingError) as info:
+        parser.section_result("3")
+    assert str(info.value) == "section with id '3' is not available in the result file."
+    with pytest.raises(ParsingError) as info:
+        parser.section_result(None)
+    assert "'None'" in str(info.value)
+
+
+def test_a_found_section_stays_complete():
+    parser = RcsOutputFileParser(document(section(1, SHEAR), section(2, SHEAR, SHEAR)))
+    first = parser.section_result(1)
+    second = parser.section_result(2)
+    assert len(first.shear()) == 1 and len(second.shear()) == 2
+    assert first.shear()[0]["Vrd"] == 2.0
+    assert first._element.find("SectionId").text == "1"
+
+
+def test_scans_start_at_zero_and_restore_the_position():
+    payload = document(section(5)).getvalue()
+    stream = io.BytesIO(payload)
+    stream.seek(100)
+    parser = RcsOutputFileParser(stream)
+    assert parser._pos == 100 and parser._file is stream
+    assert ids(parser) == [5]
+    assert stream.tell() == 100
+    assert parser.section_result(5).id_ == 5
+    assert stream.tell() == 100
+    with pytest.raises(ParsingError):
+        parser.section_result(6)
+    assert stream.tell() == 100
+    assert ids(parser) == [5]  # a second scan gives the same
+
+
+def test_the_constructor_only_asks_for_the_position():
+    class Recorder(io.BytesIO):
+        calls = []
+
+        def tell(self):
+            self.calls.append("tell")
+            return super().tell()
+
+        def read(self, size=-1):
+            self.calls.append(("read", size))
+            return super().read(size)
+
+    stream = Recorder(document(section(1)).getvalue())
+    parser = RcsOutputFileParser(stream)
+    assert stream.calls == ["tell"]
+    it = parser.section_results()
+    assert stream.calls == ["tell"]  # nothing runs before the first section is asked for
+    next(it)
+    assert stream.calls[1:] == [("read", 16 * 1024)]
+
+
+def test_an_abandoned_scan_leaves_the_stream_where_reading_stopped():
+    payload = document(*(section(i, SHEAR) for i in range(400))).getvalue()
+    assert len(payload) > 64 * 1024
+    stream = io.BytesIO(payload)
+    stream.seek(7)
+    parser = RcsOutputFileParser(stream)
+    it = parser.section_results()
+    next(it)
+    assert stream.tell() == 16 * 1024
+    del it
+    assert stream.tell() == 16 * 1024
+
+
+def test_sections_kept_past_the_next_step_are_empty():
+    parser = RcsOutputFileParser(document(section(1, SHEAR), section(2, SHEAR)))
+    kept = list(parser.section_results())
+    assert [s.id_ for s in kept] == [1, 2]
+    for s in kept:
+        assert s.shear() == [] and s.capacity() == [] and s.extremes() == []
+        assert s.fatigue() == [] and s.stress_limitation() == []
+        element = s._element
+        assert element.tag == "SectionConcreteCheckResult"
+        assert len(element) == 0 and element.text is None and element.attrib == {}
+        assert s._element is element
+    # Reading before advancing gives the results.
+    assert [len(s.shear()) for s in parser.section_results()] == [1, 1]
+
+
+def test_an_element_taken_before_advancing_is_cleared_by_the_scan():
+    parser = RcsOutputFileParser(document(section(1, SHEAR), section(2)))
+    it = parser.section_results()
+    first = next(it)
+    element = first._element
+    assert isinstance(element, ET.Element)
+    assert element.find("SectionId").text == "1"
+    assert first.shear()[0]["Ved"] == 1.0
+    next(it)
+    assert len(element) == 0 and element.text is None
+    assert first._element is element and first.shear() == []
+
+
+def test_a_changed_element_is_what_the_readers_see():
+    parser = RcsOutputFileParser(document(section(1, SHEAR, SHEAR)))
+    s = next(parser.section_results())
+    extremes = s._element.find("ExtremeResults")
+    extremes.remove(extremes[0])
+    assert len(s.shear()) == 1
+    s._element = ET.fromstring(section(9))
+    assert s.shear() == [] and s.id_ == 1
+
+
+def test_failures_while_scanning():
+    parser = RcsOutputFileParser(io.BytesIO(b"<r><SectionConcreteCheckResult/></r>"))
+    with pytest.raises(AttributeError, match="'NoneType' object has no attribute 'text'"):
+        ids(parser)
+    bad_id = "<SectionConcreteCheckResult><SectionId>x</SectionId></SectionConcreteCheckResult>"
+    with pytest.raises(ValueError, match=r"invalid literal for int\(\) with base 10: 'x'"):
+        ids(RcsOutputFileParser(io.BytesIO(bad_id.encode())))
+    empty_id = "<SectionConcreteCheckResult><SectionId/></SectionConcreteCheckResult>"
+    with pytest.raises(TypeError, match="int\\(\\) argument must be"):
+        ids(RcsOutputFileParser(io.BytesIO(empty_id.encode())))
+    with pytest.raises(ValueError):
+        ids(RcsOutputFileParser(io.BytesIO(section("3.0").encode())))
+    assert ids(RcsOutputFileParser(io.BytesIO(section("1_0").encode()))) == [10]
+
+
+def test_parse_errors_come_after_the_sections_before_them():
+    good = section(1) + section(2)
+    stream = io.BytesIO(("<r>" + good + "<broken></r>").encode())
+    parser = RcsOutputFileParser(stream)
+    it = parser.section_results()
+    assert [next(it).id_, next(it).id_] == [1, 2]
+    with pytest.raises(ET.ParseError) as info:
+        next(it)
+    assert str(info.value).startswith("mismatched tag: line 1, column ")
+    assert info.value.code == 7
+    assert info.value.position[0] == 1
+    with pytest.raises(StopIteration):
+        next(it)  # an exception ends the scan
+
+
+def test_truncated_document_fails_at_the_end():
+    data = ("<r>" + section(1)).encode()
+    with pytest.raises(ET.ParseError, match="no element found"):
+        ids(RcsOutputFileParser(io.BytesIO(data)))
+    with pytest.raises(ET.ParseError):
+        RcsOutputFileParser(io.BytesIO(data)).section_result(2)
+    assert RcsOutputFileParser(io.BytesIO(data)).section_result(1).id_ == 1
+
+
+def test_streams_without_tell_or_seek():
+    class NoTell:
+        def seek(self, pos):
+            pass
+
+    class NoSeek:
+        def tell(self):
+            return 0
+
+    with pytest.raises(AttributeError, match="'NoTell' object has no attribute 'tell'"):
+        RcsOutputFileParser(NoTell())
+    parser = RcsOutputFileParser(NoSeek())  # nothing read yet
+    with pytest.raises(AttributeError, match="'NoSeek' object has no attribute 'seek'"):
+        ids(parser)
+
+
+def test_text_streams_and_other_encodings():
+    text = "<?xml version='1.0' encoding='utf-16'?><r>" + section(4) + "</r>"
+    assert ids(RcsOutputFileParser(io.StringIO(text))) == [4]
+    assert ids(RcsOutputFileParser(io.BytesIO(text.encode("utf-16")))) == [4]
+    latin = "<?xml version='1.0' encoding='iso-8859-2'?><r>" + section(6, extra="<n>š</n>")
+    assert ids(RcsOutputFileParser(io.BytesIO((latin + "</r>").encode("iso-8859-2")))) == [6]
+
+
+def test_subclasses_choose_the_section_class():
+    class Mine(RcsOutputFileParser.SectionResult):
+        def __init__(self, id_, element):
+            super().__init__(id_, element)
+            self.seen = True
+
+    class Plain:
+        def __init__(self, id_, element):
+            self.id_ = id_
+            self.element = element
+
+    class Parser(RcsOutputFileParser):
+        SectionResult = Mine
+
+    [s] = list(Parser(document(section(1, SHEAR))).section_results())
+    assert type(s) is Mine and s.seen and s.id_ == 1
+
+    class Other(RcsOutputFileParser):
+        SectionResult = Plain
+
+    it = Other(document(section(2, SHEAR))).section_results()
+    s = next(it)
+    assert type(s) is Plain and isinstance(s.element, ET.Element)
+    assert s.element.find("SectionId").text == "2"
+    with pytest.raises(StopIteration):
+        next(it)
+    assert len(s.element) == 0  # cleared like any other section element
+
+
+def test_section_results_are_iterators_that_refuse_reentry():
+    parser = RcsOutputFileParser(document(section(1)))
+    it = parser.section_results()
+    assert iter(it) is it
+    it.close()
+    with pytest.raises(StopIteration):
+        next(it)
+
+
+def test_nested_sections_are_both_reported():
+    inner = section(2, SHEAR)
+    outer = section(1, SHEAR, extra=f"<Nested>{inner}</Nested>")
+    parser = RcsOutputFileParser(document(outer))
+    seen = []
+    for s in parser.section_results():
+        seen.append((s.id_, len(s.shear())))
+    assert seen == [(2, 1), (1, 1)]
+    outer_element = parser.section_result(1)._element
+    assert len(outer_element.find("Nested/SectionConcreteCheckResult")) == 0  # cleared inner
+
+
+def test_many_sections_in_one_scan_keep_memory_bounded():
+    body = "".join(section(i, SHEAR) for i in range(3000))
+    parser = RcsOutputFileParser(io.BytesIO(("<r>" + body + "</r>").encode()))
+    count = 0
+    for s in parser.section_results():
+        assert s.shear()[0]["Vrds"] == 6.0
+        count += 1
+    assert count == 3000
+
+
+def test_large_sections_after_many_small_ones_read_as_elementtree_does():
+    # Sections that span many reads after much that is finished: the tree drops what lies
+    # before the open section while that section is still being parsed.
+    rng = random.Random(5)
+
+    def padded(section_id, leaves):
+        pad = "".join(f'<L a="{j}" b="x{j % 7}">  {j}\n</L>\n   ' for j in range(leaves))
+        return section(section_id, SHEAR, SHEAR, extra=f'<Pad k="{section_id}">{pad}</Pad>')
+
+    parts = ['<r xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance">']
+    for i in range(120):
+        parts.append(padded(i, 20000 if i % 40 == 39 else rng.randint(0, 40)) + "\n  ")
+        if i % 50 == 7:
+            parts.append(
+                f"<Outer>{section(1000 + i, extra=f'<In>{padded(2000 + i, 50)}</In>')}</Outer>"
+            )
+    data = ("".join(parts) + "</r>").encode("utf-16")
+    native = RcsOutputFileParser(io.BytesIO(data)).section_results()
+    reference = OracleStreamParser(io.BytesIO(data)).section_results()
+    count = 0
+    inner = {}
+    for a, b in zip(native, reference, strict=True):
+        assert a.id_ == b.id_
+        assert a.shear() == b.shear()
+        assert ET.tostring(a._element) == ET.tostring(b._element)
+        assert a._element.tail == b._element.tail
+        inner[a.id_] = a._element
+        if 1000 <= a.id_ < 2000:  # an outer section holds its inner one, the same element
+            assert a._element.find(".//SectionConcreteCheckResult") is inner[a.id_ + 1000]
+        count += 1
+    assert count == 120 + 3 * 2  # three outer sections, each with one inside
+
+
+def test_section_results_speak_the_generator_protocol():
+    parser = RcsOutputFileParser(document(section(0), section(1), section(2)))
+    it = parser.section_results()
+    with pytest.raises(TypeError, match="just-started generator"):
+        it.send(1)
+    assert it.send(None).id_ == 0
+    assert it.send("ignored").id_ == 1
+    with pytest.raises(KeyError):
+        it.throw(KeyError("stop"))
+    assert list(it) == []  # the thrown exception ended the scan
+    it = parser.section_results()
+    with pytest.raises(ValueError, match="given"):
+        it.throw(ValueError, "given")

@@ -1,0 +1,179 @@
+"""OutputFileParser: construction, section ids, raw results, lookups and the lazily made tree."""
+
+import io
+import xml.etree.ElementTree as ET
+from pathlib import Path
+
+import pytest
+
+from marlox.core import File
+from marlox.errors import ParsingError
+from marlox.external.idea_rcs import OutputFileParser, RcsOutputFileParser
+
+SAMPLE = Path(__file__).parent / "data" / "rcs-result-synthetic.xml"
+
+SHEAR = (
+    "<ConcreteCheckResults><CheckResults><ConcreteCheckResult><ResultType>Shear</ResultType>"
+    "<CheckResults><ConcreteCheckResultBase><Ved>1</Ved><Vrd>2</Vrd><Vrdc>3</Vrdc>"
+    "<Vrdmax>4</Vrdmax><Vrdr>5</Vrdr><Vrds>6</Vrds><CheckValue>0.5</CheckValue>"
+    "<Result>Passed</Result></ConcreteCheckResultBase></CheckResults></ConcreteCheckResult>"
+    "</CheckResults></ConcreteCheckResults>"
+)
+
+
+def section(section_id, *extremes):
+    return (
+        f"<SectionConcreteCheckResult><SectionId>{section_id}</SectionId>"
+        f"<ExtremeResults>{''.join(extremes)}</ExtremeResults></SectionConcreteCheckResult>"
+    )
+
+
+def parser(*sections, root="ArrayOfSectionConcreteCheckResult"):
+    text = f'<{root} xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance">'
+    text += "".join(sections) + f"</{root}>"
+    return OutputFileParser(io.BytesIO(text.encode()))
+
+
+def test_documentation():
+    assert "RcsOutputFileParser" in OutputFileParser.__doc__
+    assert "raises ParsingError" in OutputFileParser.capacity_results.__doc__
+    assert not hasattr(OutputFileParser, "torsion_results")
+    assert not hasattr(OutputFileParser, "interaction_results")
+
+
+def test_sample_through_every_accessor_equals_the_streaming_parser():
+    with open(SAMPLE, "rb") as f:
+        data = f.read()
+    whole = OutputFileParser(io.BytesIO(data))
+    assert whole.section_ids == [1]
+    for section in RcsOutputFileParser(io.BytesIO(data)).section_results():
+        for accessor, reader in [
+            ("capacity_results", "capacity"),
+            ("shear_results", "shear"),
+            ("crack_width_results", "crack_width"),
+            ("detailing_results", "detailing"),
+            ("stress_limitation_results", "stress_limitation"),
+            ("fatigue_results", "fatigue"),
+        ]:
+            first = getattr(whole, accessor)(section.id_)
+            assert first == getattr(section, reader)()
+            assert repr(first) == repr(getattr(section, reader)())
+            assert first is not getattr(whole, accessor)(section.id_)
+
+
+def test_text_content_and_files():
+    text = "<r>" + section(2) + "</r>"
+    assert OutputFileParser(io.StringIO(text)).section_ids == [2]
+    assert OutputFileParser(File.from_data(text.encode())).section_ids == [2]  # getvalue(): str
+
+
+def test_section_ids_only_direct_children_duplicates_kept():
+    nested = f"<Wrapper>{section(9)}</Wrapper>"
+    p = parser(section(" 3 "), nested, section(3), section(-1))
+    assert p.section_ids == [3, 3, -1]
+    assert p._section_element(3) is p._section_element(3)
+    assert p._section_element(3) is p._root[0]
+
+
+def test_section_id_failures():
+    with pytest.raises(ValueError, match="invalid literal for int"):
+        _ = parser(section("3.0")).section_ids
+    missing = "<SectionConcreteCheckResult/>"
+    with pytest.raises(AttributeError, match="'NoneType' object has no attribute 'text'"):
+        _ = parser(missing).section_ids
+    p = parser(section(1), missing)
+    assert p.capacity_results(1) == []  # the lookup stops at the first match
+    with pytest.raises(AttributeError):
+        p.capacity_results(2)
+
+
+def test_unknown_ids_and_their_messages():
+    p = parser(section(3))
+    for wanted, shown in [(7, "7"), ("3", "3"), (3.5, "3.5"), (None, "None")]:
+        with pytest.raises(ParsingError) as info:
+            p.shear_results(wanted)
+        assert str(info.value) == f"section with id '{shown}' is not available in the result file."
+        with pytest.raises(ParsingError):
+            p._section_element(wanted)
+    assert p.shear_results(3.0) == []  # equal by value
+    empty = parser()
+    assert empty.section_ids == []
+    with pytest.raises(ParsingError):
+        empty.fatigue_results(1)
+
+
+def test_invalid_documents():
+    for content in [b"", b"not xml", b"<a>", "<a></b>", b"<a/><b/>"]:
+        with pytest.raises(ParsingError) as info:
+            OutputFileParser(
+                io.BytesIO(content) if isinstance(content, bytes) else io.StringIO(content)
+            )
+        assert str(info.value) == "Provided 'xml_file' is not a valid XML file."
+        assert isinstance(info.value.__cause__, ET.ParseError)
+        assert info.value.__suppress_context__
+    with pytest.raises(AttributeError, match="has no attribute 'getvalue'"):
+        OutputFileParser(open(SAMPLE, "rb"))  # noqa: SIM115 - the failure is the point
+    with pytest.raises(TypeError, match="a bytes-like object is required"):
+        OutputFileParser(type("V", (), {"getvalue": lambda self: 42})())
+
+
+def test_the_stream_is_only_asked_for_its_value():
+    stream = io.BytesIO(("<r>" + section(1) + "</r>").encode())
+    stream.seek(5)
+    p = OutputFileParser(stream)
+    assert stream.tell() == 5 and not stream.closed
+    assert p.section_ids == [1]
+
+
+def test_raw_results():
+    p = parser(section(1))
+    assert p.raw_results() == {
+        "ArrayOfSectionConcreteCheckResult": [
+            {"SectionConcreteCheckResult": [{"SectionId": "1"}, {"ExtremeResults": None}]}
+        ]
+    }
+    leaf_root = OutputFileParser(io.BytesIO(b"<r a='1'>text<!-- c --> more</r>"))
+    assert leaf_root.raw_results() == {"r": "text more"}
+    empty_root = OutputFileParser(io.BytesIO(b"<r/>"))
+    assert empty_root.raw_results() == {"r": None}
+    ns = OutputFileParser(io.BytesIO(b"<r xmlns='urn:x'><c>1</c><c>2</c></r>"))
+    assert ns.raw_results() == {"{urn:x}r": [{"{urn:x}c": "1"}, {"{urn:x}c": "2"}]}
+    assert p._element_to_dict(ET.fromstring("<a><b/>t</a>")) == {"a": [{"b": None}]}
+
+
+def test_the_tree_is_made_on_demand_and_then_authoritative():
+    p = parser(section(1, SHEAR), section(2, SHEAR, SHEAR))
+    element = p._section_element(2)
+    assert ET.tostring(element) == ET.tostring(ET.fromstring(section(2, SHEAR, SHEAR)))
+    element.find("ExtremeResults").remove(element.find("ExtremeResults")[0])
+    assert len(p.shear_results(2)) == 1  # the element handed out is the one read
+    element.find("SectionId").text = "20"
+    assert p.section_ids == [1, 20]
+    root = p._root
+    assert root.tag == "ArrayOfSectionConcreteCheckResult" and root[1] is element
+    assert root.attrib == {}
+    root.remove(root[0])
+    assert p.section_ids == [20]
+    assert p.raw_results()["ArrayOfSectionConcreteCheckResult"][0]["SectionConcreteCheckResult"][
+        0
+    ] == {"SectionId": "20"}
+
+
+def test_tree_equals_fromstring():
+    with open(SAMPLE, "rb") as f:
+        data = f.read()
+    p = OutputFileParser(io.BytesIO(data))
+    expected = ET.fromstring(data)
+    assert ET.tostring(p._root) == ET.tostring(expected)
+    assert p._root.attrib == expected.attrib
+    first = p._root[0]
+    assert first.tail == expected[0].tail and first.text == expected[0].text
+    attributed = p._root.find(".//ConcreteCheckResultBase")
+    xsi = "{http://www.w3.org/2001/XMLSchema-instance}type"
+    assert attributed.attrib == {xsi: "ConcreteULSCheckResultDiagramCapacityEc2"}
+
+
+def test_replacing_the_root():
+    p = parser(section(1))
+    p._root = ET.fromstring("<r>" + section(5) + "</r>")
+    assert p.section_ids == [5]

@@ -1,0 +1,174 @@
+"""Run every road through the result parsers over and over; fail if the process keeps growing.
+
+python tools/leakcheck.py [--rounds N] [--small]
+
+One round: streaming scans (all readers, elements taken and changed, sections kept past their
+step, lookups that hit and miss, a subclass of SectionResult, broken documents), whole-document
+parses (every accessor, raw results, the tree, invalid documents). After a warm-up, the resident
+size may not grow by more than a small allowance over the remaining rounds. `--small` shrinks
+the documents (for running under valgrind).
+"""
+
+from __future__ import annotations
+
+import argparse
+import gc
+import io
+import os
+import sys
+import xml.etree.ElementTree as ET
+
+from marlox.errors import ParsingError
+from marlox.external.idea_rcs import OutputFileParser, RcsOutputFileParser
+
+SHEAR = (
+    "<Ved>1</Ved><Vrd>2</Vrd><Vrdc>3</Vrdc><Vrdmax>4</Vrdmax><Vrdr>5</Vrdr><Vrds>6</Vrds>"
+    "<CheckValue>0.5</CheckValue><Result>Passed</Result>"
+)
+FORCES = "<N>0</N><Qy>1</Qy><Qz>2</Qz><Mx>3</Mx><My>4</My><Mz>5</Mz>"
+
+
+def family(result_type, *items):
+    body = "".join(
+        f'<ConcreteCheckResultBase xsi:type="T">{item}</ConcreteCheckResultBase>' for item in items
+    )
+    return (
+        f"<ConcreteCheckResult><ResultType>{result_type}</ResultType><CheckResults>{body}"
+        "</CheckResults></ConcreteCheckResult>"
+    )
+
+
+def extreme():
+    capacity = f"<Fu>{FORCES}</Fu><Fu1>{FORCES}</Fu1><Fu2/><CheckValue>1e-5</CheckValue>"
+    capacity += "<Result>Passed</Result>"
+    stress = (
+        "<Check>StressLimitationShort</Check><TypeCheck>Check_7_2_2_Concrete_fck</TypeCheck>"
+        "<Stress>NaN</Stress><CheckValue>0.1</CheckValue><Result>Passed</Result>"
+    )
+    crack = (
+        "<Check>CrackWidthLong</Check><N>0</N><My>1</My><Mz>2</Mz><W>0.1</W><Wlim>0.3</Wlim>"
+        "<CheckValue>0.33</CheckValue><Result>Passed</Result>"
+    )
+    fatigue = (
+        "<Check>Fatigue</Check><CheckValue>0.2</CheckValue><DecissionMethod>M</DecissionMethod>"
+        f"<Result>Passed</Result><InternalForceMax>{FORCES}</InternalForceMax>"
+        f"<InternalForceMin>{FORCES}</InternalForceMin>"
+    )
+    fatigue_shear = f"<Check>Shear</Check><InternalFores>{FORCES}</InternalFores>{SHEAR}"
+    families = [
+        family("Capacity", capacity),
+        family("Shear", SHEAR),
+        family("StressLimitation", stress),
+        family("CrackWidth", crack),
+        family("Detailing", "<CheckValue>0.1</CheckValue><Result>Passed</Result>"),
+        family("Fatigue", fatigue, fatigue_shear),
+    ]
+    return (
+        "<ConcreteCheckResults><CheckResults>"
+        + "".join(families)
+        + "</CheckResults></ConcreteCheckResults>"
+    )
+
+
+def document(sections: int, extremes: int) -> bytes:
+    body = "".join(
+        f"<SectionConcreteCheckResult><SectionId>{i}</SectionId><ExtremeResults>"
+        + extreme() * extremes
+        + "</ExtremeResults></SectionConcreteCheckResult>"
+        for i in range(sections)
+    )
+    text = (
+        '<?xml version="1.0" encoding="utf-16"?>'
+        '<ArrayOfSectionConcreteCheckResult xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance">'
+        + body
+        + "</ArrayOfSectionConcreteCheckResult>"
+    )
+    return text.encode("utf-16")
+
+
+class Mine(RcsOutputFileParser.SectionResult):
+    pass
+
+
+class MyParser(RcsOutputFileParser):
+    SectionResult = Mine
+
+
+def one_round(data: bytes, broken: bytes) -> None:
+    parser = RcsOutputFileParser(io.BytesIO(data))
+    kept = []
+    for index, section in enumerate(parser.section_results()):
+        section.extremes()
+        if index % 3 == 0:
+            element = section._element
+            element.find("ExtremeResults").remove(element.find("ExtremeResults")[0])
+            section.capacity()
+        kept.append(section)
+    for section in kept:
+        assert section.extremes() == []
+    parser.section_result(1).fatigue()
+    try:
+        parser.section_result(-1)
+    except ParsingError:
+        pass
+    it = parser.section_results()
+    next(it)
+    del it  # abandoned mid-scan
+    for section in MyParser(io.BytesIO(data)).section_results():
+        section.shear()
+    try:
+        for section in RcsOutputFileParser(io.BytesIO(broken)).section_results():
+            section.detailing()
+    except ET.ParseError:
+        pass
+
+    whole = OutputFileParser(io.BytesIO(data))
+    for section_id in whole.section_ids:
+        whole.capacity_results(section_id)
+        whole.stress_limitation_results(section_id)
+        whole.fatigue_results(section_id)
+    whole.raw_results()
+    whole._section_element(0)
+    assert whole._root is whole._root
+    whole.crack_width_results(1)
+    try:
+        OutputFileParser(io.BytesIO(broken))
+    except ParsingError:
+        pass
+    standalone = RcsOutputFileParser.SectionResult(1, ET.fromstring(data))
+    standalone.extremes()
+
+
+def resident_mb() -> float:
+    with open("/proc/self/statm") as f:
+        pages = int(f.read().split()[1])
+    return pages * os.sysconf("SC_PAGE_SIZE") / 2**20
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--rounds", type=int, default=30)
+    parser.add_argument("--small", action="store_true", help="small documents (for valgrind)")
+    args = parser.parse_args()
+    sections, extremes = (3, 2) if args.small else (40, 5)
+    data = document(sections, extremes)
+    broken = data[: len(data) * 2 // 3]
+    warmup = max(1, args.rounds // 3)
+    for _ in range(warmup):
+        one_round(data, broken)
+    gc.collect()
+    start = resident_mb()
+    for _ in range(args.rounds - warmup):
+        one_round(data, broken)
+    gc.collect()
+    grown = resident_mb() - start
+    allowance = 2.0 + len(data) / 2**20
+    print(
+        f"{args.rounds - warmup} rounds over {len(data) / 1e6:.1f} MB: resident size grew by "
+        f"{grown:.2f} MiB (allowed {allowance:.2f})"
+    )
+    return 0 if args.small or grown <= allowance else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
