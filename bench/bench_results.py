@@ -207,6 +207,10 @@ def main(argv=None):
     parser.add_argument("--small-mb", type=float, help="small file of the RSS case (20)")
     parser.add_argument("--large-mb", type=float, help="large file of the RSS case (400)")
     parser.add_argument("--repeat", type=int, help="runs per case, best kept (default 3)")
+    parser.add_argument(
+        "--only",
+        help="comma-separated comparisons to run: extremes, rss, threads, whole (default all)",
+    )
     parser.add_argument("--child", nargs="+", help=argparse.SUPPRESS)
     args = parser.parse_args(argv)
     if args.child:
@@ -223,11 +227,28 @@ def main(argv=None):
     small = ensure(out / f"results-{small_mb:g}mb.xml", small_mb, 0)
     large = ensure(out / f"results-{large_mb:g}mb.xml", large_mb, 0)
 
+    groups = set((args.only or "extremes,rss,threads,whole").split(","))
     native = native_available()
     print(f"python {sys.version.split()[0]}, {os.cpu_count()} cores, best of {repeat}")
+    print("load average at start: {:.2f} {:.2f} {:.2f}".format(*os.getloadavg()))
     if not native:
         print("native parsers not available: native cases skipped")
+    run_groups(groups, native, repeat, mb, small_mb, large_mb, main_a, main_b, small, large)
+    print("\nload average at end: {:.2f} {:.2f} {:.2f}".format(*os.getloadavg()))
 
+
+def run_groups(groups, native, repeat, mb, small_mb, large_mb, main_a, main_b, small, large):
+    if "extremes" in groups:
+        extremes_group(native, repeat, mb, main_a)
+    if native and "rss" in groups:
+        rss_group(small_mb, large_mb, small, large)
+    if native and "threads" in groups:
+        threads_group(repeat, main_a, main_b)
+    if "whole" in groups:
+        whole_group(native, repeat, mb, main_a)
+
+
+def extremes_group(native, repeat, mb, main_a):
     print(f"\nRcsOutputFileParser, extremes() on every section ({mb:g} MB UTF-16):")
     specs = {
         "expat, no handlers (floor)": ("floor", "-", [main_a]),
@@ -242,46 +263,52 @@ def main(argv=None):
         ratio("native / floor", runs["native"], runs["expat, no handlers (floor)"], 0.75)
         ratio("native / ElementTree reference", runs["native"], runs["ElementTree reference"], 7)
 
-        print("\nPeak RSS of the same scan, small file against large file:")
-        runs = measure(
-            {
-                f"native, {small_mb:g} MB": ("extremes", "native", [small]),
-                f"native, {large_mb:g} MB": ("extremes", "native", [large]),
-            },
-            1,
-        )
-        for label, run in runs.items():
-            show(label, run)
-        rss_small, rss_large = runs.values()
-        if "error" not in rss_small and "error" not in rss_large:
-            growth = (rss_large["peak"] - rss_small["peak"]) / MIB
-            verdict = "met" if growth <= 5 else "NOT met"
-            print(f"  {'growth of peak RSS':<58} {growth:6.2f} MiB  (target <= 5: {verdict})")
 
-        print("\nTwo files in two threads against one file in one thread:")
-        runs = measure(
-            {
-                "one thread, one file": ("extremes", "native", [main_a]),
-                "two threads, two files": ("extremes", "native", [main_a, main_b]),
-                "one thread, sections only": ("scan", "native", [main_a]),
-                "two threads, sections only": ("scan", "native", [main_a, main_b]),
-            },
-            repeat,
-        )
-        for label, run in runs.items():
-            show(label, run)
-        ratio(
-            "throughput, two threads / one",
-            runs["two threads, two files"],
-            runs["one thread, one file"],
-            1.7,
-        )
-        ratio(
-            "the same without reading the sections",
-            runs["two threads, sections only"],
-            runs["one thread, sections only"],
-        )
+def rss_group(small_mb, large_mb, small, large):
+    print("\nPeak RSS of the same scan, small file against large file:")
+    runs = measure(
+        {
+            f"native, {small_mb:g} MB": ("extremes", "native", [small]),
+            f"native, {large_mb:g} MB": ("extremes", "native", [large]),
+        },
+        1,
+    )
+    for label, run in runs.items():
+        show(label, run)
+    rss_small, rss_large = runs.values()
+    if "error" not in rss_small and "error" not in rss_large:
+        growth = (rss_large["peak"] - rss_small["peak"]) / MIB
+        verdict = "met" if growth <= 5 else "NOT met"
+        print(f"  {'growth of peak RSS':<58} {growth:6.2f} MiB  (target <= 5: {verdict})")
 
+
+def threads_group(repeat, main_a, main_b):
+    print("\nTwo files in two threads against one file in one thread:")
+    runs = measure(
+        {
+            "one thread, one file": ("extremes", "native", [main_a]),
+            "two threads, two files": ("extremes", "native", [main_a, main_b]),
+            "one thread, sections only": ("scan", "native", [main_a]),
+            "two threads, sections only": ("scan", "native", [main_a, main_b]),
+        },
+        repeat,
+    )
+    for label, run in runs.items():
+        show(label, run)
+    ratio(
+        "throughput, two threads / one",
+        runs["two threads, two files"],
+        runs["one thread, one file"],
+        1.7,
+    )
+    ratio(
+        "the same without reading the sections",
+        runs["two threads, sections only"],
+        runs["one thread, sections only"],
+    )
+
+
+def whole_group(native, repeat, mb, main_a):
     print(f"\nOutputFileParser, construction + six accessors on every section ({mb:g} MB):")
     specs = {"ElementTree road": ("whole", "oracle", [main_a])}
     if native:
