@@ -1,12 +1,13 @@
-"""Run every road through the result parsers over and over; fail if the process keeps growing.
+"""Run every road through the compiled modules over and over; fail if the process keeps growing.
 
 python tools/leakcheck.py [--rounds N] [--small]
 
 One round: streaming scans (all readers, elements taken and changed, sections kept past their
 step, lookups that hit and miss, a subclass of SectionResult, broken documents), whole-document
-parses (every accessor, raw results, the tree, invalid documents). After a warm-up, the resident
-size may not grow by more than a small allowance over the remaining rounds. `--small` shrinks
-the documents (for running under valgrind).
+parses (every accessor, raw results, the tree, invalid documents), and models built through
+both builders, refused arguments included, serialised and written as input XML. After a
+warm-up, the resident size may not grow by more than a small allowance over the remaining
+rounds. `--small` shrinks the documents (for running under valgrind).
 """
 
 from __future__ import annotations
@@ -14,12 +15,21 @@ from __future__ import annotations
 import argparse
 import gc
 import io
+import json
 import os
 import sys
 import xml.etree.ElementTree as ET
 
 from marlox.errors import ParsingError
-from marlox.external.idea_rcs import OutputFileParser, RcsOutputFileParser
+from marlox.external.idea_rcs import (
+    GeneralShape,
+    Model,
+    OpenModel,
+    OutputFileParser,
+    RcsOutputFileParser,
+    RectSection,
+)
+from marlox.external.idea_rcs import objects as o
 
 SHEAR = (
     "<Ved>1</Ved><Vrd>2</Vrd><Vrdc>3</Vrdc><Vrdmax>4</Vrdmax><Vrdr>5</Vrdr><Vrds>6</Vrds>"
@@ -137,6 +147,55 @@ def one_round(data: bytes, broken: bytes) -> None:
         pass
     standalone = RcsOutputFileParser.SectionResult(1, ET.fromstring(data))
     standalone.extremes()
+    for _ in range(20):
+        model_round()
+
+
+def model_round() -> None:
+    model = Model()
+    concrete = model.create_concrete_material(o.ConcreteMaterial.C30_37)
+    steel = model.create_reinforcement_material(o.ReinforcementMaterial.B_500B)
+    for shape in (
+        RectSection(0.3, 0.5),
+        GeneralShape(
+            [(0, 0), (1, 0), ((0, 1), (0.7, 0.7))], [[(0.1, 0.1), (0.2, 0.1), (0.1, 0.2)]]
+        ),
+    ):
+        beam = model.create_beam(shape, concrete, relative_humidity=70)
+        beam.create_bar_layer(
+            origin=(-0.1, -0.2), diameter=0.02, material=steel, number_of_bars=8, delta_y=0.2
+        )
+        beam.create_stirrup(
+            [(0, 0), (0.2, 0), ((0.2, 0.4), (0.3, 0.2)), (0, 0)], 0.008, steel, 0.15
+        )
+        forces = o.LoadingULS(o.InternalForces(my=1e5))
+        beam.create_extreme(fundamental=forces, fatigue=o.FatigueLoading(forces, forces))
+        for bad in ({"number_of_bars": 1}, {"diameter": -1.0}, {"origin": "here"}):
+            try:
+                beam.create_bar_layer(
+                    **{
+                        "origin": (0, 0),
+                        "diameter": 0.01,
+                        "material": steel,
+                        "number_of_bars": 3,
+                        **bad,
+                    }
+                )
+            except (TypeError, ValueError):
+                pass
+    document = json.dumps(model._serialize()).encode()
+    o._write_input_xml(document)
+    try:
+        o._write_input_xml(document.replace(b'"Rect"', b'"Oval"'))
+    except ValueError:
+        pass
+    other = OpenModel(o.ProjectData(name="p"))
+    other.create_matconcrete_ec2(o.ConcreteMaterial.C20_25, e_modulus=30000)
+    try:
+        other.create_matconcrete_ec2(o.ConcreteMaterial.C20_25, e_modulus="x")
+    except TypeError:
+        pass
+    other._serialize()
 
 
 def resident_mb() -> float:
