@@ -207,16 +207,36 @@ void DomBuilder::start(const char *name, const char **atts) {
         // Stored indentation before this point goes with the earlier region.
         if (!keep_all_) std::memset(indent_valid_, 0, sizeof indent_valid_);
     }
-    // The tag is interned first: its text lives outside the arena.
+    // The tag is interned first: its text lives outside the arena. Result files repeat the
+    // same sequence of tags over and over, so the tag that followed the same previous sibling
+    // (or opened the same parent) last time is tried before the name is hashed.
     const std::size_t name_len = std::strlen(name);
-    std::uint32_t tag;
-    if (std::memchr(name, '}', name_len) != nullptr) {
-        std::string universal = "{";
-        universal.append(name, name_len);
-        tag = dom_.intern(universal);
-    } else {
-        const std::string_view plain(name, name_len);
-        tag = dom_.intern(plain, Dom::hash(plain));
+    std::uint32_t tag = kNoHint;
+    std::uint32_t *hint = nullptr;
+    if (parent_kept) {
+        const NodeId prev = last_child_.back();
+        std::vector<std::uint32_t> &table = prev == kNoNode ? first_hint_ : next_hint_;
+        const std::uint32_t key = dom_.tag(prev == kNoNode ? kept_stack_.back() : prev);
+        if (key >= table.size()) table.resize(dom_.names_.size(), kNoHint);
+        hint = &table[key];
+        if (*hint != kNoHint) {
+            // Only names without a namespace are hinted, so equal text means the same tag.
+            const std::string &known = dom_.names_[*hint];
+            if (known.size() == name_len && std::memcmp(known.data(), name, name_len) == 0) {
+                tag = *hint;
+            }
+        }
+    }
+    if (tag == kNoHint) {
+        if (std::memchr(name, '}', name_len) != nullptr) {
+            std::string universal = "{";
+            universal.append(name, name_len);
+            tag = dom_.intern(universal);
+        } else {
+            const std::string_view plain(name, name_len);
+            tag = dom_.intern(plain, Dom::hash(plain));
+            if (hint != nullptr) *hint = tag;
+        }
     }
     if (tag > Node::kTagMask) throw std::bad_alloc();
     if (dom_.nodes_.size() >= (std::size_t)INT32_MAX) throw std::bad_alloc();

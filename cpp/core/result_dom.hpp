@@ -240,6 +240,11 @@ class DomBuilder {
     std::size_t unkept_depth_ = 0;
     std::vector<NodeId> kept_stack_;
     std::vector<NodeId> last_child_;  // the last child so far of each open kept element
+    // Tag hints, by tag id: the tag of the element that last opened inside an element with
+    // that tag as its first child, or that last followed an element with that tag.
+    static constexpr std::uint32_t kNoHint = ~std::uint32_t{0};
+    std::vector<std::uint32_t> first_hint_;
+    std::vector<std::uint32_t> next_hint_;
     NodeId last_ = kLastNone;
     bool for_tail_ = false;
     // Pending character data: an arena offset, or indentation not yet stored (indent_len_ > 0:
