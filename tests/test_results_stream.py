@@ -9,7 +9,7 @@ import pytest
 from results_oracle import OracleStreamParser
 
 from marlox.errors import ParsingError
-from marlox.external.idea_rcs import RcsOutputFileParser
+from marlox.external.idea_rcs import OutputFileParser, RcsOutputFileParser
 
 SAMPLE = Path(__file__).parent / "data" / "rcs-result-synthetic.xml"
 
@@ -381,3 +381,29 @@ def test_section_results_speak_the_generator_protocol():
     it = parser.section_results()
     with pytest.raises(ValueError, match="given"):
         it.throw(ValueError, "given")
+
+
+def whitespace_texts():
+    """Texts and tails of every shape that indentation takes, and of a few it nearly takes."""
+    texts = ["\n" + " " * n for n in (0, 1, 2, 7, 8, 9, 64, 126, 127, 128, 200)]
+    texts += [" " * n for n in (1, 8, 126, 127, 128)]
+    texts += ["\r\n    ", "\n\n  ", " \n", "\t ", "  \t", "\n   x", "x\n  ", "&#10;   ", "  &#32; "]
+    texts += ["\n  <!--c-->  ", "  <?p d?>\n", "<![CDATA[\n  ]]>  ", "\n <![CDATA[ ]]>"]
+    return texts
+
+
+def test_whitespace_texts_and_tails_are_elementtrees():
+    texts = whitespace_texts()
+    leaves = "".join(f"<T>{t}<U>{t}</U>{t}</T>{t}" for t in texts)
+    # The same texts in several sections: what one section stored is not reused by the next.
+    body = "".join(section(i, SHEAR, extra=f"<W>{leaves}</W>") + texts[i] for i in range(4))
+    text = f"<ArrayOfSectionConcreteCheckResult>{body}</ArrayOfSectionConcreteCheckResult>"
+    for encoding in ("utf-8", "utf-16"):
+        data = text.encode(encoding)
+        native = RcsOutputFileParser(io.BytesIO(data)).section_results()
+        reference = OracleStreamParser(io.BytesIO(data)).section_results()
+        for a, b in zip(native, reference, strict=True):
+            assert ET.tostring(a._element) == ET.tostring(b._element)
+            assert a._element.tail == b._element.tail
+        whole = OutputFileParser(io.BytesIO(data))._root
+        assert ET.tostring(whole) == ET.tostring(ET.fromstring(data))

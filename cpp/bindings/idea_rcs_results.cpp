@@ -3,6 +3,7 @@
 #include "bindings/idea_rcs_results.hpp"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <chrono>
 #include <climits>
@@ -66,16 +67,24 @@ nb::object float_from_text(std::string_view text) {
     std::size_t b = 0, e = text.size();
     while (b < e && space(text[b])) ++b;
     while (e > b && space(text[e - 1])) --e;
+    // 2 for a digit, 1 for the other characters of a plain number, 0 for anything else.
+    static const auto kPlain = [] {
+        std::array<unsigned char, 256> t{};
+        for (int c = '0'; c <= '9'; ++c) t[(std::size_t)c] = 2;
+        for (unsigned char c : {'.', 'e', 'E', '+', '-'}) t[c] = 1;
+        return t;
+    }();
     bool plain = b < e;
-    bool digit = false;
-    for (std::size_t i = b; i < e && plain; ++i) {
-        const char c = text[i];
-        if (c >= '0' && c <= '9') {
-            digit = true;
-        } else if (c != '.' && c != 'e' && c != 'E' && c != '+' && c != '-') {
+    unsigned seen = 0;
+    for (std::size_t i = b; i < e; ++i) {
+        const unsigned k = kPlain[(unsigned char)text[i]];
+        if (k == 0) {
             plain = false;
+            break;
         }
+        seen |= k;
     }
+    const bool digit = (seen & 2) != 0;
     if (plain && digit) {
         const char *first = text.data() + b;
         const char *last = text.data() + e;
@@ -745,6 +754,7 @@ struct SectionIterator {
     bool closed_input = false;  // the final parse has run
     NodeId current = kNoNode;   // the section handed out last, cleared when resumed
     nb::object pending_error;   // a ParseError raised after the sections parsed before it
+    nb::object read_size;       // the argument of every read
 
     ~SectionIterator() {
         if (close_source && source.is_valid() && state != State::Finished) {
@@ -857,8 +867,12 @@ struct SectionIterator {
             // Nothing waits: whatever the tree still holds of earlier sections can go.
             wait_for_readers(*doc);
             doc->shift_nodes(builder.collect());
-            nb::object data =
-                steal_or_throw(PyObject_CallMethod(source.ptr(), "read", "i", 16 * 1024));
+            // source.read(16384), as iterparse reads, without a format string or a bound method
+            // per call.
+            if (!read_size.is_valid()) read_size = steal_or_throw(PyLong_FromLong(16 * 1024));
+            PyObject *args[] = {nullptr, source.ptr(), read_size.ptr()};
+            nb::object data = steal_or_throw(PyObject_VectorcallMethod(
+                interned("read"), args + 1, 2 | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr));
             if (!is_truthy(data.ptr())) {
                 closed_input = true;
                 const bool ok = feed_object(*doc, nullptr, true);

@@ -22,12 +22,6 @@ Dom::Dom() {
     for (std::uint32_t i = 0; i < kNameCount; ++i) intern(kNameTexts[i]);
 }
 
-std::uint64_t Dom::hash(std::string_view s) noexcept {
-    std::uint64_t h = 1469598103934665603ull;  // FNV-1a
-    for (unsigned char c : s) h = (h ^ c) * 1099511628211ull;
-    return h;
-}
-
 void Dom::grow_slots() {
     std::vector<std::uint32_t> slots(slots_.empty() ? 256 : slots_.size() * 2, 0);
     const std::size_t mask = slots.size() - 1;
@@ -58,13 +52,9 @@ std::uint32_t Dom::intern(std::string_view universal_name, std::uint64_t h) {
     return id;
 }
 
-std::uint64_t Dom::ref(Slice s) {
-    if (s.off >= (std::uint64_t{1} << (64 - kLengthBits))) throw std::bad_alloc();
-    if (s.len >= kLongLength) {
-        long_lengths_[s.off] = s.len;
-        return (s.off << kLengthBits) | kLongLength;
-    }
-    return (s.off << kLengthBits) | s.len;
+std::uint64_t Dom::long_ref(Slice s) {
+    long_lengths_[s.off] = s.len;
+    return (s.off << kLengthBits) | kLongLength;
 }
 
 const AttrRange *Dom::attr_range(NodeId id) const noexcept {
@@ -149,37 +139,47 @@ Slice DomBuilder::store_universal(const char *name) {
     return s;
 }
 
-std::uint64_t DomBuilder::text_ref(Slice fresh) {
-    // Indentation repeats all through a pretty-printed file: keep one copy of each length.
-    const std::size_t len = fresh.len;
-    if (len > 0 && len < kIndentCache) {
-        static const std::string spaces(kIndentCache, ' ');
-        const char *p = dom_.arena_.data() + fresh.off;
-        const int kind = p[0] == '\n' ? 0 : 1;
-        const std::size_t skip = (std::size_t)(1 - kind);
-        if (std::memcmp(p + skip, spaces.data(), len - skip) == 0) {
-            if (indent_valid_[kind][len]) {
-                dom_.arena_.resize(fresh.off);  // the new copy is the arena's last piece
-                return indent_[kind][len];
-            }
-            const std::uint64_t r = dom_.ref(fresh);
-            indent_[kind][len] = r;
-            indent_valid_[kind][len] = true;
-            return r;
-        }
+void DomBuilder::spill_indent() {
+    std::string &arena = dom_.arena_;
+    const std::uint64_t off = arena.size();
+    if (indent_kind_ == 0) {
+        arena.push_back('\n');
+        arena.append(indent_len_ - 1, ' ');
+    } else {
+        arena.append(indent_len_, ' ');
     }
-    return dom_.ref(fresh);
+    pending_ = off;
+    indent_len_ = 0;
 }
 
-void DomBuilder::flush() {
-    if (pending_ == kNoPending) return;
+void DomBuilder::flush_pending() {
+    if (indent_len_ > 0) {
+        Node &n = dom_.nodes_[(std::size_t)last_];
+        std::uint64_t &dest = for_tail_ ? n.tail : n.text;
+        if (dest == Node::kNoText) {
+            // Indentation repeats all through a pretty-printed file: one copy of each length.
+            const int kind = indent_kind_;
+            const std::size_t len = indent_len_;
+            if (!indent_valid_[kind][len]) {
+                spill_indent();
+                const std::uint64_t r = dom_.ref(Slice{pending_, len});
+                pending_ = kNoPending;
+                indent_[kind][len] = r;
+                indent_valid_[kind][len] = true;
+            }
+            dest = indent_[kind][len];
+            indent_len_ = 0;
+            return;
+        }
+        spill_indent();
+    }
     std::string &arena = dom_.arena_;
     const Slice fresh{pending_, arena.size() - pending_};
     pending_ = kNoPending;
     Node &n = dom_.nodes_[(std::size_t)last_];
     std::uint64_t &dest = for_tail_ ? n.tail : n.text;
     if (dest == Node::kNoText) {
-        dest = text_ref(fresh);
+        dest = dom_.ref(fresh);
         return;
     }
     // Text already there (only after something set it before): concatenate, as TreeBuilder does.
@@ -207,23 +207,36 @@ void DomBuilder::start(const char *name, const char **atts) {
         // Stored indentation before this point goes with the earlier region.
         if (!keep_all_) std::memset(indent_valid_, 0, sizeof indent_valid_);
     }
-    // The tag is interned first: its text lives outside the arena. One pass finds the length,
-    // a namespace separator and the hash (FNV-1a, as Dom::hash).
-    std::uint64_t h = 1469598103934665603ull;
-    bool namespaced = false;
-    const char *end = name;
-    for (; *end != '\0'; ++end) {
-        namespaced |= *end == '}';
-        h = (h ^ (unsigned char)*end) * 1099511628211ull;
+    // The tag is interned first: its text lives outside the arena. Result files repeat the
+    // same sequence of tags over and over, so the tag that followed the same previous sibling
+    // (or opened the same parent) last time is tried before the name is hashed.
+    const std::size_t name_len = std::strlen(name);
+    std::uint32_t tag = kNoHint;
+    std::uint32_t *hint = nullptr;
+    if (parent_kept) {
+        const NodeId prev = last_child_.back();
+        std::vector<std::uint32_t> &table = prev == kNoNode ? first_hint_ : next_hint_;
+        const std::uint32_t key = dom_.tag(prev == kNoNode ? kept_stack_.back() : prev);
+        if (key >= table.size()) table.resize(dom_.names_.size(), kNoHint);
+        hint = &table[key];
+        if (*hint != kNoHint) {
+            // Only names without a namespace are hinted, so equal text means the same tag.
+            const std::string &known = dom_.names_[*hint];
+            if (known.size() == name_len && std::memcmp(known.data(), name, name_len) == 0) {
+                tag = *hint;
+            }
+        }
     }
-    const std::size_t name_len = (std::size_t)(end - name);
-    std::uint32_t tag;
-    if (namespaced) {
-        std::string universal = "{";
-        universal.append(name, name_len);
-        tag = dom_.intern(universal);
-    } else {
-        tag = dom_.intern(std::string_view(name, name_len), h);
+    if (tag == kNoHint) {
+        if (std::memchr(name, '}', name_len) != nullptr) {
+            std::string universal = "{";
+            universal.append(name, name_len);
+            tag = dom_.intern(universal);
+        } else {
+            const std::string_view plain(name, name_len);
+            tag = dom_.intern(plain, Dom::hash(plain));
+            if (hint != nullptr) *hint = tag;
+        }
     }
     if (tag > Node::kTagMask) throw std::bad_alloc();
     if (dom_.nodes_.size() >= (std::size_t)INT32_MAX) throw std::bad_alloc();
@@ -243,8 +256,9 @@ void DomBuilder::start(const char *name, const char **atts) {
         }
         dom_.attr_index_.push_back(range);
     }
-    kept_stack_.reserve(kept_stack_.size() + 1);
-    last_child_.reserve(last_child_.size() + 1);
+    // Room first, so that a failure leaves the stacks and the nodes consistent.
+    if (kept_stack_.size() == kept_stack_.capacity()) kept_stack_.reserve(kept_stack_.size() + 64);
+    if (last_child_.size() == last_child_.capacity()) last_child_.reserve(last_child_.size() + 64);
     dom_.nodes_.push_back(n);
     if (parent_kept) {
         NodeId &prev = last_child_.back();
@@ -286,12 +300,6 @@ void DomBuilder::end() {
     }
 }
 
-void DomBuilder::data(const char *s, int len) {
-    if (last_ < 0) return;  // before the first element, or text of an element not kept
-    if (pending_ == kNoPending) pending_ = dom_.arena_.size();
-    dom_.arena_.append(s, (std::size_t)len);
-}
-
 void DomBuilder::clear(NodeId id) noexcept {
     Node &n = dom_.nodes_[(std::size_t)id];
     n.first_child = kNoNode;
@@ -313,6 +321,7 @@ NodeId DomBuilder::collect() noexcept {
         dom_.arena_.clear();
         dom_.long_lengths_.clear();
         pending_ = kNoPending;
+        indent_len_ = 0;
         if (last_ >= 0) last_ = kLastUnkept;
         region_attr_ = region_attr_index_ = region_arena_ = 0;
         std::memset(indent_valid_, 0, sizeof indent_valid_);

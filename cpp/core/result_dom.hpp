@@ -7,8 +7,10 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <deque>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -115,11 +117,36 @@ class Dom {
         if (len == kLongLength) len = long_lengths_.find(off)->second;
         return Slice{off, len};
     }
-    std::uint64_t ref(Slice s);  // may throw std::bad_alloc
+    // May throw std::bad_alloc.
+    std::uint64_t ref(Slice s) {
+        if (s.off >= (std::uint64_t{1} << (64 - kLengthBits))) throw std::bad_alloc();
+        if (s.len >= kLongLength) return long_ref(s);
+        return (s.off << kLengthBits) | s.len;
+    }
+    std::uint64_t long_ref(Slice s);
     const AttrRange *attr_range(NodeId id) const noexcept;
     std::uint32_t intern(std::string_view universal_name);
     std::uint32_t intern(std::string_view universal_name, std::uint64_t hash);
-    static std::uint64_t hash(std::string_view s) noexcept;
+    // A word at a time: tag names are hashed at every start tag.
+    static std::uint64_t hash(std::string_view s) noexcept {
+        constexpr std::uint64_t kMul = 0xff51afd7ed558ccdull;
+        const char *p = s.data();
+        std::size_t n = s.size();
+        std::uint64_t h = (std::uint64_t)n * 0x9e3779b97f4a7c15ull;
+        std::uint64_t w;
+        for (; n >= 8; p += 8, n -= 8) {
+            std::memcpy(&w, p, 8);
+            h = (h ^ w) * kMul;
+            h ^= h >> 32;
+        }
+        if (n > 0) {
+            w = 0;
+            for (std::size_t i = 0; i < n; ++i) w |= (std::uint64_t)(unsigned char)p[i] << (8 * i);
+            h = (h ^ w) * kMul;
+            h ^= h >> 32;
+        }
+        return h ^ (h >> 29);
+    }
     void grow_slots();
 
     std::vector<Node> nodes_;
@@ -141,9 +168,33 @@ class DomBuilder {
 
     void start(const char *name, const char **atts);
     void end();
-    void data(const char *s, int len);
+    void data(const char *s, int len) {
+        if (last_ < 0) return;  // before the first element, or text of an element not kept
+        if (pending_ == kNoPending) {
+            // Indentation is only counted while it lasts: most of it never reaches the arena.
+            if (indent_len_ == 0 && len > 0 && len < (int)kIndentCache) {
+                const int kind = s[0] == '\n' ? 0 : 1;
+                if (all_spaces(s + (1 - kind), (std::size_t)len - (std::size_t)(1 - kind))) {
+                    indent_kind_ = kind;
+                    indent_len_ = (std::size_t)len;
+                    return;
+                }
+            } else if (indent_len_ > 0) {
+                if (indent_len_ + (std::size_t)len < kIndentCache &&
+                    all_spaces(s, (std::size_t)len)) {
+                    indent_len_ += (std::size_t)len;
+                    return;
+                }
+                spill_indent();
+            }
+            if (pending_ == kNoPending) pending_ = dom_.arena_.size();
+        }
+        dom_.arena_.append(s, (std::size_t)len);
+    }
     // Move pending character data into its element (TreeBuilder does so at every event).
-    void flush();
+    void flush() {
+        if (pending_ != kNoPending || indent_len_ > 0) flush_pending();
+    }
 
     // Sections whose end tag has been seen, oldest first (streaming mode only).
     std::deque<NodeId> &ended_sections() noexcept { return ended_; }
@@ -165,10 +216,23 @@ class DomBuilder {
     static constexpr NodeId kLastUnkept = -3;  // an element that is not kept
     static constexpr std::size_t kIndentCache = 128;
 
+    static bool all_spaces(const char *s, std::size_t len) noexcept {
+        constexpr std::uint64_t kSpaces = 0x2020202020202020ull;
+        std::uint64_t w;
+        for (; len >= 8; s += 8, len -= 8) {
+            std::memcpy(&w, s, 8);
+            if (w != kSpaces) return false;
+        }
+        for (std::size_t i = 0; i < len; ++i) {
+            if (s[i] != ' ') return false;
+        }
+        return true;
+    }
     Slice store(std::string_view text);
     Slice store_universal(const char *name);
-    // The text just flushed, stored once if it is indentation ("\n" and spaces, or spaces).
-    std::uint64_t text_ref(Slice fresh);
+    void flush_pending();
+    // Write the pending indentation into the arena: it becomes ordinary pending text.
+    void spill_indent();
 
     Dom &dom_;
     bool keep_all_;
@@ -176,9 +240,18 @@ class DomBuilder {
     std::size_t unkept_depth_ = 0;
     std::vector<NodeId> kept_stack_;
     std::vector<NodeId> last_child_;  // the last child so far of each open kept element
+    // Tag hints, by tag id: the tag of the element that last opened inside an element with
+    // that tag as its first child, or that last followed an element with that tag.
+    static constexpr std::uint32_t kNoHint = ~std::uint32_t{0};
+    std::vector<std::uint32_t> first_hint_;
+    std::vector<std::uint32_t> next_hint_;
     NodeId last_ = kLastNone;
     bool for_tail_ = false;
+    // Pending character data: an arena offset, or indentation not yet stored (indent_len_ > 0:
+    // "\n" and spaces when indent_kind_ is 0, spaces only when it is 1). Never both.
     std::uint64_t pending_ = kNoPending;
+    std::size_t indent_len_ = 0;
+    int indent_kind_ = 0;
     std::deque<NodeId> ended_;
     // Where the outermost open kept element begins in the attribute arrays and the arena.
     std::uint64_t region_attr_ = 0;
