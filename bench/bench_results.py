@@ -148,15 +148,15 @@ def run_child(case, kind, paths):
     return json.loads(proc.stdout.strip().splitlines()[-1])
 
 
-def measure(specs, repeat):
-    """Each spec (label: (case, kind, paths)) run ``repeat`` times, interleaved round by round
+def measure(cases, repeat):
+    """Each case (label: (case, kind, paths)) run ``repeat`` times, interleaved round by round
     so that the cases share the machine's ups and downs; the fastest run of each is kept."""
     best = {}
     for _ in range(repeat):
-        for label, spec in specs.items():
+        for label, arguments in cases.items():
             if "error" in best.get(label, {}):
                 continue
-            run = run_child(*spec)
+            run = run_child(*arguments)
             if "error" in run or label not in best or run["seconds"] < best[label]["seconds"]:
                 best[label] = run
     for run in best.values():
@@ -250,13 +250,13 @@ def run_groups(groups, native, repeat, mb, small_mb, large_mb, main_a, main_b, s
 
 def extremes_group(native, repeat, mb, main_a):
     print(f"\nRcsOutputFileParser, extremes() on every section ({mb:g} MB UTF-16):")
-    specs = {
+    cases = {
         "expat, no handlers (floor)": ("floor", "-", [main_a]),
         "ElementTree reference": ("extremes", "oracle", [main_a]),
     }
     if native:
-        specs["native"] = ("extremes", "native", [main_a])
-    runs = measure(specs, repeat)
+        cases["native"] = ("extremes", "native", [main_a])
+    runs = measure(cases, repeat)
     for label, run in runs.items():
         show(label, run)
     if native:
@@ -310,10 +310,10 @@ def threads_group(repeat, main_a, main_b):
 
 def whole_group(native, repeat, mb, main_a):
     print(f"\nOutputFileParser, construction + six accessors on every section ({mb:g} MB):")
-    specs = {"ElementTree road": ("whole", "oracle", [main_a])}
+    cases = {"ElementTree road": ("whole", "oracle", [main_a])}
     if native:
-        specs["native"] = ("whole", "native", [main_a])
-    runs = measure(specs, repeat)
+        cases["native"] = ("whole", "native", [main_a])
+    runs = measure(cases, repeat)
     for label, run in runs.items():
         show(label, run)
     if native:

@@ -564,11 +564,11 @@ def test_closing_the_scan_early_keeps_the_current_section_and_ends_the_scan():
 def test_benchmark_files_read_alike(tmp_path):
     # The benchmark's generated files must be results both readers accept, or its figures
     # would measure error paths.
-    spec = importlib.util.spec_from_file_location(
+    found = importlib.util.spec_from_file_location(
         "generate_results", Path(__file__).parent.parent / "bench" / "generate_results.py"
     )
-    generator = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(generator)
+    generator = importlib.util.module_from_spec(found)
+    found.loader.exec_module(generator)
     path = tmp_path / "bench.xml"
     generator.generate(path, 0.5, extremes=2, seed=3)
     data = path.read_bytes()
