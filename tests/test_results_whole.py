@@ -34,13 +34,6 @@ def parser(*sections, root="ArrayOfSectionConcreteCheckResult"):
     return OutputFileParser(io.BytesIO(text.encode()))
 
 
-def test_documentation():
-    assert "RcsOutputFileParser" in OutputFileParser.__doc__
-    assert "raises ParsingError" in OutputFileParser.capacity_results.__doc__
-    assert not hasattr(OutputFileParser, "torsion_results")
-    assert not hasattr(OutputFileParser, "interaction_results")
-
-
 def test_sample_through_every_accessor_equals_the_streaming_parser():
     with open(SAMPLE, "rb") as f:
         data = f.read()
@@ -73,56 +66,6 @@ def test_section_ids_only_direct_children_duplicates_kept():
     assert p.section_ids == [3, 3, -1]
     assert p._section_element(3) is p._section_element(3)
     assert p._section_element(3) is p._root[0]
-
-
-def test_section_id_failures():
-    with pytest.raises(ValueError, match="invalid literal for int"):
-        _ = parser(section("3.0")).section_ids
-    missing = "<SectionConcreteCheckResult/>"
-    with pytest.raises(AttributeError, match="'NoneType' object has no attribute 'text'"):
-        _ = parser(missing).section_ids
-    p = parser(section(1), missing)
-    assert p.capacity_results(1) == []  # the lookup stops at the first match
-    with pytest.raises(AttributeError):
-        p.capacity_results(2)
-
-
-def test_unknown_ids_and_their_messages():
-    p = parser(section(3))
-    for wanted, shown in [(7, "7"), ("3", "3"), (3.5, "3.5"), (None, "None")]:
-        with pytest.raises(ParsingError) as info:
-            p.shear_results(wanted)
-        assert str(info.value) == f"section with id '{shown}' is not available in the result file."
-        with pytest.raises(ParsingError):
-            p._section_element(wanted)
-    assert p.shear_results(3.0) == []  # equal by value
-    empty = parser()
-    assert empty.section_ids == []
-    with pytest.raises(ParsingError):
-        empty.fatigue_results(1)
-
-
-def test_invalid_documents():
-    for content in [b"", b"not xml", b"<a>", "<a></b>", b"<a/><b/>"]:
-        with pytest.raises(ParsingError) as info:
-            OutputFileParser(
-                io.BytesIO(content) if isinstance(content, bytes) else io.StringIO(content)
-            )
-        assert str(info.value) == "Provided 'xml_file' is not a valid XML file."
-        assert isinstance(info.value.__cause__, ET.ParseError)
-        assert info.value.__suppress_context__
-    with pytest.raises(AttributeError, match="has no attribute 'getvalue'"):
-        OutputFileParser(open(SAMPLE, "rb"))  # noqa: SIM115 - the failure is the point
-    with pytest.raises(TypeError, match="a bytes-like object is required"):
-        OutputFileParser(type("V", (), {"getvalue": lambda self: 42})())
-
-
-def test_the_stream_is_only_asked_for_its_value():
-    stream = io.BytesIO(("<r>" + section(1) + "</r>").encode())
-    stream.seek(5)
-    p = OutputFileParser(stream)
-    assert stream.tell() == 5 and not stream.closed
-    assert p.section_ids == [1]
 
 
 def test_raw_results():
@@ -177,3 +120,20 @@ def test_replacing_the_root():
     p = parser(section(1))
     p._root = ET.fromstring("<r>" + section(5) + "</r>")
     assert p.section_ids == [5]
+
+
+def test_invalid_documents_hide_the_context_and_a_non_bytes_value_is_refused():
+    with pytest.raises(
+        ParsingError, match="^Provided 'xml_file' is not a valid XML file.$"
+    ) as info:
+        OutputFileParser(io.StringIO("<a></b>"))
+    assert isinstance(info.value.__cause__, ET.ParseError) and info.value.__suppress_context__
+    with pytest.raises(TypeError, match="a bytes-like object is required"):
+        OutputFileParser(type("V", (), {"getvalue": lambda self: 42})())
+
+
+def test_a_lookup_stops_at_the_first_match():
+    p = parser(section(1), "<SectionConcreteCheckResult/>")
+    assert p.capacity_results(1) == []
+    with pytest.raises(AttributeError):
+        p.capacity_results(2)
