@@ -71,40 +71,31 @@ def failure(call):
         return (type(e), str(e), getattr(e, "code", None), getattr(e, "position", None))
 
 
-def reference_stream(data):
-    found = []
+def scan_until_failure(sections):
+    """The ids handed out before any failure, and the failure as failure() gives it."""
+    seen = []
+    try:
+        for section_id in sections:
+            seen.append(section_id)
+    except Exception as e:  # noqa: BLE001 - the exception is the result compared
+        return seen, (type(e), str(e), getattr(e, "code", None), getattr(e, "position", None))
+    return seen, None
+
+
+def reference_ids(data):
     for _event, element in ET.iterparse(io.BytesIO(data), events=("end",)):
         if element.tag == "SectionConcreteCheckResult":
-            found.append(int(element.find("SectionId").text))
-    return found
+            yield int(element.find("SectionId").text)
 
 
-def native_stream(data):
-    return [s.id_ for s in RcsOutputFileParser(io.BytesIO(data)).section_results()]
-
-
-@pytest.mark.parametrize("name", sorted(BROKEN))
-def test_streaming_failures_are_elementtrees(name):
-    data = BROKEN[name]
-    assert failure(lambda: native_stream(data)) == failure(lambda: reference_stream(data))
+def native_ids(data):
+    return (s.id_ for s in RcsOutputFileParser(io.BytesIO(data)).section_results())
 
 
 @pytest.mark.parametrize("name", sorted(BROKEN))
-def test_sections_before_the_failure_are_handed_out(name):
+def test_streaming_failures_and_the_sections_before_them_are_elementtrees(name):
     data = BROKEN[name]
-    native, reference = [], []
-    try:
-        for s in RcsOutputFileParser(io.BytesIO(data)).section_results():
-            native.append(s.id_)
-    except Exception:  # noqa: BLE001,S110 - only what came before the failure is compared
-        pass
-    try:
-        for _event, element in ET.iterparse(io.BytesIO(data), events=("end",)):
-            if element.tag == "SectionConcreteCheckResult":
-                reference.append(int(element.find("SectionId").text))
-    except Exception:  # noqa: BLE001,S110
-        pass
-    assert native == reference
+    assert scan_until_failure(native_ids(data)) == scan_until_failure(reference_ids(data))
 
 
 @pytest.mark.parametrize("name", sorted(BROKEN))
@@ -268,24 +259,6 @@ def chunk_boundary_documents():
                 yield f"{encoding}-drop-{cut}", data[:cut] + data[cut + 1 :]
 
 
-def scan_until_failure(sections):
-    """The ids handed out before any failure, and the failure as failure() gives it."""
-    seen = []
-    try:
-        for section_id in sections:
-            seen.append(section_id)
-    except Exception as e:  # noqa: BLE001 - the exception is the result compared
-        return seen, (type(e), str(e), getattr(e, "code", None), getattr(e, "position", None))
-    return seen, None
-
-
-def reference_ids(data):
-    for _event, element in ET.iterparse(io.BytesIO(data), events=("end",)):
-        if element.tag == "SectionConcreteCheckResult":
-            yield int(element.find("SectionId").text)
-
-
 def test_failures_at_read_boundaries_are_elementtrees():
     for name, data in chunk_boundary_documents():
-        native = (s.id_ for s in RcsOutputFileParser(io.BytesIO(data)).section_results())
-        assert scan_until_failure(native) == scan_until_failure(reference_ids(data)), name
+        assert scan_until_failure(native_ids(data)) == scan_until_failure(reference_ids(data)), name
