@@ -19,76 +19,27 @@ from hypothesis import strategies as st
 XSI = "http://www.w3.org/2001/XMLSchema-instance"
 XSD = "http://www.w3.org/2001/XMLSchema"
 FORCES = ("N", "Qy", "Qz", "Mx", "My", "Mz")
-STRESS_CHECKS = (
-    "Check_7_2_2_Concrete_fck",
-    "Check_7_2_3_Concrete_fck",
-    "Check_7_2_5_Tendons_fpk",
-    "Check_7_2_5_ReinforcementBars_fyk",
-    "Check_5_10_3_2_Tendons",
-    "Check_5_10_2_1_1_Tendons",
+STRESS_CHECKS = tuple(
+    "Check_7_2_2_Concrete_fck Check_7_2_3_Concrete_fck Check_7_2_5_Tendons_fpk "
+    "Check_7_2_5_ReinforcementBars_fyk Check_5_10_3_2_Tendons Check_5_10_2_1_1_Tendons".split()
 )
 RESULTS = ("Passed", "Failed", "PassedWithWarnings", "CheckIsNotNecesssary", "NotDone")
-FAMILIES = (
-    "Capacity",
-    "Shear",
-    "Torsion",
-    "Interaction",
-    "CrackWidth",
-    "StressLimitation",
-    "Detailing",
-    "Fatigue",
-    "Response",
+FAMILIES = tuple(
+    "Capacity Shear Torsion Interaction CrackWidth StressLimitation Detailing Fatigue "
+    "Response".split()
 )
 
 # Texts that float() reads, beside plain numbers: what .NET writes ("R" format, NaN, INF) and
 # what a hand-edited or foreign file may hold (padding, underscores, other digit scripts).
 ODD_NUMBERS = (
-    "-0",
-    "0",
-    "1E-05",
-    "7.386281948385884E+15",
-    "NaN",
-    "INF",
-    "-INF",
-    " 1.5 ",
-    "\t-2.25\n",
-    "1_0",
-    "1_000.5",
-    "+3",
-    ".5",
-    "5.",
-    "1e400",
-    "-1e-400",
-    "nan",
-    "-nan",
-    "inf",
-    "Infinity",
-    "-iNfInItY",
-    "1.7976931348623157E+308",
-    "4.9E-324",
-    "0.23653434150000536",
-    "\u0663",
-    "\uff11\uff12",
-    "\u00a01.5\u00a0",
-    "1e1_0",
+    ("-0", "0", "1E-05", "7.386281948385884E+15", "NaN", "INF", "-INF", " 1.5 ")
+    + ("\t-2.25\n", "1_0", "1_000.5", "+3", ".5", "5.", "1e400", "-1e-400", "nan")
+    + ("-nan", "inf", "Infinity", "-iNfInItY", "1.7976931348623157E+308", "4.9E-324")
+    + ("0.23653434150000536", "\u0663", "\uff11\uff12", "\u00a01.5\u00a0", "1e1_0")
 )
 # Texts that float() refuses.
-BAD_NUMBERS = (
-    " ",
-    "abc",
-    "1__0",
-    "_1",
-    "1_",
-    "0x10",
-    "1,5",
-    "1.5.2",
-    "- 1",
-    "1e",
-    "infinit",
-    "nan(1)",
-    "Passed",
-    "1\u00e9",
-)
+BAD_NUMBERS = (" ", "abc", "1__0", "_1", "1_", "0x10", "1,5", "1.5.2", "- 1", "1e", "infinit")
+BAD_NUMBERS += ("nan(1)", "Passed", "1\u00e9")
 # Section ids that int() reads, and some it refuses.
 ODD_IDS = (" 12 ", "+3", "1_2", "007", "-1", "\u0664", "\n5\r\n")
 BAD_IDS = ("3.0", "abc", "", " ", "1e3", "0x1")
@@ -384,19 +335,11 @@ def section_node(section_id, extremes):
     )
 
 
-def sample_document(sections=2, extremes=2, seed=0, encoding="utf-16"):
+def sample_document(sections=2, extremes=2):
     """A fixed, well-formed result file: every family in every extreme, as RCS writes it."""
-    rng = random.Random(seed)
-    return render(
-        result_root(
-            [
-                section_node(str(i + 1), [full_extreme(rng) for _ in range(extremes)])
-                for i in range(sections)
-            ]
-        ),
-        encoding=encoding,
-        newline="\r\n" if encoding.startswith("utf-16") else "\n",
-    )
+    rng = random.Random(0)
+    extremes_of = [[full_extreme(rng) for _ in range(extremes)] for _ in range(sections)]
+    return render(result_root([section_node(str(i + 1), e) for i, e in enumerate(extremes_of)]))
 
 
 # -- strategies --
@@ -531,18 +474,8 @@ def _torsion(chaos):
 
 
 def _interaction(chaos):
-    own = _leaves(
-        chaos,
-        (
-            "Ned",
-            "Medy",
-            "Medz",
-            "Ved",
-            "Ted",
-            "CheckValueShearAndTorsion",
-            "CheckValueShearTorsionAndBending",
-        ),
-    )
+    tags = "Ned Medy Medz Ved Ted CheckValueShearAndTorsion CheckValueShearTorsionAndBending"
+    own = _leaves(chaos, tags.split())
     return [_item(chaos, "ConcreteULSCheckResultInteractionEc2", "Interaction", own)]
 
 
@@ -714,10 +647,10 @@ def _section_id(chaos):
 
 
 @st.composite
-def result_trees(draw, max_sections=4):
+def result_trees(draw):
     """The root ``Node`` of a result document."""
     chaos = _Chaos(draw, draw(st.sampled_from([0, 0, 1, 1, 2])))
-    count = draw(st.integers(0, max_sections))
+    count = draw(st.integers(0, 4))
     sections = [_section(chaos, _section_id(chaos)) for _ in range(count)]
     if sections and chaos.odd(5):
         # A section below another element: the streaming parser finds it, the whole-document
@@ -766,9 +699,9 @@ def _entities(draw, root):
 
 
 @st.composite
-def documents(draw, max_sections=4, allow_broken=True):
+def documents(draw, allow_broken=True):
     """Result files as bytes, mostly as RCS writes them (UTF-16, BOM, CRLF)."""
-    root = draw(result_trees(max_sections=max_sections))
+    root = draw(result_trees())
     encoding = draw(st.sampled_from(["utf-16"] * 4 + ["utf-8", "utf-8-sig", "utf-16-be"]))
     declaration = encoding.startswith("utf-16") or draw(st.booleans())
     newline = "\r\n" if encoding.startswith("utf-16") or draw(st.booleans()) else "\n"
@@ -788,43 +721,14 @@ def documents(draw, max_sections=4, allow_broken=True):
 
 # -- random trees over the readers' own vocabulary, for the path semantics --
 
-_PATH_TAGS = (
-    "ResultType",
-    "CheckResults",
-    "ConcreteCheckResultBase",
-    "Check",
-    "TypeCheck",
-    "Stress",
-    "CheckValue",
-    "Result",
-    "Ved",
-    "Vrd",
-    "Trd",
-    "Ned",
-    "N",
-    "My",
-    "W",
-    "Fu",
-    "Fu1",
-    "InternalForceMax",
-    "InternalForceMin",
-    "DecissionMethod",
-    "CheckValueLongReinf",
-    "X",
+_PATH_TAGS = tuple(
+    "ResultType CheckResults ConcreteCheckResultBase Check TypeCheck Stress CheckValue Result Ved "
+    "Vrd Trd Ned N My W Fu Fu1 InternalForceMax InternalForceMin DecissionMethod "
+    "CheckValueLongReinf X".split()
 )
-_PATH_TEXTS = FAMILIES + (
-    "CrackWidthShort",
-    "CrackWidthLong",
-    "StressLimitationShort",
-    "StressLimitationLong",
-    "Check_7_2_2_Concrete_fck",
-    "Shear",
-    "Fatigue",
-    "1.5",
-    "-0",
-    "nan",
-    "Crack",
-    "WidthShort",
+_PATH_TEXTS = FAMILIES + tuple(
+    "CrackWidthShort CrackWidthLong StressLimitationShort StressLimitationLong "
+    "Check_7_2_2_Concrete_fck Shear Fatigue 1.5 -0 nan Crack WidthShort".split()
 )
 
 
