@@ -45,24 +45,13 @@ needs_whole = pytest.mark.skipif(
     OutputFileParser is None, reason="native OutputFileParser not built yet"
 )
 
-READERS = (
-    "capacity",
-    "shear",
-    "torsion",
-    "interaction",
-    "crack_width",
-    "detailing",
-    "stress_limitation",
-    "fatigue",
-    "extremes",
+READERS = tuple(
+    "capacity shear torsion interaction crack_width detailing stress_limitation fatigue "
+    "extremes".split()
 )
-ACCESSORS = (
-    "capacity_results",
-    "shear_results",
-    "crack_width_results",
-    "detailing_results",
-    "stress_limitation_results",
-    "fatigue_results",
+ACCESSORS = tuple(
+    "capacity_results shear_results crack_width_results detailing_results "
+    "stress_limitation_results fatigue_results".split()
 )
 SAMPLE = Path(__file__).parent / "data" / "rcs-result-synthetic.xml"
 
@@ -503,16 +492,7 @@ def test_reference_reads_documented_cases():
     section = OracleStreamParser(io.BytesIO(data)).section_result(12)
     shear = section.shear()
     assert [s is None for s in shear] == [True, False, True]
-    assert list(shear[1]) == [
-        "Ved",
-        "Vrd",
-        "Vrdc",
-        "Vrdmax",
-        "Vrdr",
-        "Vrds",
-        "CheckValue",
-        "Result",
-    ]
+    assert list(shear[1]) == "Ved Vrd Vrdc Vrdmax Vrdr Vrds CheckValue Result".split()
     assert shear[1]["Result"] == "OK"
 
     [stress] = OracleStreamParser.SectionResult(
@@ -520,14 +500,11 @@ def test_reference_reads_documented_cases():
     ).stress_limitation()
     assert stress["short"] == {"Check_7_2_2_Concrete_fck": None}
     assert math.isnan(stress["Check_7_2_2_Concrete_fck"]["short"]["Stress"])
-    assert list(stress)[2:] == [
-        "Check_7_2_2_Concrete_fck",
-        "Check_7_2_3_Concrete_fck",
-        "Check_7_2_5_Tendons_fpk",
-        "Check_7_2_5_ReinforcementBars_fyk",
-        "Check_5_10_3_2_Tendons",
-        "Check_5_10_2_1_1_Tendons",
-    ]
+    assert list(stress)[2:] == (
+        "Check_7_2_2_Concrete_fck Check_7_2_3_Concrete_fck Check_7_2_5_Tendons_fpk "
+        "Check_7_2_5_ReinforcementBars_fyk Check_5_10_3_2_Tendons "
+        "Check_5_10_2_1_1_Tendons".split()
+    )
 
     with open(SAMPLE, "rb") as stream:
         sample = OracleStreamParser(stream).section_result(1)
