@@ -9,50 +9,17 @@ import pytest
 
 from marlox.external.idea_rcs import objects as o
 
-VOCABULARY = [
-    "_OpenObject",
-    "_ReferenceElement",
-    "CheckMember",
-    "CheckMember1D",
-    "MatReinforcement",
-    "MatConcrete",
-    "MatConcreteEc2",
-    "MatReinforcementEc2",
-    "CrossSection",
-    "CrossSectionParameter",
-    "ReinforcedCrossSection",
-    "ReinforcedBar",
-    "Stirrup",
-    "CheckSection",
-    "StandardCheckSection",
-    "ConcreteMemberDataEc2",
-    "ExposureClassesDataEc2",
-    "ThermalState",
-    "BarSurface",
-    "ReinfClass",
-    "ReinfType",
-    "ReinfDiagramType",
-    "ReinfFabrication",
-    "ConcDiagramType",
-    "ConcAggregateType",
-    "ConcCementClass",
-    "ConcDependentParams",
-    "CrossSectionType",
-    "CheckSectionExtreme",
-    "LoadingSLS",
-    "LoadingULS",
-    "MemberType",
-    "TwoWaySlabType",
-    "CalculationSetup",
-    "ConcreteMaterial",
-    "ReinforcementMaterial",
-    "_MATERIAL_NAMES",
-    "_MATERIAL_PROPERTIES",
-    "CodeSettings",
-    "ProjectData",
-    "FatigueLoading",
-    "CrossSectionComponent",
-]
+VOCABULARY = (
+    "_OpenObject _ReferenceElement CheckMember CheckMember1D MatReinforcement MatConcrete "
+    "MatConcreteEc2 MatReinforcementEc2 CrossSection CrossSectionParameter "
+    "ReinforcedCrossSection ReinforcedBar Stirrup CheckSection StandardCheckSection "
+    "ConcreteMemberDataEc2 ExposureClassesDataEc2 ThermalState BarSurface ReinfClass "
+    "ReinfType ReinfDiagramType ReinfFabrication ConcDiagramType ConcAggregateType "
+    "ConcCementClass ConcDependentParams CrossSectionType CheckSectionExtreme LoadingSLS "
+    "LoadingULS MemberType TwoWaySlabType CalculationSetup ConcreteMaterial "
+    "ReinforcementMaterial _MATERIAL_NAMES _MATERIAL_PROPERTIES CodeSettings ProjectData "
+    "FatigueLoading CrossSectionComponent".split()
+)
 
 
 @pytest.fixture
@@ -94,23 +61,10 @@ def test_enumerations_are_real_enums_with_json_values():
         if isinstance(value, type) and issubclass(value, enum.Enum):
             assert all(isinstance(json.loads(json.dumps(m.value)), str) for m in value)
     shapes = {m.name for m in o.CrossSectionType}
-    assert shapes >= {
-        "O",
-        "RECT",
-        "TRAPEZOID",
-        "IGN",
-        "IGH",
-        "BEAM_SHAPE_I_HAUNCH_CHAMFER",
-        "TG",
-        "TTFH",
-        "TGREV",
-        "TCHAMFER_1",
-        "TCHAMFER_2",
-        "TWH",
-        "TTFHREV",
-        "TWHREV",
-        "GENERAL",
-    }
+    assert shapes >= set(
+        "O RECT TRAPEZOID IGN IGH BEAM_SHAPE_I_HAUNCH_CHAMFER TG TTFH TGREV TCHAMFER_1 "
+        "TCHAMFER_2 TWH TTFHREV TWHREV GENERAL".split()
+    )
     assert o.MemberType.BEAM_SLAB.value == "BeamSlab"
     assert o.TwoWaySlabType.SHELL_AS_PLATE.value == "ShellAsPlate"
 
@@ -279,16 +233,10 @@ def test_serialise_uses_idea_names_and_leaves_nesting_to_the_encoder():
         1.2,
     )
     serialised = data._serialize()
-    assert list(serialised) == [
-        "Element",
-        "MemberType",
-        "TwoWaySlabType",
-        "CalculationSetup",
-        "ExposureClassesData",
-        "RelativeHumidity",
-        "CreepCoeffInfinity",
-        "CoeffKxForWmax",
-    ]
+    assert list(serialised) == (
+        "Element MemberType TwoWaySlabType CalculationSetup ExposureClassesData "
+        "RelativeHumidity CreepCoeffInfinity CoeffKxForWmax".split()
+    )
     assert serialised["MemberType"] is o.MemberType.COLUMN
     assert isinstance(serialised["CalculationSetup"], o.CalculationSetup)
     assert serialised["CoeffKxForWmax"] == 1.2
