@@ -209,17 +209,11 @@ class TestModelContainer:
 class TestSerialisation:
     def test_empty_model(self):
         document = OpenModel()._serialize()
-        assert list(document) == [
-            "mat_concrete_list",
-            "mat_reinforcement_list",
-            "cross_section_list",
-            "reinforced_cross_section_list",
-            "check_member_list",
-            "check_section_list",
-            "attribute_list",
-            "project_data",
-            "code_settings",
-        ]
+        assert list(document) == (
+            "mat_concrete_list mat_reinforcement_list cross_section_list "
+            "reinforced_cross_section_list check_member_list check_section_list "
+            "attribute_list project_data code_settings".split()
+        )
         assert all(document[key] == [] for key in list(document)[:7])
         assert document["code_settings"]["AnnexCode"] == "NoAnnex"
         assert set(document["project_data"]) == {"Name", "Description", "Number", "Author", "Date"}
