@@ -259,16 +259,10 @@ def test_platform_polls_until_finished(monkeypatch):
         (Scripted(FINISHED, result=as_json(200, {"data": "@@"})), "not base64"),
         (Scripted(FINISHED, result=as_json(404, {"error": "gone"})), "results/body'.*gone"),
     ],
-    ids=[
-        "submit-500",
-        "submit-truncated",
-        "submit-no-id",
-        "status-unknown",
-        "finished-unlisted",
-        "status-500",
-        "result-not-base64",
-        "result-404",
-    ],
+    ids=(
+        "submit-500 submit-truncated submit-no-id status-unknown finished-unlisted "
+        "status-500 result-not-base64 result-404".split()
+    ),
 )
 def test_platform_faults(monkeypatch, answer, text):
     with pytest.raises(InternalError, match=text):
