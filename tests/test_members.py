@@ -72,6 +72,16 @@ def test_class_tree():
         assert cls.__abstractmethods__ == frozenset()
     for cls in (Beam, CompressionMember, OneWaySlab):
         assert cls.__bases__ == (Member,)
+    assert Member.__doc__ == "Base class of all member types."
+    for cls, operation in [
+        (Beam, "create_beam"),
+        (CompressionMember, "create_compression_member"),
+        (OneWaySlab, "create_one_way_slab"),
+    ]:
+        assert cls.__doc__ == (
+            "Do not use this __init__ directly, but create the object by "
+            f":meth:`Model.{operation}`."
+        )
 
 
 def test_a_python_subclass_adds_a_shape():
