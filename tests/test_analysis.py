@@ -24,7 +24,7 @@ from platform_fakes import (
 from marlox.core import File
 from marlox.errors import ExecutionError, InternalError
 from marlox.external import external_program
-from marlox.external.external_program import ExternalProgram
+from marlox.external.external_program import ExternalProgram, _JobContent
 from marlox.external.idea_rcs import IdeaRcsAnalysis
 from marlox.local import jobs
 from marlox.local.server import make_server
@@ -50,9 +50,11 @@ KNOWN_FAILURES = {
     "flags, stored, version",
     [
         ({}, (True, False), 1),
+        ({"return_result_xml": False}, (True, False), 1),
         ({"return_result_xml": 0, "return_rcs_file": None}, (True, False), 1),
         ({"return_result_xml": "yes"}, ("yes", False), 1),
         ({"return_rcs_file": True}, (True, True), 2),
+        ({"return_rcs_file": False}, (True, False), 2),
         ({"return_rcs_file": 0}, (True, False), 2),
     ],
 )
@@ -88,6 +90,19 @@ def test_job_content():
     assert from_file.body == base64.b64encode(data).decode()
     with pytest.raises(AttributeError, match="getvalue_binary"):
         IdeaRcsAnalysis(b"raw bytes")._generate_job_content()
+
+
+def test_sdk_is_looked_up_at_call_time(monkeypatch):
+    made = []
+
+    class Recorder(_JobContent):
+        def __init__(self, **fields):
+            made.append(list(fields))
+            super().__init__(**fields)
+
+    monkeypatch.setattr(external_program, "_JobContent", Recorder)
+    assert isinstance(IdeaRcsAnalysis(io.BytesIO())._generate_job_content(), Recorder)
+    assert made == [["body", "return_result_xml", "return_rcs_file"]]
 
 
 def test_failure_texts():
@@ -242,8 +257,11 @@ def test_platform_polls_until_finished(monkeypatch):
     ]
     submitted = json.loads(requests[0][3])
     assert (submitted["integration"], submitted["version"]) == ("idearcs", 1)
-    content = {"body": "eA==", "return_result_xml": True, "return_rcs_file": False}
-    assert submitted["content"] == content
+    assert submitted["content"] == {
+        "body": "eA==",
+        "return_result_xml": True,
+        "return_rcs_file": False,
+    }
     assert all(headers["Authorization"] == "Bearer tok" for _, _, headers, _ in requests)
 
 

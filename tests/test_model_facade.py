@@ -94,8 +94,19 @@ def test_reinforcement_material_defaults_and_tensile_strength():
     made = model.create_reinforcement_material(STEEL, fyk=0, epsuk=25)
     ((_, args, kwargs),) = calls
     assert args == (STEEL, None)
-    keys = "unit_mass e_modulus fyk ftk_by_fyk ftk epsuk type_ bar_surface class_ fabrication"
-    assert [key for key, _ in kwargs] == [*keys.split(), "diagram_type"]
+    assert [key for key, _ in kwargs] == [
+        "unit_mass",
+        "e_modulus",
+        "fyk",
+        "ftk_by_fyk",
+        "ftk",
+        "epsuk",
+        "type_",
+        "bar_surface",
+        "class_",
+        "fabrication",
+        "diagram_type",
+    ]
     values = dict(kwargs)
     assert (values["fyk"], values["ftk_by_fyk"]) == (base["fyk"], base["ftk_by_fyk"])
     assert values["ftk"] == base["fyk"] * base["ftk_by_fyk"]
@@ -159,8 +170,11 @@ def test_member_operation_names_and_member_data(model, concrete):
     assert model._check_member_list[0].name == "C1"
     (data,) = model._attribute_list
     assert data.calculation_setup is setup and data.exposure_class_data is exposure
-    assert (data.coeff_kx_for_wmax, data.creep_coefficient) == (1.2, 2.1)
-    assert data.relative_humidity == 50
+    assert (data.coeff_kx_for_wmax, data.creep_coefficient, data.relative_humidity) == (
+        1.2,
+        2.1,
+        50,
+    )
 
 
 def test_member_operation_calls_1d_section_through_self():
@@ -169,8 +183,18 @@ def test_member_operation_calls_1d_section_through_self():
     shape = RectSection(0.3, 0.5)
     model.create_one_way_slab(shape, concrete, name="slab", coeff_kx=1.1)
     (_, args, kwargs), (_, data_args, data_kwargs) = calls
-    slab = o.MemberType.BEAM_SLAB
-    assert args == (slab, shape, concrete, None, "slab", None, None, 1.1, None, None)
+    assert args == (
+        o.MemberType.BEAM_SLAB,
+        shape,
+        concrete,
+        None,
+        "slab",
+        None,
+        None,
+        1.1,
+        None,
+        None,
+    )
     assert kwargs == [("design_member_name", None)]
     assert data_args == (model._check_member_list[0], o.MemberType.BEAM_SLAB, o.TwoWaySlabType.SLAB)
     assert data_kwargs == [
