@@ -42,6 +42,20 @@ def ids(parser):
     return [s.id_ for s in parser.section_results()]
 
 
+def test_class_documentation_and_nesting():
+    assert RcsOutputFileParser.__doc__.startswith(
+        "Parser to extract results from an IDEA-RCS output file (.xml)."
+    )
+    for family in ("capacity", "torsion", "crack width", "stress limitation", "fatigue"):
+        assert family in RcsOutputFileParser.__doc__
+    assert "open_binary()" in RcsOutputFileParser.__doc__
+    assert "BytesIO" in RcsOutputFileParser.__doc__
+    assert RcsOutputFileParser.SectionResult.__doc__ == (
+        "Parsed result section, on which specific results can be retrieved."
+    )
+    assert "Iterates through all section results." in RcsOutputFileParser.section_results.__doc__
+
+
 def test_sample_file_opened_as_a_binary_stream():
     with open(SAMPLE, "rb") as f:
         parser = RcsOutputFileParser(f)
