@@ -1,0 +1,63 @@
+"""Command line ``marlox-rcs``: results an engineer can act on, and input models read back.
+
+Each group of commands lives in a module of its own that adds its sub-commands to the parser
+(``add_commands``); this module only assembles them and turns the failures a user can cause
+(a missing file, a document that is not XML, an unknown name) into one line on stderr and a
+non-zero exit status, never a traceback.
+"""
+
+from __future__ import annotations
+
+import argparse
+import sys
+from collections.abc import Sequence
+from xml.etree.ElementTree import ParseError
+
+from marlox.errors import MarloxError
+
+#: Exit status for input the command could not use (as argparse uses for bad arguments).
+EXIT_USAGE = 2
+
+# Modules that contribute sub-commands: each defines ``add_commands(subparsers)``, and every
+# sub-command sets ``func(args) -> int`` as its parser default.
+_COMMAND_MODULES: tuple[str, ...] = ()
+
+
+def build_parser() -> argparse.ArgumentParser:
+    """The argument parser with every sub-command of the installed command modules."""
+    import importlib
+
+    parser = argparse.ArgumentParser(
+        prog="marlox-rcs",
+        description="Read IDEA StatiCa RCS result and input XML: tables, the governing check, "
+        "model inventories.",
+    )
+    commands = parser.add_subparsers(dest="command", required=True, metavar="COMMAND")
+    for name in _COMMAND_MODULES:
+        importlib.import_module(name).add_commands(commands)
+    return parser
+
+
+def _fail(message: str) -> int:
+    print(f"marlox-rcs: error: {message}", file=sys.stderr)
+    return EXIT_USAGE
+
+
+def main(argv: Sequence[str] | None = None) -> int:
+    """Run one command; returns the exit status."""
+    args = build_parser().parse_args(argv)
+    try:
+        return args.func(args)
+    except ParseError as error:
+        return _fail(f"not a readable XML document: {error}")
+    except OSError as error:
+        target = f": {error.filename}" if error.filename else ""
+        return _fail(f"{error.strerror or error}{target}")
+    except (MarloxError, ValueError, KeyError) as error:
+        return _fail(str(error))
+    except KeyboardInterrupt:
+        return 130
+
+
+if __name__ == "__main__":
+    sys.exit(main())
