@@ -1,0 +1,162 @@
+// The interpreter's expat, as the result parsers use it.
+#include "bindings/idea_rcs_results_expat.hpp"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+namespace marlox::py::results {
+
+// ---------------------------------------------------------------------------------------------
+// The interpreter's expat
+
+namespace {
+
+const expat::CApi *g_api = nullptr;
+
+// The host's handler for encodings that expat does not know builds its table with the
+// interpreter's codecs: it needs the interpreter lock, which a scan may have released.
+int unknown_encoding_with_gil(void *data, const char *name, expat::Encoding *info) {
+    PyGILState_STATE state = PyGILState_Ensure();
+    const int result = g_api->DefaultUnknownEncodingHandler(data, name, info);
+    PyGILState_Release(state);
+    return result;
+}
+
+const expat::Host &expat_host() {
+    static expat::Host host;
+    if (host.api == nullptr) {
+        auto *api = static_cast<const expat::CApi *>(PyCapsule_Import(expat::kCapsuleName, 0));
+        if (api == nullptr) throw_python();
+        if (api->magic == nullptr || std::strcmp(api->magic, expat::kCapiMagic) != 0 ||
+            api->size < expat::kCapiMinimumSize) {
+            PyErr_SetString(PyExc_ImportError, "pyexpat.expat_CAPI has an unknown layout");
+            throw_python();
+        }
+        g_api = api;
+        host.unknown_encoding = &unknown_encoding_with_gil;
+        host.unknown_encoding_data = nullptr;
+#if PY_VERSION_HEX < 0x030D0000
+        // The salt ElementTree gives its parsers; later versions keep it internal, and expat
+        // then draws a random salt of its own.
+        host.has_hash_salt = true;
+        host.hash_salt = (unsigned long)_Py_HashSecret.expat.hashsalt;
+#endif
+        host.api = api;
+    }
+    return host;
+}
+
+}  // namespace
+
+std::unique_ptr<Scanner> new_scanner(bool keep_all) {
+    auto scanner = std::make_unique<Scanner>(expat_host(), keep_all);
+    if (!scanner->created()) {
+        PyErr_NoMemory();
+        throw_python();
+    }
+    return scanner;
+}
+
+// ElementTree's ParseError for a failed feed: "<message>: line L, column C", with `code` and
+// `position` set as ElementTree sets them. A memory failure is raised as MemoryError at once.
+nb::object parse_error_object(const ScanFailure &f) {
+    if (f.kind == ScanFailure::Kind::Memory) {
+        PyErr_NoMemory();
+        throw_python();
+    }
+    const Et &e = et();
+    nb::object message = steal_or_throw(PyUnicode_FromFormat(
+        "%s: line %zd, column %zd", f.message.c_str(), (Py_ssize_t)f.line, (Py_ssize_t)f.column));
+    nb::object error = steal_or_throw(PyObject_CallOneArg(e.parse_error, message.ptr()));
+    nb::object code = steal_or_throw(PyLong_FromLong(f.code));
+    if (PyObject_SetAttrString(error.ptr(), "code", code.ptr()) != 0) throw_python();
+    nb::object position =
+        steal_or_throw(Py_BuildValue("(nn)", (Py_ssize_t)f.line, (Py_ssize_t)f.column));
+    if (PyObject_SetAttrString(error.ptr(), "position", position.ptr()) != 0) throw_python();
+    return error;
+}
+
+[[noreturn]] void raise_object(const nb::object &error) {
+    PyErr_SetObject((PyObject *)Py_TYPE(error.ptr()), error.ptr());
+    throw_python();
+}
+
+// ElementTree's XMLParser.feed (and close, with `final`): str is parsed as UTF-8 with the
+// protocol encoding set so; anything else through the buffer protocol. Parsing runs without
+// the interpreter lock. Returns false for a parse failure (see the scanner); raises what
+// XMLParser.feed raises directly.
+bool feed_object(DocState &doc, PyObject *data, bool final) {
+    Scanner &scanner = *doc.scanner;
+    if (data == nullptr) {
+        wait_for_readers(doc);
+        bool ok;
+        {
+            nb::gil_scoped_release release;
+            ok = scanner.feed("", 0, final);
+        }
+        if (PyErr_Occurred()) throw_python();
+        return ok;
+    }
+    const char *ptr = nullptr;
+    Py_ssize_t len = 0;
+    Py_buffer view{};
+    bool have_view = false;
+    std::string copy;
+    if (PyUnicode_Check(data)) {
+        ptr = PyUnicode_AsUTF8AndSize(data, &len);
+        if (ptr == nullptr) throw_python();
+        if (len > INT_MAX) {
+            PyErr_SetString(PyExc_OverflowError, "size does not fit in an int");
+            throw_python();
+        }
+        scanner.set_encoding_utf8();
+    } else {
+        if (PyObject_GetBuffer(data, &view, PyBUF_SIMPLE) != 0) throw_python();
+        have_view = true;
+        if (view.len > INT_MAX) {
+            PyBuffer_Release(&view);
+            PyErr_SetString(PyExc_OverflowError, "size does not fit in an int");
+            throw_python();
+        }
+        ptr = static_cast<const char *>(view.buf);
+        len = view.len;
+        if (!PyBytes_CheckExact(data)) {
+            // A mutable buffer could change while the lock is released: parse a copy.
+            try {
+                copy.assign(ptr, (std::size_t)len);
+            } catch (...) {
+                PyBuffer_Release(&view);
+                PyErr_NoMemory();
+                throw_python();
+            }
+            ptr = copy.data();
+        }
+    }
+    bool ok;
+    try {
+        wait_for_readers(doc);
+    } catch (...) {
+        if (have_view) PyBuffer_Release(&view);
+        throw;
+    }
+    {
+        // Large content goes to expat in pieces: expat copies what it is given into a buffer of
+        // its own, and one piece of the whole document would double the memory. The outcome
+        // (events, errors and their positions) does not depend on the pieces.
+        constexpr Py_ssize_t kPiece = 1 << 16;
+        nb::gil_scoped_release release;
+        ok = true;
+        Py_ssize_t done = 0;
+        do {
+            const Py_ssize_t n = std::min(kPiece, len - done);
+            ok = scanner.feed(ptr + done, (int)n, final && done + n == len);
+            done += n;
+        } while (ok && done < len);
+    }
+    if (have_view) PyBuffer_Release(&view);
+    if (PyErr_Occurred()) throw_python();  // from the host's unknown-encoding handler
+    return ok;
+}
+
+}  // namespace marlox::py::results

@@ -1,0 +1,339 @@
+// The result readers, one per family, written once over both node kinds.
+#pragma once
+
+#include "bindings/idea_rcs_results_nodes.hpp"
+
+namespace marlox::py::results {
+
+// ---------------------------------------------------------------------------------------------
+// The readers, one per family, over either kind of node. `extremes` are the children of the
+// section's "ExtremeResults", in document order.
+
+template <class N>
+nb::object leaf_text(const N &n) {
+    if (n.null()) raise_none_attribute("text");
+    return text_of(n);
+}
+
+template <class N>
+nb::object leaf_float(const N &n) {
+    if (n.null()) raise_none_attribute("text");
+    return float_of(n);
+}
+
+template <class N>
+nb::object read_capacity(const std::vector<N> &extremes) {
+    nb::object results = new_list();
+    for (const N &extreme : extremes) {
+        N element = find_family(extreme, Family::Capacity);
+        nb::object entry = nb::none();
+        if (!element.null() && has_children(element)) {
+            entry = new_dict();
+            for (Name set : {marlox::results::kFu, marlox::results::kFu1, marlox::results::kFu2}) {
+                N forces_element = find_child(element, set);
+                if (forces_element.null()) raise_none_iteration();
+                nb::object forces = new_dict();
+                for_each_child(forces_element, [&](const N &child) {
+                    nb::object value = float_of(child);
+                    nb::object tag = tag_of(child);
+                    dict_set(forces.ptr(), tag.ptr(), value.ptr());
+                });
+                dict_set(entry.ptr(), name_key(set),
+                         PyDict_GET_SIZE(forces.ptr()) > 0 ? forces.ptr() : Py_None);
+            }
+            dict_set(entry.ptr(), name_key(marlox::results::kCheckValue),
+                     leaf_float(find_child(element, marlox::results::kCheckValue)).ptr());
+            dict_set(entry.ptr(), name_key(marlox::results::kResult),
+                     leaf_text(find_child(element, marlox::results::kResult)).ptr());
+        }
+        list_append(results.ptr(), entry.ptr());
+    }
+    return results;
+}
+
+template <class N>
+nb::object read_fixed_keys(const std::vector<N> &extremes, Family family,
+                           std::initializer_list<Name> keys) {
+    nb::object results = new_list();
+    for (const N &extreme : extremes) {
+        N element = find_family(extreme, family);
+        nb::object entry = nb::none();
+        if (!element.null() && has_children(element)) {
+            entry = new_dict();
+            for (Name key : keys) {
+                dict_set(entry.ptr(), name_key(key), leaf_float(find_child(element, key)).ptr());
+            }
+            dict_set(entry.ptr(), name_key(marlox::results::kResult),
+                     leaf_text(find_child(element, marlox::results::kResult)).ptr());
+        }
+        list_append(results.ptr(), entry.ptr());
+    }
+    return results;
+}
+
+#define MARLOX_N(x) marlox::results::k##x
+
+template <class N>
+nb::object read_shear(const std::vector<N> &extremes) {
+    return read_fixed_keys(extremes, Family::Shear,
+                           {MARLOX_N(Ved), MARLOX_N(Vrd), MARLOX_N(Vrdc), MARLOX_N(Vrdmax),
+                            MARLOX_N(Vrdr), MARLOX_N(Vrds), MARLOX_N(CheckValue)});
+}
+
+template <class N>
+nb::object read_torsion(const std::vector<N> &extremes) {
+    return read_fixed_keys(extremes, Family::Torsion,
+                           {MARLOX_N(Ted), MARLOX_N(Trdc), MARLOX_N(Trdmax), MARLOX_N(Trds),
+                            MARLOX_N(Trd), MARLOX_N(CheckValue)});
+}
+
+template <class N>
+nb::object read_interaction(const std::vector<N> &extremes) {
+    return read_fixed_keys(
+        extremes, Family::Interaction,
+        {MARLOX_N(Ned), MARLOX_N(Medy), MARLOX_N(Medz), MARLOX_N(Ved), MARLOX_N(Ted),
+         MARLOX_N(CheckValue), MARLOX_N(CheckValueShearAndTorsion),
+         MARLOX_N(CheckValueShearTorsionAndBending)});
+}
+
+template <class N>
+nb::object crack_term(const N &element) {
+    nb::object term = new_dict();
+    for (Name key : {MARLOX_N(N), MARLOX_N(My), MARLOX_N(Mz), MARLOX_N(W), MARLOX_N(Wlim),
+                     MARLOX_N(CheckValue)}) {
+        dict_set(term.ptr(), name_key(key), leaf_float(find_child(element, key)).ptr());
+    }
+    return term;
+}
+
+template <class N>
+nb::object read_crack_width(const std::vector<N> &extremes) {
+    nb::object results = new_list();
+    PyObject *k_short = interned("short");
+    PyObject *k_long = interned("long");
+    for (const N &extreme : extremes) {
+        N check_results = find_family(extreme, Family::CrackWidth);
+        if (check_results.null() || !has_children(check_results)) {
+            list_append(results.ptr(), Py_None);
+            continue;
+        }
+        N short_el = find_item(check_results, MARLOX_N(Check), "CrackWidthShort");
+        N long_el = find_item(check_results, MARLOX_N(Check), "CrackWidthLong");
+        nb::object entry = new_dict();
+        nb::object short_term = short_el.null() ? nb::none() : crack_term(short_el);
+        nb::object long_term = long_el.null() ? nb::none() : crack_term(long_el);
+        dict_set(entry.ptr(), k_short, short_term.ptr());
+        dict_set(entry.ptr(), k_long, long_term.ptr());
+        if (!short_term.is_none()) {
+            dict_set(short_term.ptr(), name_key(MARLOX_N(Result)),
+                     leaf_text(find_child(short_el, MARLOX_N(Result))).ptr());
+        }
+        if (!long_term.is_none()) {
+            dict_set(long_term.ptr(), name_key(MARLOX_N(Result)),
+                     leaf_text(find_child(long_el, MARLOX_N(Result))).ptr());
+        }
+        list_append(results.ptr(), entry.ptr());
+    }
+    return results;
+}
+
+template <class N>
+nb::object read_detailing(const std::vector<N> &extremes) {
+    nb::object results = new_list();
+    for (const N &extreme : extremes) {
+        N element = find_family(extreme, Family::Detailing);
+        if (element.null() || !has_children(element)) {
+            list_append(results.ptr(), Py_None);
+            continue;
+        }
+        N long_reinf = find_child(element, MARLOX_N(CheckValueLongReinf));
+        N shear_reinf = find_child(element, MARLOX_N(CheckValueShearReinf));
+        auto optional_float = [](const N &n) { return n.null() ? nb::none() : float_of(n); };
+        nb::object entry = new_dict();
+        dict_set(entry.ptr(), interned("longitudinal"), optional_float(long_reinf).ptr());
+        dict_set(entry.ptr(), interned("shear"), optional_float(shear_reinf).ptr());
+        dict_set(entry.ptr(), name_key(MARLOX_N(CheckValue)),
+                 leaf_float(find_child(element, MARLOX_N(CheckValue))).ptr());
+        dict_set(entry.ptr(), name_key(MARLOX_N(CheckValueLongReinf)),
+                 optional_float(long_reinf).ptr());
+        dict_set(entry.ptr(), name_key(MARLOX_N(CheckValueShearReinf)),
+                 optional_float(shear_reinf).ptr());
+        dict_set(entry.ptr(), name_key(MARLOX_N(Result)),
+                 leaf_text(find_child(element, MARLOX_N(Result))).ptr());
+        list_append(results.ptr(), entry.ptr());
+    }
+    return results;
+}
+
+inline constexpr const char *kStressChecks[] = {
+    "Check_7_2_2_Concrete_fck",          "Check_7_2_3_Concrete_fck", "Check_7_2_5_Tendons_fpk",
+    "Check_7_2_5_ReinforcementBars_fyk", "Check_5_10_3_2_Tendons",   "Check_5_10_2_1_1_Tendons",
+};
+
+template <class N>
+nb::object read_stress_limitation(const std::vector<N> &extremes) {
+    nb::object results = new_list();
+    for (const N &extreme : extremes) {
+        N check_results = find_family(extreme, Family::StressLimitation);
+        if (check_results.null() || !has_children(check_results)) {
+            list_append(results.ptr(), Py_None);
+            continue;
+        }
+        nb::object entry = new_dict();
+        std::vector<N> shorts, longs;
+        findall_items(check_results, MARLOX_N(Check), "StressLimitationShort",
+                      [&](const N &e) { shorts.push_back(e); });
+        findall_items(check_results, MARLOX_N(Check), "StressLimitationLong",
+                      [&](const N &e) { longs.push_back(e); });
+        const std::pair<const char *, std::vector<N> *> terms[] = {{"short", &shorts},
+                                                                   {"long", &longs}};
+        for (const auto &[term, elements] : terms) {
+            nb::object stresses = new_dict();
+            for (const N &element : *elements) {
+                N type_check = find_child(element, MARLOX_N(TypeCheck));
+                N stress = find_child(element, MARLOX_N(Stress));
+                if (type_check.null() || stress.null()) continue;
+                nb::object value = stress_or_nan(stress);
+                const double v = PyFloat_AsDouble(value.ptr());
+                if (v == -1.0 && PyErr_Occurred()) throw_python();
+                nb::object key = text_of(type_check);
+                dict_set(stresses.ptr(), key.ptr(), v != v ? Py_None : value.ptr());
+            }
+            dict_set(entry.ptr(), interned(term),
+                     PyDict_GET_SIZE(stresses.ptr()) > 0 ? stresses.ptr() : Py_None);
+        }
+        for (const char *name : kStressChecks) {
+            PyObject *check_key = interned(name);
+            dict_set(entry.ptr(), check_key, Py_None);
+            nb::object check = nb::none();
+            findall_items(check_results, MARLOX_N(TypeCheck), name, [&](const N &element) {
+                PyObject *term;
+                N check_el = find_child(element, MARLOX_N(Check));
+                if (check_el.null()) raise_none_attribute("text");
+                if (text_equals(check_el, "StressLimitationShort")) {
+                    term = interned("short");
+                } else {
+                    check_el = find_child(element, MARLOX_N(Check));
+                    if (check_el.null()) raise_none_attribute("text");
+                    if (!text_equals(check_el, "StressLimitationLong")) {
+                        PyErr_SetNone(PyExc_NotImplementedError);
+                        throw_python();
+                    }
+                    term = interned("long");
+                }
+                if (check.is_none()) {
+                    check = new_dict();
+                    dict_set(entry.ptr(), check_key, check.ptr());
+                }
+                N stress = find_child(element, MARLOX_N(Stress));
+                if (stress.null()) raise_none_attribute("text");
+                nb::object values = new_dict();
+                nb::object stress_value = stress_or_none(stress);
+                dict_set(values.ptr(), name_key(MARLOX_N(Stress)), stress_value.ptr());
+                dict_set(values.ptr(), name_key(MARLOX_N(CheckValue)),
+                         leaf_float(find_child(element, MARLOX_N(CheckValue))).ptr());
+                dict_set(values.ptr(), name_key(MARLOX_N(Result)),
+                         leaf_text(find_child(element, MARLOX_N(Result))).ptr());
+                dict_set(check.ptr(), term, values.ptr());
+            });
+        }
+        list_append(results.ptr(), entry.ptr());
+    }
+    return results;
+}
+
+template <class N>
+nb::object shear_values(const N &shear_result) {
+    nb::object values = new_dict();
+    for (Name key : {MARLOX_N(Ved), MARLOX_N(Vrd), MARLOX_N(Vrdc), MARLOX_N(Vrdmax), MARLOX_N(Vrdr),
+                     MARLOX_N(Vrds), MARLOX_N(CheckValue)}) {
+        dict_set(values.ptr(), name_key(key), leaf_float(find_child(shear_result, key)).ptr());
+    }
+    dict_set(values.ptr(), name_key(MARLOX_N(Result)),
+             leaf_text(find_child(shear_result, MARLOX_N(Result))).ptr());
+    return values;
+}
+
+// all(shear.findtext(".//k") == forces.findtext(".//k") for k in N, Qy, Qz, Mx, My, Mz)
+template <class N>
+bool same_internal_forces(const N &shear_result, const N &forces) {
+    for (Name key :
+         {MARLOX_N(N), MARLOX_N(Qy), MARLOX_N(Qz), MARLOX_N(Mx), MARLOX_N(My), MARLOX_N(Mz)}) {
+        if (forces.null()) raise_none_attribute("findtext");
+        if (!findtext_equal(shear_result, forces, key)) return false;
+    }
+    return true;
+}
+
+template <class N>
+nb::object read_fatigue(const std::vector<N> &extremes) {
+    nb::object results = new_list();
+    for (const N &extreme : extremes) {
+        N check_results = find_family(extreme, Family::Fatigue);
+        if (check_results.null() || !has_children(check_results)) {
+            list_append(results.ptr(), Py_None);
+            continue;
+        }
+        nb::object entry = new_dict();
+        nb::object shear = new_dict();
+        {
+            nb::object empty = new_dict();
+            dict_set(entry.ptr(), interned("fatigue"), empty.ptr());
+            dict_set(entry.ptr(), interned("shear"), shear.ptr());
+        }
+        N max_forces =
+            find_item_child(check_results, MARLOX_N(Check), "Fatigue", MARLOX_N(InternalForceMax));
+        N min_forces =
+            find_item_child(check_results, MARLOX_N(Check), "Fatigue", MARLOX_N(InternalForceMin));
+        nb::object fatigue = new_dict();
+        dict_set(fatigue.ptr(), name_key(MARLOX_N(CheckValue)),
+                 leaf_float(find_item_child(check_results, MARLOX_N(Check), "Fatigue",
+                                            MARLOX_N(CheckValue)))
+                     .ptr());
+        dict_set(fatigue.ptr(), interned("DecisionMethod"),
+                 leaf_text(find_item_child(check_results, MARLOX_N(Check), "Fatigue",
+                                           MARLOX_N(DecissionMethod)))
+                     .ptr());
+        dict_set(
+            fatigue.ptr(), name_key(MARLOX_N(Result)),
+            leaf_text(find_item_child(check_results, MARLOX_N(Check), "Fatigue", MARLOX_N(Result)))
+                .ptr());
+        dict_set(entry.ptr(), interned("fatigue"), fatigue.ptr());
+        findall_items(check_results, MARLOX_N(Check), "Shear", [&](const N &shear_result) {
+            if (same_internal_forces(shear_result, max_forces)) {
+                dict_set(shear.ptr(), interned("max"), shear_values(shear_result).ptr());
+            }
+            if (same_internal_forces(shear_result, min_forces)) {
+                dict_set(shear.ptr(), interned("min"), shear_values(shear_result).ptr());
+            }
+        });
+        list_append(results.ptr(), entry.ptr());
+    }
+    return results;
+}
+
+template <class N>
+nb::object read_extremes(const std::vector<N> &extremes) {
+    nb::object lists[8] = {read_capacity(extremes),          read_shear(extremes),
+                           read_torsion(extremes),           read_interaction(extremes),
+                           read_crack_width(extremes),       read_detailing(extremes),
+                           read_stress_limitation(extremes), read_fatigue(extremes)};
+    static const char *const keys[8] = {"capacity",          "shear",       "torsion",
+                                        "interaction",       "crack_width", "detailing",
+                                        "stress_limitation", "fatigue"};
+    Py_ssize_t count = PY_SSIZE_T_MAX;
+    for (const nb::object &l : lists) count = std::min(count, PyList_GET_SIZE(l.ptr()));
+    nb::object results = new_list();
+    for (Py_ssize_t i = 0; i < count; ++i) {
+        nb::object combined = new_dict();
+        for (int k = 0; k < 8; ++k) {
+            dict_set(combined.ptr(), interned(keys[k]), PyList_GET_ITEM(lists[k].ptr(), i));
+        }
+        list_append(results.ptr(), combined.ptr());
+    }
+    return results;
+}
+
+#undef MARLOX_N
+
+}  // namespace marlox::py::results

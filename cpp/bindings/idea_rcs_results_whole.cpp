@@ -1,0 +1,335 @@
+// OutputFileParser: the whole document parsed at once, every query answered from memory.
+#include "bindings/idea_rcs_results_expat.hpp"
+#include "bindings/idea_rcs_results_section.hpp"
+#include "bindings/translate.hpp"
+#include "core/error.hpp"
+
+namespace marlox::py::results {
+
+namespace {
+
+// ElementTree's _element_to_dict, without the C stack: {tag: [children...] or text}. The
+// interpreter's recursion limit is honoured as the plain recursive method would meet it:
+// `frames` is the number of calls that the recursion adds before the root's.
+int recursion_room() {
+    PyThreadState *ts = PyThreadState_Get();
+#if PY_VERSION_HEX >= 0x030C0000
+    return ts->py_recursion_remaining;
+#else
+    return ts->recursion_remaining;
+#endif
+}
+
+template <class N, class Children>
+nb::object element_to_dict_impl(const N &root, int frames, Children &&children_of) {
+    const long room = recursion_room();
+    // Python frames per level of the plain method: the call, and before 3.12 also its list
+    // comprehension.
+    const long per_level = PY_VERSION_HEX >= 0x030C0000 ? 1 : 2;
+    struct Frame {
+        N node;
+        std::vector<N> children;
+        std::size_t next = 0;
+        nb::object list;
+    };
+    std::vector<Frame> stack;
+    auto enter = [&](const N &n) {
+        if (per_level * ((long)stack.size() + 1) + frames > room) {
+            PyErr_SetString(PyExc_RecursionError, "maximum recursion depth exceeded");
+            throw_python();
+        }
+        Frame f{n, children_of(n), 0, new_list()};
+        stack.push_back(std::move(f));
+    };
+    auto finish = [&](Frame &f) {
+        nb::object value;
+        if (PyList_GET_SIZE(f.list.ptr()) > 0) {
+            value = f.list;
+        } else {
+            value = text_of(f.node);
+        }
+        nb::object tag = tag_of(f.node);
+        nb::object d = new_dict();
+        dict_set(d.ptr(), tag.ptr(), value.ptr());
+        return d;
+    };
+    enter(root);
+    nb::object result;
+    while (!stack.empty()) {
+        Frame &top = stack.back();
+        if (top.next < top.children.size()) {
+            N child = top.children[top.next++];
+            enter(child);
+            continue;
+        }
+        nb::object d = finish(top);
+        stack.pop_back();
+        if (stack.empty()) {
+            result = d;
+        } else {
+            list_append(stack.back().list.ptr(), d.ptr());
+        }
+    }
+    return result;
+}
+
+nb::object et_element_to_dict(const nb::object &e, int frames) {
+    return element_to_dict_impl(EtNode{e}, frames, [](const EtNode &n) {
+        std::vector<EtNode> children;
+        for_each_child(n, [&](const EtNode &c) { children.push_back(c); });
+        return children;
+    });
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// OutputFileParser
+
+struct WholeParser {
+    std::shared_ptr<DocState> doc;
+    NodeId root_node = kNoNode;
+    nb::object root;  // _root once made (or set by the caller): from then on all reads use it
+
+    nb::object root_element() {
+        if (!root.is_valid()) root = materialize(*doc, root_node);
+        return root;
+    }
+
+    // The sections of the root, as (node, element-or-empty) in document order, until `f`
+    // returns true.
+    template <class F>
+    void for_each_section(F &&f, const nb::object &root_override = nb::object()) {
+        if (root_override.is_valid() || root.is_valid()) {
+            const nb::object &r = root_override.is_valid() ? root_override : root;
+            nb::object it = steal_or_throw(PyObject_GetIter(r.ptr()));
+            while (PyObject *item = PyIter_Next(it.ptr())) {
+                nb::object child = nb::steal(item);
+                nb::object tag = tag_of(EtNode{child});
+                if (equals(tag.ptr(), section_tag()) && f(kNoNode, child)) return;
+            }
+            if (PyErr_Occurred()) throw_python();
+            return;
+        }
+        const Dom &d = doc->dom();
+        for (NodeId c = d.node(root_node).first_child; c != kNoNode; c = d.node(c).next_sibling) {
+            if (d.tag(c) != marlox::results::kSectionConcreteCheckResult) continue;
+            auto found = doc->materialized.find(c);
+            if (f(c, found != doc->materialized.end() ? found->second : nb::object())) return;
+        }
+    }
+
+    nb::object section_id_of(NodeId node, const nb::object &element) {
+        if (element.is_valid()) return et_section_id(element);
+        ReadGuard guard(*doc);
+        return native_section_id(*doc, node);
+    }
+
+    // The section whose id equals `section_id`: its node (native) or its element.
+    std::pair<NodeId, nb::object> find_section(PyObject *section_id,
+                                               const nb::object &root_override = nb::object()) {
+        std::pair<NodeId, nb::object> result{kNoNode, nb::object()};
+        bool found = false;
+        for_each_section(
+            [&](NodeId node, const nb::object &element) {
+                bool same;
+                if (element.is_valid()) {
+                    nb::object id = et_section_id(element);
+                    same = equals(id.ptr(), section_id);
+                } else {
+                    ReadGuard guard(*doc);
+                    same = native_section_id_equals(*doc, node, section_id);
+                }
+                if (!same) return false;
+                result = {node, element};
+                found = true;
+                return true;
+            },
+            root_override);
+        if (!found) raise_not_available(section_id);
+        return result;
+    }
+
+    template <class R>
+    nb::object section_results(PyObject *section_id, R &&reader) {
+        auto [node, element] = find_section(section_id);
+        SectionResult s;
+        s.id = nb::borrow(section_id);
+        if (element.is_valid()) {
+            s.element = element;
+        } else {
+            s.doc = doc;
+            s.node = node;
+        }
+        return read_section(s, reader);
+    }
+};
+
+nb::handle g_whole_parser_type;
+
+// self._root when a subclass replaces it, else an empty object.
+nb::object overriding_root(nb::handle self) {
+    if (!overrides(self, g_whole_parser_type, "_root")) return nb::object();
+    return steal_or_throw(PyObject_GetAttrString(self.ptr(), "_root"));
+}
+
+// An accessor: natively, unless a subclass replaces _section_element or _root; then as the
+// plain class does it, through those and RcsOutputFileParser.SectionResult.
+template <class R>
+nb::object accessor(nb::handle self, nb::handle section_id, const char *reader_name, R &&reader) {
+    if (overrides(self, g_whole_parser_type, "_section_element") ||
+        overrides(self, g_whole_parser_type, "_root")) {
+        nb::object element = steal_or_throw(
+            PyObject_CallMethod(self.ptr(), "_section_element", "O", section_id.ptr()));
+        nb::object module =
+            steal_or_throw(PyImport_ImportModule("marlox.external.idea_rcs.idea_rcs"));
+        nb::object parser =
+            steal_or_throw(PyObject_GetAttrString(module.ptr(), "RcsOutputFileParser"));
+        nb::object cls = steal_or_throw(PyObject_GetAttrString(parser.ptr(), "SectionResult"));
+        nb::object section = steal_or_throw(
+            PyObject_CallFunctionObjArgs(cls.ptr(), section_id.ptr(), element.ptr(), nullptr));
+        return steal_or_throw(PyObject_CallMethod(section.ptr(), reader_name, nullptr));
+    }
+    return nb::cast<WholeParser &>(self).section_results(section_id.ptr(), reader);
+}
+
+#define MARLOX_ACCESSOR(fn, name)                                                       \
+    [](nb::handle self, nb::handle section_id) {                                        \
+        return accessor(self, section_id, name, [](const auto &ex) { return fn(ex); }); \
+    }
+
+namespace {
+
+const char *const kWholeDoc =
+    R"(Parser to extract results from an IDEA-RCS output file (.xml), read as a whole.
+
+The complete document is parsed into an element tree when the parser is made, and every query
+is answered from memory. For very large result files use RcsOutputFileParser instead, which
+streams through the document one check section at a time.)";
+
+#define NOT_PRESENT "\n\n:raises ParsingError: if 'section_id' is not present in the output file."
+
+}  // namespace
+
+void bind_whole_parser(nb::module_ &m) {
+    using namespace nb::literals;
+
+    nb::class_<WholeParser> whole(m, "OutputFileParser", nb::dynamic_attr(), kWholeDoc);
+    g_whole_parser_type = whole;
+    whole
+        .def(
+            "__init__",
+            [](WholeParser *self, nb::object xml_file) {
+                nb::object getvalue =
+                    steal_or_throw(PyObject_GetAttrString(xml_file.ptr(), "getvalue"));
+                nb::object content = steal_or_throw(PyObject_CallNoArgs(getvalue.ptr()));
+                auto doc = std::make_shared<DocState>(new_scanner(true), false);
+                bool ok = feed_object(*doc, content.ptr(), false);
+                if (ok) ok = feed_object(*doc, nullptr, true);
+                doc->scanner->close();
+                if (!ok) {
+                    nb::object cause = parse_error_object(doc->scanner->failure());
+                    set_python_error(marlox::Error(ErrorKind::SdkParsing,
+                                                   "Provided 'xml_file' is not a valid XML file."));
+                    PyObject *type, *value, *tb;
+                    PyErr_Fetch(&type, &value, &tb);
+                    PyErr_NormalizeException(&type, &value, &tb);
+                    if (value != nullptr) {
+                        PyException_SetCause(value, cause.inc_ref().ptr());
+                        PyException_SetContext(value, cause.inc_ref().ptr());
+                    }
+                    PyErr_Restore(type, value, tb);
+                    throw_python();
+                }
+                WholeParser *p = new (self) WholeParser();
+                p->doc = std::move(doc);
+                p->root_node = p->doc->scanner->builder().root();
+            },
+            "xml_file"_a.none(),
+            nb::sig("def __init__(self, xml_file: io.StringIO | io.BytesIO) -> None"))
+        .def_prop_rw(
+            "_root", [](WholeParser &p) { return p.root_element(); },
+            [](WholeParser &p, nb::object v) { p.root = std::move(v); }, nb::arg("value").none())
+        .def_prop_ro(
+            "section_ids",
+            [](nb::handle self) {
+                WholeParser &p = nb::cast<WholeParser &>(self);
+                nb::object ids = new_list();
+                p.for_each_section(
+                    [&](NodeId node, const nb::object &element) {
+                        nb::object id = p.section_id_of(node, element);
+                        list_append(ids.ptr(), id.ptr());
+                        return false;
+                    },
+                    overriding_root(self));
+                return ids;
+            },
+            nb::for_getter(nb::sig("def section_ids(self, /) -> list[int]")),
+            "The ids of all check sections in the result file, in document order.")
+        .def(
+            "_element_to_dict",
+            [](WholeParser &, nb::object e) { return et_element_to_dict(e, 0); }, "e"_a.none(),
+            "The element as nested dicts: {tag: [child dicts] or text}.")
+        .def(
+            "raw_results",
+            [](nb::handle self) {
+                if (overrides(self, g_whole_parser_type, "_root") ||
+                    overrides(self, g_whole_parser_type, "_element_to_dict")) {
+                    nb::object root = steal_or_throw(PyObject_GetAttrString(self.ptr(), "_root"));
+                    return steal_or_throw(
+                        PyObject_CallMethod(self.ptr(), "_element_to_dict", "O", root.ptr()));
+                }
+                WholeParser &p = nb::cast<WholeParser &>(self);
+                if (p.root.is_valid()) return et_element_to_dict(p.root, 1);
+                // Elements already handed out may have been changed: then the tree is read as
+                // ElementTree elements, with those elements in it.
+                DocState &doc = *p.doc;
+                if (!doc.materialized.empty()) return et_element_to_dict(p.root_element(), 1);
+                ReadGuard guard(doc);
+                return element_to_dict_impl(
+                    NativeNode{&doc, p.root_node, nullptr}, 1, [&](const NativeNode &n) {
+                        std::vector<NativeNode> children;
+                        for_each_child(n, [&](const NativeNode &c) { children.push_back(c); });
+                        return children;
+                    });
+            },
+            nb::sig("def raw_results(self) -> dict[str, typing.Any]"),
+            "The whole result file as nested dicts (see _element_to_dict).")
+        .def(
+            "_section_element",
+            [](nb::handle self, nb::handle section_id) {
+                WholeParser &p = nb::cast<WholeParser &>(self);
+                auto [node, element] = p.find_section(section_id.ptr(), overriding_root(self));
+                if (element.is_valid()) return element;
+                return materialize(*p.doc, node);
+            },
+            "section_id"_a.none())
+        .def("capacity_results", MARLOX_ACCESSOR(read_capacity, "capacity"), "section_id"_a.none(),
+             nb::sig("def capacity_results(self, section_id: int) -> list[dict[str, typing.Any] | "
+                     "None]"),
+             "Get the capacity results of all extremes of a check section." NOT_PRESENT)
+        .def("shear_results", MARLOX_ACCESSOR(read_shear, "shear"), "section_id"_a.none(),
+             nb::sig(
+                 "def shear_results(self, section_id: int) -> list[dict[str, typing.Any] | None]"),
+             "Get the shear results of all extremes of a check section." NOT_PRESENT)
+        .def("crack_width_results", MARLOX_ACCESSOR(read_crack_width, "crack_width"),
+             "section_id"_a.none(),
+             nb::sig("def crack_width_results(self, section_id: int) -> list[dict[str, dict[str, "
+                     "typing.Any] | None] | None]"),
+             "Get the crack width results of all extremes of a check section." NOT_PRESENT)
+        .def("detailing_results", MARLOX_ACCESSOR(read_detailing, "detailing"),
+             "section_id"_a.none(),
+             nb::sig("def detailing_results(self, section_id: int) -> list[dict[str, float | None] "
+                     "| None]"),
+             "Get the detailing results of all extremes of a check section." NOT_PRESENT)
+        .def("stress_limitation_results",
+             MARLOX_ACCESSOR(read_stress_limitation, "stress_limitation"), "section_id"_a.none(),
+             nb::sig("def stress_limitation_results(self, section_id: int) -> list[dict[str, float "
+                     "| None] | None]"),
+             "Get the stress limitation results of all extremes of a check section." NOT_PRESENT)
+        .def("fatigue_results", MARLOX_ACCESSOR(read_fatigue, "fatigue"), "section_id"_a.none(),
+             nb::sig("def fatigue_results(self, section_id: int) -> list[dict | None]"),
+             "Get the fatigue results of all extremes of a check section." NOT_PRESENT);
+}
+
+}  // namespace marlox::py::results
