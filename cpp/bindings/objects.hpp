@@ -1,0 +1,54 @@
+// What the files of the objects module share: the storage of every object, the module's
+// classes by name, and the checks of the values given to the objects.
+#pragma once
+
+#include <Python.h>
+#include <nanobind/nanobind.h>
+
+#include <string>
+#include <vector>
+
+#include "core/error.hpp"
+#include "core/schema.hpp"
+
+namespace nb = nanobind;
+
+namespace marlox::objects {
+
+namespace schema = marlox::schema;
+using schema::Field;
+using schema::Kind;
+
+// Storage of every object: the checked value of each field of its type, in table order.
+struct Obj {
+    const schema::Type *type = nullptr;
+    std::vector<nb::object> values;
+};
+
+// One C++ type per Python class (nanobind binds each C++ type once).
+template <int N, class Base = Obj>
+struct T : Base {};
+
+// A class or enumeration of the module by name (KeyError if there is none).
+nb::handle lookup(const std::string &name);
+
+Obj &object_of(nb::handle value, const char *cls);
+
+// --- the checks of values given to the objects (objects_values.cpp) ---------------------
+
+[[noreturn]] void value_error(const std::string &context, const char *argument,
+                              const std::string &what);
+std::string text_of(nb::handle value);
+nb::object checked(PyObject *result);
+bool is_int(nb::handle v);
+double as_double(nb::handle v);
+nb::object check_number(const std::string &context, const Field &field, nb::handle value);
+nb::object check_point(const std::string &context, const char *argument, nb::handle value);
+
+nb::object convert(const std::string &context, const Field &field, nb::handle value);
+std::vector<nb::object> bind_arguments(const schema::Type &type, nb::args args, nb::kwargs kwargs);
+
+// The operations of the objects that own lists (objects_operations.cpp).
+void bind_operations(nb::handle rcs_cls, nb::handle section_cls, nb::handle component_cls);
+
+}  // namespace marlox::objects
