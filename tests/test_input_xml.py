@@ -12,7 +12,7 @@ from marlox.external.idea_rcs import OpenModel
 from marlox.external.idea_rcs import objects as o
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-SAMPLES = ROOT.parent / "shared" / "samples" / "idea-statica"
+SAMPLES = ROOT / "tests" / "data"
 XSI_TYPE = "{http://www.w3.org/2001/XMLSchema-instance}type"
 
 
