@@ -4,12 +4,22 @@ import abc
 from collections.abc import Iterator, Sequence
 import io
 import json.encoder
-from typing import Any, BinaryIO
+from typing import Any, BinaryIO, Literal, overload
 import xml.etree.ElementTree
 
 import marlox.core
 import marlox.external.external_program
 import marlox.external.idea_rcs.objects
+from marlox.external.idea_rcs.objects import (
+    CheckMember1D,
+    ConcreteMemberDataEc2,
+    CrossSectionComponent,
+    CrossSectionParameter,
+    MatConcreteEc2,
+    MatReinforcementEc2,
+    ReinforcedCrossSection,
+    StandardCheckSection,
+)
 
 
 class _EnumEncoder(json.encoder.JSONEncoder):
@@ -213,6 +223,37 @@ class _Model:
         The model as a plain JSON value tree: nine keys (the seven object lists as [class name, object] pairs, then project data and code settings).
         """
 
+    @overload
+    def generate_xml_input(self, as_file: Literal[False] = False) -> io.BytesIO:
+        """
+        Convert the model to IDEA StatiCa RCS input XML through the platform's conversion service.
+
+        Args:
+            as_file: Return a ``marlox.core.File`` instead of a ``BytesIO``.
+
+        Returns:
+            The input XML, as a BytesIO positioned at its start or as a File.
+
+        Raises:
+            Exception: "Input file could not be generated, please check your model" when the service rejects the model; the service's InternalError is its cause.
+        """
+
+    @overload
+    def generate_xml_input(self, as_file: Literal[True]) -> marlox.core.File:
+        """
+        Convert the model to IDEA StatiCa RCS input XML through the platform's conversion service.
+
+        Args:
+            as_file: Return a ``marlox.core.File`` instead of a ``BytesIO``.
+
+        Returns:
+            The input XML, as a BytesIO positioned at its start or as a File.
+
+        Raises:
+            Exception: "Input file could not be generated, please check your model" when the service rejects the model; the service's InternalError is its cause.
+        """
+
+    @overload
     def generate_xml_input(self, as_file: bool = False) -> io.BytesIO | marlox.core.File:
         """
         Convert the model to IDEA StatiCa RCS input XML through the platform's conversion service.
@@ -757,12 +798,42 @@ class IdeaRcsAnalysis(marlox.external.external_program.ExternalProgram):
         other text.
         """
 
+    @overload
+    def get_output_file(self, *, as_file: Literal[False] = False) -> io.BytesIO:
+        """
+        The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when
+        ``as_file`` is true. ``execute`` must have been called first.
+        """
+
+    @overload
+    def get_output_file(self, *, as_file: Literal[True]) -> marlox.core.File:
+        """
+        The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when
+        ``as_file`` is true. ``execute`` must have been called first.
+        """
+
+    @overload
     def get_output_file(self, *, as_file: bool = False) -> io.BytesIO | marlox.core.File:
         """
         The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when
         ``as_file`` is true. ``execute`` must have been called first.
         """
 
+    @overload
+    def get_idea_rcs_file(self, *, as_file: Literal[False] = False) -> io.BytesIO:
+        """
+        The .ideaRcs project file made from the input: a ``BytesIO``, or a ``File`` when
+        ``as_file`` is true. Needs ``return_rcs_file`` and a completed ``execute``.
+        """
+
+    @overload
+    def get_idea_rcs_file(self, *, as_file: Literal[True]) -> marlox.core.File:
+        """
+        The .ideaRcs project file made from the input: a ``BytesIO``, or a ``File`` when
+        ``as_file`` is true. Needs ``return_rcs_file`` and a completed ``execute``.
+        """
+
+    @overload
     def get_idea_rcs_file(self, *, as_file: bool = False) -> io.BytesIO | marlox.core.File:
         """
         The .ideaRcs project file made from the input: a ``BytesIO``, or a ``File`` when
