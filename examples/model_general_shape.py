@@ -11,6 +11,7 @@ from marlox.external.idea_rcs import GeneralShape, Model
 from marlox.external.idea_rcs.objects import (
     CalculationSetup,
     ConcreteMaterial,
+    CrossSectionComponent,
     ExposureClass,
     ExposureClassesDataEc2,
     InternalForces,
@@ -52,6 +53,7 @@ box.create_extreme(
 
 print(json.dumps(model._serialize(), indent=2))
 section = model._cross_section_list[0]
+assert isinstance(section, CrossSectionComponent)  # a general shape is made of components
 print(
     f"{type(section).__name__} with {len(section.components)} component; "
     f"bars {len(box.bars)}, extremes {[extreme.description for extreme in box.extremes]}"
