@@ -41,7 +41,7 @@ bool main_dimension(std::string_view name) {
 
 // A length for a message: metres rounded to the micrometre.
 std::string metres(double value) { return show(std::round(value * 1e6) / 1e6); }
-std::string millimetres(double value) { return show(std::round(value * 1e5) / 1e2) + " mm"; }
+std::string millimetres(double value) { return show(std::round(value * 1e5) / 1e2 + 0.0) + " mm"; }
 std::string at(Point p) { return "(" + metres(p.y) + ", " + metres(p.z) + ") m"; }
 
 // A field's description for a message: its documentation without the final full stop.
@@ -174,21 +174,22 @@ class Checker {
                       const Value &value) {
         const double x = value.number;
         const std::string key = field.key;
+        const std::string shown = std::isfinite(x) ? value.text : show(x);  // as Python wrote it
         if (!std::isfinite(x)) {
-            error(c, name, what(field) + " is " + show(x) + ", not a finite number.");
+            error(c, name, what(field) + " is " + shown + ", not a finite number.");
         } else if (key == "Poisson") {
             if (x < 0 || x >= 0.5)
-                error(c, name, "Poisson's ratio must lie in [0, 0.5), but it is " + show(x) + ".");
+                error(c, name, "Poisson's ratio must lie in [0, 0.5), but it is " + shown + ".");
         } else if (key == "RelativeHumidity") {
             if (x < 0 || x > 100)
                 error(c, name,
                       "The relative humidity is in per cent and must lie between 0 and 100, "
                       "but it is " +
-                          show(x) + ".");
+                          shown + ".");
         } else if (field.has(schema::Positive) && x <= 0) {
-            error(c, name, what(field) + " must be greater than zero, but it is " + show(x) + ".");
+            error(c, name, what(field) + " must be greater than zero, but it is " + shown + ".");
         } else if (field.has(schema::NonNegative) && x < 0) {
-            error(c, name, what(field) + " must not be negative, but it is " + show(x) + ".");
+            error(c, name, what(field) + " must not be negative, but it is " + shown + ".");
         }
     }
 
@@ -196,11 +197,12 @@ class Checker {
                    const Value &value) {
         if (value.type != Value::Type::Number) return;
         const double x = value.number;
+        const std::string shown = std::isfinite(x) ? value.text : show(x);
         const std::string label = "The shape parameter " + key + " [m]";
         if (!std::isfinite(x))
-            error(c, name, label + " is " + show(x) + ", not a finite number.");
+            error(c, name, label + " is " + shown + ", not a finite number.");
         else if (x < 0 || (x == 0 && main_dimension(key)))
-            error(c, name, label + " must be greater than zero, but it is " + show(x) + ".");
+            error(c, name, label + " must be greater than zero, but it is " + shown + ".");
     }
 
     void coordinates(const Context &c, const std::string &name, const Value &value) {
