@@ -3,6 +3,7 @@
 import math
 
 import pytest
+
 from marlox.external.idea_rcs import GeneralShape, Model, ModelError, OpenModel, RectSection
 from marlox.external.idea_rcs import objects as o
 
