@@ -164,24 +164,21 @@ bool cross(Point a, Point b, Point c, Point d) {
 
 bool self_intersects(const std::vector<Point> &polygon, double tolerance, Point &where) {
     const size_t n = polygon.size() < 2 ? 0 : polygon.size() - 1;  // segments
-    for (size_t i = 0; i < n; ++i) {
-        const Point a = polygon[i], b = polygon[i + 1];
+    for (size_t i = 0; n > 2 && i < n; ++i) {
         // A neighbour that turns straight back.
-        const Point c = polygon[(i + 1) % n + 1];
-        if (n > 2 && side(a, b, c) == 0 && dot(minus(b, a), minus(c, b)) < 0) {
+        const Point a = polygon[i], b = polygon[i + 1], c = polygon[(i + 1) % n + 1];
+        if (side(a, b, c) == 0 && dot(minus(b, a), minus(c, b)) < 0) {
             where = b;
             return true;
         }
-        for (size_t j = i + 2; j < n; ++j) {
-            if (i == 0 && j == n - 1) continue;  // neighbours across the start
-            const Point p = polygon[j], q = polygon[j + 1];
-            if (distance(a, b, p, q) <= tolerance) {
-                where = cross(a, b, p, q) ? a : (segment_distance(p, a, b) <= tolerance ? p : q);
-                return true;
-            }
-        }
     }
-    return false;
+    return near_segments(polygon, polygon, tolerance, [&](size_t i, size_t j) {
+        if (j <= i + 1 || (i == 0 && j == n - 1)) return false;  // itself or a neighbour
+        const Point a = polygon[i], b = polygon[i + 1], p = polygon[j], q = polygon[j + 1];
+        if (distance(a, b, p, q) > tolerance) return false;
+        where = cross(a, b, p, q) ? a : (segment_distance(p, a, b) <= tolerance ? p : q);
+        return true;
+    });
 }
 
 }  // namespace marlox::geometry

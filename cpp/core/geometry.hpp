@@ -6,6 +6,7 @@
 // Python-free with no run-time dependency beyond the C++ standard library.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <vector>
 
@@ -65,5 +66,40 @@ bool cross(Point a, Point b, Point c, Point d);
 // Whether two edges of the closed polygon touch or cross without being neighbours, or two
 // neighbours fold back onto each other; `where` receives a point of the first such place.
 bool self_intersects(const std::vector<Point> &polygon, double tolerance, Point &where);
+
+// Calls `visit(i, j)` for the segments i of polyline `a` and j of polyline `b` (segment k joins
+// points k and k + 1) whose extents in y and z come within `reach` of each other: the pairs
+// that can touch, found by a sweep along y instead of trying all. `visit` returns true to stop;
+// the result tells whether it did.
+template <class Visit>
+bool near_segments(const std::vector<Point> &a, const std::vector<Point> &b, double reach,
+                   Visit visit) {
+    if (a.size() < 2 || b.size() < 2) return false;
+    struct Box {
+        double y0, y1, z0, z1;
+        size_t index;
+    };
+    auto boxes = [](const std::vector<Point> &p) {
+        std::vector<Box> out;
+        for (size_t k = 0; k + 1 < p.size(); ++k)
+            out.push_back({std::min(p[k].y, p[k + 1].y), std::max(p[k].y, p[k + 1].y),
+                           std::min(p[k].z, p[k + 1].z), std::max(p[k].z, p[k + 1].z), k});
+        return out;
+    };
+    std::vector<Box> first = boxes(a), second = boxes(b);
+    std::sort(second.begin(), second.end(), [](const Box &u, const Box &v) { return u.y0 < v.y0; });
+    double widest = 0;
+    for (const Box &box : second) widest = std::max(widest, box.y1 - box.y0);
+    for (const Box &u : first) {
+        const double from = u.y0 - reach - widest;
+        auto it = std::lower_bound(second.begin(), second.end(), from,
+                                   [](const Box &box, double y) { return box.y0 < y; });
+        for (; it != second.end() && it->y0 <= u.y1 + reach; ++it)
+            if (it->y1 >= u.y0 - reach && it->z0 <= u.z1 + reach && it->z1 >= u.z0 - reach &&
+                visit(u.index, it->index))
+                return true;
+    }
+    return false;
+}
 
 }  // namespace marlox::geometry

@@ -292,21 +292,22 @@ class Checker {
 
     void opening_inside(const Context &c, const std::string &name, const std::vector<Point> &hole,
                         const std::vector<Point> &border) {
-        for (size_t i = 0; i + 1 < hole.size(); ++i) {
-            Point p = hole[i];
-            bool out = !geometry::inside(p, border);
-            if (out) {
-                double d = INFINITY;
-                for (size_t j = 0; j + 1 < border.size(); ++j)
-                    d = std::min(d, geometry::distance(p, p, border[j], border[j + 1]));
-                out = d > kTolerance;
-            }
-            for (size_t j = 0; !out && j + 1 < border.size(); ++j)
-                out = geometry::cross(hole[i], hole[i + 1], border[j], border[j + 1]);
-            if (out) {
-                error(c, name, "The opening reaches outside its outline near " + at(p) + ".", &p);
-                return;
-            }
+        size_t first = hole.size();
+        for (size_t i = 0; i + 1 < hole.size() && first == hole.size(); ++i) {
+            const Point p = hole[i];
+            double d = INFINITY;
+            for (size_t j = 0; !geometry::inside(p, border) && j + 1 < border.size(); ++j)
+                d = std::min(d, geometry::distance(p, p, border[j], border[j + 1]));
+            if (d != INFINITY && d > kTolerance) first = i;
+        }
+        geometry::near_segments(hole, border, 0.0, [&](size_t i, size_t j) {
+            if (i < first && geometry::cross(hole[i], hole[i + 1], border[j], border[j + 1]))
+                first = i;
+            return false;
+        });
+        if (first < hole.size()) {
+            const Point p = hole[first];
+            error(c, name, "The opening reaches outside its outline near " + at(p) + ".", &p);
         }
     }
 
@@ -460,30 +461,34 @@ class Checker {
                              const std::vector<geometry::Edge> &path, double radius,
                              const section::Region &r) {
         const std::vector<Point> points = geometry::polyline(path, section::kArcTolerance);
+        // A path that starts in the concrete and never comes near its edges stays inside.
+        size_t first = points.size();
+        const Point start = points[0];
+        bool out = !geometry::inside(start, r.outline_polygon) &&
+                   geometry::distance(start, r.outline) > kTolerance;
+        for (size_t k = 0; !out && k < r.openings.size(); ++k)
+            out = geometry::inside(start, r.opening_polygons[k]) &&
+                  geometry::distance(start, r.openings[k]) > kTolerance;
+        if (out) first = 0;
+        // Arcs as polylines stray up to the arc tolerance from the true curves.
+        const double reach = radius - 2 * section::kArcTolerance - kTolerance;
         std::vector<const std::vector<Point> *> borders{&r.outline_polygon};
         for (const auto &opening : r.opening_polygons) borders.push_back(&opening);
-        // Arcs as polylines stray up to the arc tolerance from the true curves.
-        const double slack = 2 * section::kArcTolerance + kTolerance;
-        for (size_t i = 0; i < points.size(); ++i) {
-            Point p = points[i];
-            bool out = !geometry::inside(p, r.outline_polygon) &&
-                       geometry::distance(p, r.outline) > kTolerance;
-            for (size_t k = 0; !out && k < r.openings.size(); ++k)
-                out = geometry::inside(p, r.opening_polygons[k]) &&
-                      geometry::distance(p, r.openings[k]) > kTolerance;
-            for (const auto *border : borders) {
-                for (size_t j = 0; !out && j + 1 < border->size(); ++j) {
-                    const Point q = i + 1 < points.size() ? points[i + 1] : p;
-                    out = geometry::distance(p, q, (*border)[j], (*border)[j + 1]) < radius - slack;
-                }
-            }
-            if (out) {
-                error(c, name,
-                      "The stirrup of " + millimetres(2 * radius) + " leaves the concrete near " +
-                          at(p) + ".",
-                      &p);
-                return;
-            }
+        for (const auto *border : borders)
+            geometry::near_segments(points, *border, radius, [&](size_t i, size_t j) {
+                const Point a = points[i], b = points[i + 1], p = (*border)[j],
+                            q = (*border)[j + 1];
+                if (i < first &&
+                    (geometry::cross(a, b, p, q) || geometry::distance(a, b, p, q) < reach))
+                    first = i;
+                return false;
+            });
+        if (first < points.size()) {
+            const Point p = points[first];
+            error(c, name,
+                  "The stirrup of " + millimetres(2 * radius) + " leaves the concrete near " +
+                      at(p) + ".",
+                  &p);
         }
     }
 
