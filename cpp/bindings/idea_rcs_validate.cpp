@@ -229,23 +229,24 @@ void bind_validate(nb::module_ &m) {
         .def("__repr__", [](const Finding &f) { return "<Finding " + finding_text(f) + ">"; });
 
     nb::object model = m.attr("_Model");
-    nb::setattr(model, "validate",
-                nb::cpp_function(&validate_model, nb::is_method(), nb::name("validate"),
-                                 nb::scope(model), nb::sig("def validate(self) -> list[Finding]"),
-                                 "Check the whole model before a run and return what is found, "
-                                 "errors and warnings, in the order of the model's lists.\n\n"
-                                 "Checked: references to objects that are not in the model; "
-                                 "values (moduli, strengths, dimensions and diameters finite and "
-                                 "positive, Poisson's ratio in [0, 0.5), relative humidity in "
-                                 "0..100 per cent); outlines and openings (at least three points, "
-                                 "not crossing themselves, openings inside their outline); bars "
-                                 "inside the concrete and out of openings, not overlapping, with "
-                                 "a cover of at least their diameter (a warning); stirrups inside "
-                                 "the concrete, arcs included, and closed when they count for "
-                                 "torsion (a warning); check sections with extremes, and extremes "
-                                 "with a loading.\n\nParametric sections are checked against "
-                                 "their bars where IDEA StatiCa RCS's placement (centroid on the "
-                                 "origin) is certain: RECT, O and TG; the other types are not."));
+    nb::setattr(
+        model, "validate",
+        nb::cpp_function(&validate_model, nb::is_method(), nb::name("validate"), nb::scope(model),
+                         nb::sig("def validate(self) -> list[Finding]"),
+                         "Check the whole model before a run and return what is found, "
+                         "errors and warnings, in the order of the model's lists.\n\n"
+                         "Checked: references to objects that are not in the model; "
+                         "values (moduli, strengths, dimensions and diameters finite and "
+                         "positive, Poisson's ratio in [0, 0.5), relative humidity in "
+                         "(0, 100] per cent); outlines and openings (at least three points, "
+                         "not crossing themselves, openings inside their outline); bars "
+                         "inside the concrete and out of openings, not overlapping, with "
+                         "a cover of at least their diameter (a warning); stirrups inside "
+                         "the concrete, arcs included, and closed when they count for "
+                         "torsion (a warning); check sections with extremes, and extremes "
+                         "with a loading.\n\nParametric sections are checked against "
+                         "their bars where IDEA StatiCa RCS's placement (centroid on the "
+                         "origin) is certain: RECT, O and TG; the other types are not."));
     nb::setattr(
         model, "ensure_valid",
         nb::cpp_function(&ensure_valid, nb::is_method(), nb::name("ensure_valid"), nb::scope(model),

@@ -181,9 +181,9 @@ class Checker {
             if (x < 0 || x >= 0.5)
                 error(c, name, "Poisson's ratio must lie in [0, 0.5), but it is " + shown + ".");
         } else if (key == "RelativeHumidity") {
-            if (x < 0 || x > 100)
+            if (x <= 0 || x > 100)
                 error(c, name,
-                      "The relative humidity is in per cent and must lie between 0 and 100, "
+                      "The relative humidity is in per cent and must be above 0 and at most 100, "
                       "but it is " +
                           shown + ".");
         } else if (field.has(schema::Positive) && x <= 0) {
@@ -245,7 +245,6 @@ class Checker {
             vertices.back().point.y == vertices.front().point.y &&
             vertices.back().point.z == vertices.front().point.z)
             --count;  // given closed
-        for (const auto &v : vertices) count += v.arc ? 1 : 0;
         if (count < 3) {
             error(c, name,
                   std::string("The ") + what + " has " + std::to_string(count) +

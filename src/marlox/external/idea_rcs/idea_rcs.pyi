@@ -232,7 +232,7 @@ class _Model:
         """
         Check the whole model before a run and return what is found, errors and warnings, in the order of the model's lists.
 
-        Checked: references to objects that are not in the model; values (moduli, strengths, dimensions and diameters finite and positive, Poisson's ratio in [0, 0.5), relative humidity in 0..100 per cent); outlines and openings (at least three points, not crossing themselves, openings inside their outline); bars inside the concrete and out of openings, not overlapping, with a cover of at least their diameter (a warning); stirrups inside the concrete, arcs included, and closed when they count for torsion (a warning); check sections with extremes, and extremes with a loading.
+        Checked: references to objects that are not in the model; values (moduli, strengths, dimensions and diameters finite and positive, Poisson's ratio in [0, 0.5), relative humidity in (0, 100] per cent); outlines and openings (at least three points, not crossing themselves, openings inside their outline); bars inside the concrete and out of openings, not overlapping, with a cover of at least their diameter (a warning); stirrups inside the concrete, arcs included, and closed when they count for torsion (a warning); check sections with extremes, and extremes with a loading.
 
         Parametric sections are checked against their bars where IDEA StatiCa RCS's placement (centroid on the origin) is certain: RECT, O and TG; the other types are not.
         """
