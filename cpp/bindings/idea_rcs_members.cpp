@@ -2,6 +2,7 @@
 #include <Python.h>
 #include <nanobind/nanobind.h>
 
+#include <optional>
 #include <string>
 
 #include "bindings/idea_rcs.hpp"
@@ -535,7 +536,10 @@ nb::object create_member(const char *member_class, const char *member_type, nb::
                          nb::handle name, nb::handle rcs_name, nb::handle design_member_name,
                          nb::handle exposure_classes, nb::handle coeff_kx,
                          nb::handle creep_coefficient, nb::handle relative_humidity) {
-    const ListMarks marks(nb::cast<ModelBase &>(self));
+    // Called unbound on something else, the operation fails as the interpreter would.
+    const std::optional<ListMarks> marks =
+        nb::isinstance<ModelBase>(self) ? std::optional<ListMarks>(nb::cast<ModelBase &>(self))
+                                        : std::nullopt;
     try {
         nb::object made = self.attr("_create_1d_section")(
             companion().attr("MemberType").attr(member_type), cs, material, calculation_control,
@@ -544,7 +548,7 @@ nb::object create_member(const char *member_class, const char *member_type, nb::
         auto [rcs, check_section] = unpack_pair(made);
         return module_class(member_class)(rcs, check_section);
     } catch (...) {
-        marks.restore();  // the error is held by the exception in flight, not set
+        if (marks) marks->restore();  // the error is held by the exception in flight, not set
         throw;
     }
 }

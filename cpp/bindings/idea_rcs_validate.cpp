@@ -131,6 +131,9 @@ nb::object plot(nb::handle self, nb::handle item, nb::handle ax, bool with_findi
         check_section = item.attr("_check_section");
         target_item = check_section;
     }
+    if (!nb::isinstance<ModelBase>(self))
+        fail(ErrorKind::Type,
+             "plot: expected a model, not " + std::string(nb::inst_name(self).c_str()));
     section::Target target;
     size_t index;
     if (!locate(nb::cast<ModelBase &>(self), target_item, target, index))
@@ -257,8 +260,11 @@ void bind_validate(nb::module_ &m) {
         model, "plot",
         nb::cpp_function(&plot, nb::is_method(), nb::name("plot"), nb::scope(model), "item"_a,
                          "ax"_a = nb::none(), nb::kw_only(), "findings"_a = true,
-                         nb::sig("def plot(self, item: typing.Any, ax: typing.Any = None, *, "
-                                 "findings: bool = True) -> typing.Any"),
+                         nb::sig("def plot(self, item: "
+                                 "marlox.external.idea_rcs.objects.CrossSection | "
+                                 "marlox.external.idea_rcs.objects.ReinforcedCrossSection | "
+                                 "marlox.external.idea_rcs.objects.CheckSection | Member, ax: "
+                                 "typing.Any = None, *, findings: bool = True) -> typing.Any"),
                          "Draw ``item`` (a cross-section, reinforced cross-section, check "
                          "section or member of this model) on the matplotlib axes ``ax``, or "
                          "on a new figure, and return the axes: the concrete with its openings, "

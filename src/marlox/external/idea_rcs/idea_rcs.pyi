@@ -242,7 +242,7 @@ class _Model:
         Raise ``ModelError`` listing every error that ``validate()`` finds; return the warnings when there is no error.
         """
 
-    def plot(self, item: Any, ax: Any = None, *, findings: bool = True) -> Any:
+    def plot(self, item: marlox.external.idea_rcs.objects.CrossSection | marlox.external.idea_rcs.objects.ReinforcedCrossSection | marlox.external.idea_rcs.objects.CheckSection | Member, ax: Any = None, *, findings: bool = True) -> Any:
         """
         Draw ``item`` (a cross-section, reinforced cross-section, check section or member of this model) on the matplotlib axes ``ax``, or on a new figure, and return the axes: the concrete with its openings, bars as circles of their diameter, stirrups along their axis with their arcs, equal axes in metres and the name as title. With ``findings`` the located findings of ``validate()`` are marked. Needs matplotlib: ``pip install 'marlox[plot]'``.
         """
@@ -680,7 +680,7 @@ class Model(_Model):
 
     def create_beam(self, cs: SectionPrototype1D, material: marlox.external.idea_rcs.objects.MatConcreteEc2, *, calculation_control: marlox.external.idea_rcs.objects.CalculationSetup | None = None, name: str | None = None, rcs_name: str | None = None, design_member_name: str | None = None, exposure_classes: marlox.external.idea_rcs.objects.ExposureClassesDataEc2 | None = None, coeff_kx: float | None = None, creep_coefficient: float | None = None, relative_humidity: float | None = None) -> Beam:
         """
-        Create a beam: a cross-section, a reinforced cross-section, a check member, a check section and the member data, in one step.
+        Create a beam: a cross-section, a reinforced cross-section, a check member, a check section and the member data, in one step; a call that fails adds none of them.
 
         Args:
             cs: The section prototype, e.g. ``RectSection(0.3, 0.5)`` or ``GeneralShape(outline)``.
@@ -700,7 +700,7 @@ class Model(_Model):
 
     def create_compression_member(self, cs: SectionPrototype1D, material: marlox.external.idea_rcs.objects.MatConcreteEc2, *, calculation_control: marlox.external.idea_rcs.objects.CalculationSetup | None = None, name: str | None = None, rcs_name: str | None = None, design_member_name: str | None = None, exposure_classes: marlox.external.idea_rcs.objects.ExposureClassesDataEc2 | None = None, coeff_kx: float | None = None, creep_coefficient: float | None = None, relative_humidity: float | None = None) -> CompressionMember:
         """
-        Create a compression member (column): a cross-section, a reinforced cross-section, a check member, a check section and the member data, in one step.
+        Create a compression member (column): a cross-section, a reinforced cross-section, a check member, a check section and the member data, in one step; a call that fails adds none of them.
 
         Args:
             cs: The section prototype, e.g. ``RectSection(0.3, 0.5)`` or ``GeneralShape(outline)``.
@@ -720,7 +720,7 @@ class Model(_Model):
 
     def create_one_way_slab(self, cs: SectionPrototype1D, material: marlox.external.idea_rcs.objects.MatConcreteEc2, *, calculation_control: marlox.external.idea_rcs.objects.CalculationSetup | None = None, name: str | None = None, rcs_name: str | None = None, design_member_name: str | None = None, exposure_classes: marlox.external.idea_rcs.objects.ExposureClassesDataEc2 | None = None, coeff_kx: float | None = None, creep_coefficient: float | None = None, relative_humidity: float | None = None) -> OneWaySlab:
         """
-        Create a one-way slab (a strip of slab designed as a beam): a cross-section, a reinforced cross-section, a check member, a check section and the member data, in one step.
+        Create a one-way slab (a strip of slab designed as a beam): a cross-section, a reinforced cross-section, a check member, a check section and the member data, in one step; a call that fails adds none of them.
 
         Args:
             cs: The section prototype, e.g. ``RectSection(0.3, 0.5)`` or ``GeneralShape(outline)``.
