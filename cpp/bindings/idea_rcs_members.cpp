@@ -500,35 +500,6 @@ nb::object create_1d_section(nb::handle self, nb::handle member_type, nb::handle
     return nb::make_tuple(rcs, check_section);
 }
 
-// The lengths of a model's lists, to take back what a failed member operation added: its
-// objects were never handed to the caller, and the model is left as it was before the call.
-class ListMarks {
-  public:
-    explicit ListMarks(ModelBase &model)
-        : lists_{&model.mat_concrete,  &model.mat_reinforcement,
-                 &model.cross_section, &model.reinforced_cross_section,
-                 &model.check_member,  &model.check_section,
-                 &model.attribute} {
-        for (size_t i = 0; i < kLists; ++i) lengths_[i] = lists_[i]->size();
-    }
-
-    // Cut every list back to its marked length. Called with no Python error set.
-    void restore() const {
-        for (size_t i = 0; i < kLists; ++i) {
-            const size_t now = lists_[i]->size();
-            if (now > lengths_[i] &&
-                PyList_SetSlice(lists_[i]->ptr(), static_cast<Py_ssize_t>(lengths_[i]),
-                                static_cast<Py_ssize_t>(now), nullptr) < 0)
-                PyErr_Clear();
-        }
-    }
-
-  private:
-    static constexpr size_t kLists = 7;
-    nb::list *lists_[kLists];
-    size_t lengths_[kLists] = {};
-};
-
 // A member operation: the OpenModel objects through `_create_1d_section`, then the member.
 // It adds all of its objects or, when it fails, none.
 nb::object create_member(const char *member_class, const char *member_type, nb::handle self,
