@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <set>
 #include <string_view>
+#include <unordered_map>
 
 #include "core/schema.hpp"
 #include "core/section.hpp"
@@ -61,7 +63,15 @@ struct Context {
 
 class Checker {
   public:
-    explicit Checker(const Value &model) : model_(model) {}
+    explicit Checker(const Value &model) : model_(model) {
+        for (const auto &[list, list_type] : kLists) {
+            auto &ids = index_[list];
+            for (const Value *object : section::objects(model, list)) {
+                double id;
+                if (number(*object, "Id", id)) ids.emplace(id, object);
+            }
+        }
+    }
 
     std::vector<Finding> run() {
         for (const auto &[list, list_type] : kLists) {
@@ -96,6 +106,13 @@ class Checker {
     }
 
   private:
+    // The object of a list with the id, or nullptr: the first one, as a reference finds it.
+    const Value *lookup(const char *list, double id) const {
+        const auto &ids = index_.at(list);
+        const auto it = ids.find(id);
+        return it == ids.end() ? nullptr : it->second;
+    }
+
     Context context_of(const schema::Type &type, const Value &object) const {
         Context c{type.name, false, 0, section::text(object, "Name")};
         if (c.name.empty()) c.name = section::text(object, "Description");
@@ -105,7 +122,7 @@ class Checker {
             section::reference(object, "Element", member)) {
             c.has_id = true;
             c.id = member;
-            if (const Value *m = section::find(model_, "check_member_list", member))
+            if (const Value *m = lookup("check_member_list", member))
                 c.name = section::text(*m, "Name");
         }
         return c;
@@ -226,7 +243,7 @@ class Checker {
         if (target.empty()) target = field.type;
         for (const auto &[list, list_type] : kLists) {
             if (list_type == nullptr || target != list_type) continue;
-            if (section::find(model_, list, id) == nullptr)
+            if (lookup(list, id) == nullptr)
                 error(c, name,
                       "It refers to " + target + " " + show(id) + ", which is not in the model.");
             return;
@@ -332,8 +349,7 @@ class Checker {
         section::Shape shape;
         double id;
         if (section::reference(rcs, "CrossSection", id))
-            if (const Value *cs = section::find(model_, "cross_section_list", id))
-                shape = section::shape(*cs);
+            if (const Value *cs = lookup("cross_section_list", id)) shape = section::shape(*cs);
         bars(c, rcs, shape);
         stirrups(c, rcs, shape);
     }
@@ -515,6 +531,7 @@ class Checker {
     }
 
     const Value &model_;
+    std::map<std::string, std::unordered_map<double, const Value *>> index_;
     std::vector<Finding> out_;
 };
 
