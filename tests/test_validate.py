@@ -3,6 +3,8 @@
 import math
 
 import pytest
+from hypothesis import assume, given, settings
+from hypothesis import strategies as st
 
 from marlox.external.idea_rcs import GeneralShape, Model, ModelError, OpenModel, RectSection
 from marlox.external.idea_rcs import objects as o
@@ -139,6 +141,36 @@ def test_each_rule_finds_its_fault_and_passes_its_near_miss(name):
     assert (finding.severity.value, finding.field) == (severity, field)
     assert words in finding.message and finding.message.endswith(".")
     assert finding.object_id == 1 and str(finding).startswith(severity + ": ")
+
+
+@settings(max_examples=200, deadline=None)
+@given(
+    start=st.floats(0, 2 * math.pi),
+    turn=st.sampled_from([1, -1, 0]),  # a half disc, arc anticlockwise or clockwise; 0: an O
+    rho=st.floats(0, 0.6),
+    theta=st.floats(0, 2 * math.pi),
+    diameter=st.floats(0.006, 0.05),
+)
+def test_a_bar_in_a_round_section_is_judged_as_the_closed_form_says(
+    start, turn, rho, theta, diameter
+):
+    def on_circle(angle):
+        return (0.5 * math.cos(angle), 0.5 * math.sin(angle))
+
+    side = rho * math.sin(theta - start) * (turn or 1)  # from the half disc's straight edge
+    gap = min(0.5 - rho, side if turn else math.inf)  # from the bar's centre to the edge
+    radius = diameter / 2
+    assume(min(abs(gap), abs(side), abs(gap - radius), abs(gap - 3 * radius)) > 1e-9)
+    arc = (on_circle(start + turn * math.pi), on_circle(start + turn * math.pi / 2))
+    cs = (
+        GeneralShape([on_circle(start), arc, (0, 0)])
+        if turn
+        else Shape(o.CrossSectionType.O, {"D": 1.0})
+    )
+    bar = ((rho * math.cos(theta), rho * math.sin(theta)), diameter)
+    model, _ = build(cs=cs, bars=[bar])
+    expected = [] if gap >= 3 * radius else ["warning"] if gap >= radius else ["error"]
+    assert [f.severity.value for f in model.validate()] == expected
 
 
 def test_references_outside_the_model_and_the_raising_form():
