@@ -1,10 +1,11 @@
 """The main road: a reinforced-concrete beam section, its IDEA StatiCa RCS input and its check.
 
-Builds a beam through ``Model``, converts it to IDEA StatiCa RCS input XML through the
-platform's conversion service and writes ``beam.xml``; then submits the check as an analysis
-job. Without a platform configured, the embedded local platform converts the model in-process;
-running RCS itself needs an IDEA StatiCa RCS service (``MARLOX_IDEA_RCS_URL`` or
-``MARLOX_IDEA_RCS_EXE``), and without one the job reports that clearly.
+Builds a beam through ``Model``, checks it and draws it to ``beam.png``, converts it to IDEA
+StatiCa RCS input XML through the platform's conversion service and writes ``beam.xml``; then
+submits the check as an analysis job. Without a platform configured, the embedded local
+platform converts the model in-process; running RCS itself needs an IDEA StatiCa RCS service
+(``MARLOX_IDEA_RCS_URL`` or ``MARLOX_IDEA_RCS_EXE``), and without one the job reports that
+clearly.
 
     python examples/beam.py [beam.xml]
 """
@@ -12,7 +13,7 @@ running RCS itself needs an IDEA StatiCa RCS service (``MARLOX_IDEA_RCS_URL`` or
 import sys
 
 from marlox.errors import ExecutionError
-from marlox.external.idea_rcs import IdeaRcsAnalysis, Model, RectSection
+from marlox.external.idea_rcs import Beam, IdeaRcsAnalysis, Model, RectSection
 from marlox.external.idea_rcs.objects import (
     ConcreteMaterial,
     InternalForces,
@@ -22,7 +23,7 @@ from marlox.external.idea_rcs.objects import (
 )
 
 
-def build_beam_model() -> Model:
+def build_beam_model() -> tuple[Model, Beam]:
     model = Model()
     concrete = model.create_concrete_material(ConcreteMaterial.C30_37)
     steel = model.create_reinforcement_material(ReinforcementMaterial.B_500B)
@@ -56,12 +57,17 @@ def build_beam_model() -> Model:
         characteristic=LoadingSLS(InternalForces(my=-105e3, qz=126e3)),
         quasi_permanent=LoadingSLS(InternalForces(my=-75e3, qz=90e3)),
     )
-    return model
+    return model, beam
 
 
 def main() -> None:
     output = sys.argv[1] if len(sys.argv) > 1 else "beam.xml"
-    model = build_beam_model()
+    model, beam = build_beam_model()
+    # Before paying for a run: the findings (none for this beam) and a drawing to look at.
+    for finding in model.ensure_valid():  # raises ModelError listing every error
+        print(finding)
+    model.plot(beam).figure.savefig("beam.png", dpi=150, bbox_inches="tight")
+    print("section drawn to beam.png")
     input_file = model.generate_xml_input(as_file=True)
     with open(output, "wb") as file:
         file.write(input_file.getvalue_binary())

@@ -1,8 +1,9 @@
 """A hollow box beam of general shape: a polygon with an opening.
 
 Run it as ``python examples/model_general_shape.py``: it prints the serialised model and a
-summary. The vertices (y, z) are in metres; each polygon is closed implicitly, so its first
-vertex is not repeated at the end.
+summary, then checks a variant with faults and draws both to ``box.png`` and ``box_faults.png``
+with the findings marked. The vertices (y, z) are in metres; each polygon is closed
+implicitly, so its first vertex is not repeated at the end.
 """
 
 import json
@@ -52,9 +53,19 @@ box.create_extreme(
 )
 
 print(json.dumps(model._serialize(), indent=2))
+model.plot(box).figure.savefig("box.png", dpi=150, bbox_inches="tight")
 section = model._cross_section_list[0]
 assert isinstance(section, CrossSectionComponent)  # a general shape is made of components
 print(
     f"{type(section).__name__} with {len(section.components)} component; "
     f"bars {len(box.bars)}, extremes {[extreme.description for extreme in box.extremes]}"
 )
+
+# The same box with three faults: a bar in the void, two bars on top of each other and a
+# stirrup whose arc bulges out of the web. validate() names each; the drawing marks them.
+box.create_bar((0.4, 0.3), 0.020, steel)
+box.create_bar((0.26, 0.55), 0.016, steel)
+box.create_stirrup([(0.04, 0.04), (0.04, 0.56), ((0.04, 0.04), (-0.02, 0.3))], 0.008, steel, 0.2)
+for finding in model.validate():
+    print(finding)
+model.plot(box).figure.savefig("box_faults.png", dpi=150, bbox_inches="tight")

@@ -1,13 +1,16 @@
 """A beam, a column and a one-way slab built member by member with Model.
 
 Run it as ``python examples/model_members.py``: it prints the serialised model, the document
-that ``generate_xml_input()`` sends to the conversion service, and a summary.
+that ``generate_xml_input()`` sends to the conversion service, and a summary; it draws the
+three sections side by side to ``members.png`` and prints what ``validate()`` finds.
 
 Units: lengths in m, forces in N, moments in N m; section coordinates (y, z) are measured from
 the centre of the rectangle.
 """
 
 import json
+
+import matplotlib.pyplot as plt
 
 from marlox.external.idea_rcs import Model, RectSection
 from marlox.external.idea_rcs.objects import (
@@ -122,3 +125,9 @@ for name, member in members.items():
         f"{name}: bars {len(member.bars)}, stirrups {len(member.stirrups)}, "
         f"extremes {[extreme.description for extreme in member.extremes]}"
     )
+
+figure, axes = plt.subplots(1, 3, figsize=(12, 4))
+for ax, member in zip(axes, members.values(), strict=True):
+    model.plot(member, ax)
+figure.savefig("members.png", dpi=150, bbox_inches="tight")
+print("findings:", [str(finding) for finding in model.validate()])

@@ -2,8 +2,10 @@
 
 The model is the one of IDEA StatiCa's ``ImportOpenModel.xml``: a T-section of C30/37 with
 twelve B 500B bars and two closed stirrups, one check section with one extreme, and the member
-data of a beam. The script prints the serialised model and writes the input XML through the
-platform's conversion service (the embedded local platform when none is configured).
+data of a beam. The script prints the serialised model and what ``validate()`` finds, draws
+the check section to ``import_sample.png`` and writes the input XML through the platform's
+conversion service (the embedded local platform when none is configured). The T is drawn and
+checked where IDEA places it: its centroid on the origin of the bar coordinates.
 
     python examples/openmodel_import_sample.py [output.xml]
 """
@@ -98,6 +100,9 @@ def build_model() -> OpenModel:
 def main() -> None:
     model = build_model()
     print(json.dumps(model._serialize(), indent=2))
+    print("findings:", [str(finding) for finding in model.validate()])
+    (check_section,) = model._check_section_list
+    model.plot(check_section).figure.savefig("import_sample.png", dpi=150, bbox_inches="tight")
     output = sys.argv[1] if len(sys.argv) > 1 else "import_sample.xml"
     with open(output, "wb") as file:
         file.write(model.generate_xml_input().getvalue())

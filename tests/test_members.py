@@ -290,6 +290,6 @@ def test_member_operations_pass_companion_errors_through(model_member):
     member, steel = model_member
     with pytest.raises(ValueError, match="number_of_bars"):
         member.create_bar_layer(origin=(0, 0), diameter=0.02, material=steel, number_of_bars=1)
-    with pytest.raises(ValueError, match="points"):
-        member.create_stirrup([(0, 0)], 0.008, steel, 0.15)
+    with pytest.raises(TypeError, match="points"):
+        member.create_stirrup([(0, 0), "x"], 0.008, steel, 0.15)
     assert member.bars == member.stirrups == []

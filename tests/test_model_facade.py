@@ -216,8 +216,8 @@ def test_general_shape_becomes_a_component_section(model, concrete):
     document = component._serialize()
     assert document["Outline"] == [list(p) for p in outline]
     assert document["Openings"] == [[list(p) for p in openings[0]]]
-    with pytest.raises(ValueError, match="outline"):
-        model.create_beam(GeneralShape([(0, 0), (1, 0)]), concrete)
+    with pytest.raises(TypeError, match="outline"):
+        model.create_beam(GeneralShape([(0, 0), (1, 0), "x"]), concrete)
 
 
 def test_the_class_decides_the_kind_of_section(model, concrete):

@@ -106,7 +106,6 @@ def test_material_tables_cover_the_code_classes():
         (lambda: o.CheckMember1D(1, "a", size=2), TypeError, "unexpected keyword argument 'size'"),
         (lambda: o.CheckMember1D(True, "a"), TypeError, "'id' must be an int, not bool"),
         (lambda: o.InternalForces(n="1"), TypeError, "'n' must be a number, not str"),
-        (lambda: o.InternalForces(my=float("nan")), ValueError, "'my' must be a finite number"),
         (
             lambda: o.ThermalState(expansion="None"),
             TypeError,
@@ -122,11 +121,6 @@ def test_material_tables_cover_the_code_classes():
             lambda: o.LoadingULS(o.LoadingSLS(o.InternalForces())),
             TypeError,
             "'internal_forces' must be a InternalForces",
-        ),
-        (
-            lambda: o.CssComponent(1, o._ReferenceElement(1, o.MatConcrete), [(0, 0), (1, 0)]),
-            ValueError,
-            "'outline' must have at least 3 vertices, got 2",
         ),
         (
             lambda: o.CrossSectionParameter(
@@ -146,8 +140,8 @@ def test_constructors_check_their_arguments(make, error, message):
 def test_attributes_are_checked_like_constructor_arguments(steel):
     steel.fyk = 550e6
     assert steel.fyk == 550e6
-    with pytest.raises(ValueError, match="'fyk' must be positive"):
-        steel.fyk = 0
+    with pytest.raises(TypeError, match="'fyk' must be a number"):
+        steel.fyk = "0"
     with pytest.raises(AttributeError):
         steel.id = 2
 
@@ -176,7 +170,6 @@ def test_bar_layers_are_spread_evenly_from_the_origin(rcs, steel):
     [
         ({"number_of_bars": 1}, ValueError, "'number_of_bars' must be at least 2, got 1"),
         ({"number_of_bars": 2.0}, TypeError, "'number_of_bars' must be an int"),
-        ({"diameter": -0.016}, ValueError, "'diameter' must be positive"),
         ({"origin": (0, 0, 0)}, TypeError, "'origin' must be a point"),
     ],
 )

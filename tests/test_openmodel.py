@@ -93,8 +93,8 @@ class TestMaterials:
         model = OpenModel()
         with pytest.raises(TypeError, match="can't multiply sequence"):
             model.create_matconcrete_ec2(C30, e_modulus="32800")
-        with pytest.raises(ValueError, match="'g_modulus' must be positive"):
-            model.create_matconcrete_ec2(C30, g_modulus=-1)
+        with pytest.raises(TypeError, match="'cement_class' must be a ConcCementClass"):
+            model.create_matconcrete_ec2(C30, cement_class="R")
         assert model._mat_concrete_list == []
         assert model.create_matconcrete_ec2(C30).id == 1
 

@@ -13,6 +13,9 @@ void bind_model(nb::module_ &m);
 // Section prototypes, members and the member-oriented Model.
 void bind_members(nb::module_ &m);
 
+// validate(), ensure_valid() and plot() of _Model, with Finding, Severity and ModelError.
+void bind_validate(nb::module_ &m);
+
 // IdeaRcsAnalysis, the analysis job (a subclass of the SDK's ExternalProgram).
 void bind_analysis(nb::module_ &m);
 

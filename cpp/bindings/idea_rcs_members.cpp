@@ -2,6 +2,7 @@
 #include <Python.h>
 #include <nanobind/nanobind.h>
 
+#include <optional>
 #include <string>
 
 #include "bindings/idea_rcs.hpp"
@@ -500,17 +501,27 @@ nb::object create_1d_section(nb::handle self, nb::handle member_type, nb::handle
 }
 
 // A member operation: the OpenModel objects through `_create_1d_section`, then the member.
+// It adds all of its objects or, when it fails, none.
 nb::object create_member(const char *member_class, const char *member_type, nb::handle self,
                          nb::handle cs, nb::handle material, nb::handle calculation_control,
                          nb::handle name, nb::handle rcs_name, nb::handle design_member_name,
                          nb::handle exposure_classes, nb::handle coeff_kx,
                          nb::handle creep_coefficient, nb::handle relative_humidity) {
-    nb::object made = self.attr("_create_1d_section")(
-        companion().attr("MemberType").attr(member_type), cs, material, calculation_control, name,
-        rcs_name, exposure_classes, coeff_kx, creep_coefficient, relative_humidity,
-        "design_member_name"_a = design_member_name);
-    auto [rcs, check_section] = unpack_pair(made);
-    return module_class(member_class)(rcs, check_section);
+    // Called unbound on something else, the operation fails as the interpreter would.
+    const std::optional<ListMarks> marks =
+        nb::isinstance<ModelBase>(self) ? std::optional<ListMarks>(nb::cast<ModelBase &>(self))
+                                        : std::nullopt;
+    try {
+        nb::object made = self.attr("_create_1d_section")(
+            companion().attr("MemberType").attr(member_type), cs, material, calculation_control,
+            name, rcs_name, exposure_classes, coeff_kx, creep_coefficient, relative_humidity,
+            "design_member_name"_a = design_member_name);
+        auto [rcs, check_section] = unpack_pair(made);
+        return module_class(member_class)(rcs, check_section);
+    } catch (...) {
+        if (marks) marks->restore();  // the error is held by the exception in flight, not set
+        throw;
+    }
 }
 
 void def_member_operation(nb::class_<FacadeModelBase, ModelBase> &cls, const char *name,

@@ -14,6 +14,7 @@ NB_MODULE(idea_rcs, m) {
     // Areas, in the order their classes are bound:
     marlox::py::bind_model(m);
     marlox::py::bind_members(m);
+    marlox::py::bind_validate(m);
     marlox::py::bind_analysis(m);
     marlox::py::bind_results(m);
 }

@@ -287,20 +287,22 @@ inline constexpr const char *create_reinforcement_material =
 
 inline constexpr const char *create_beam =
     "Create a beam: a cross-section, a reinforced cross-section, a check member, a check "
-    "section and the member data, in one step.\n\n" MARLOX_MEMBER_ARGS
+    "section and the member data, in one step; a call that fails adds none of "
+    "them.\n\n" MARLOX_MEMBER_ARGS
     "Returns:\n"
     "    The new Beam; place bars, stirrups and extremes on it.";
 
 inline constexpr const char *create_compression_member =
     "Create a compression member (column): a cross-section, a reinforced cross-section, a check "
-    "member, a check section and the member data, in one step.\n\n" MARLOX_MEMBER_ARGS
+    "member, a check section and the member data, in one step; a call that fails adds none of "
+    "them.\n\n" MARLOX_MEMBER_ARGS
     "Returns:\n"
     "    The new CompressionMember; place bars, stirrups and extremes on it.";
 
 inline constexpr const char *create_one_way_slab =
     "Create a one-way slab (a strip of slab designed as a beam): a cross-section, a reinforced "
-    "cross-section, a check member, a check section and the member data, in one "
-    "step.\n\n" MARLOX_MEMBER_ARGS
+    "cross-section, a check member, a check section and the member data, in one step; a call "
+    "that fails adds none of them.\n\n" MARLOX_MEMBER_ARGS
     "Returns:\n"
     "    The new OneWaySlab; place bars, stirrups and extremes on it.";
 

@@ -26,6 +26,35 @@ struct ModelBase {
     void init(nb::handle project, nb::handle code);
 };
 
+// The lengths of a model's lists, to take back what a failed member operation added: its
+// objects were never handed to the caller, and the model is left as it was before the call.
+class ListMarks {
+  public:
+    explicit ListMarks(ModelBase &model)
+        : lists_{&model.mat_concrete,  &model.mat_reinforcement,
+                 &model.cross_section, &model.reinforced_cross_section,
+                 &model.check_member,  &model.check_section,
+                 &model.attribute} {
+        for (size_t i = 0; i < kLists; ++i) lengths_[i] = lists_[i]->size();
+    }
+
+    // Cut every list back to its marked length. Called with no Python error set.
+    void restore() const {
+        for (size_t i = 0; i < kLists; ++i) {
+            const size_t now = lists_[i]->size();
+            if (now > lengths_[i] &&
+                PyList_SetSlice(lists_[i]->ptr(), static_cast<Py_ssize_t>(lengths_[i]),
+                                static_cast<Py_ssize_t>(now), nullptr) < 0)
+                PyErr_Clear();
+        }
+    }
+
+  private:
+    static constexpr size_t kLists = 7;
+    nb::list *lists_[kLists];
+    size_t lengths_[kLists] = {};
+};
+
 struct OpenModelBase : ModelBase {};
 struct FacadeModelBase : ModelBase {};
 

@@ -1,8 +1,9 @@
 // The companion module: OpenModel object types, enumerations and base-material tables.
 //
 // Every object type is generated from its table in core/schema: the constructor binds and
-// checks its arguments by the table, attributes read and write the checked values, and
-// `_serialize()` returns them under IDEA's element names.
+// checks the types of its arguments by the table, attributes read and write the values, and
+// `_serialize()` returns them under IDEA's element names. Objects keep the values they are
+// given; judging them (signs, ranges, geometry) is the model's validate().
 #include <Python.h>
 #include <nanobind/nanobind.h>
 #include <nanobind/stl/string.h>

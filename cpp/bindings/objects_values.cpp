@@ -1,5 +1,5 @@
-// The checks of the values given to the objects: each field's value checked and converted by
-// its kind in the tables, and a call's arguments bound to a type's constructor parameters.
+// The checks of the values given to the objects: each field's value checked for its type and
+// converted by its kind in the tables (values are kept as given; validate() judges them), and a call's arguments bound to a type's constructor parameters.
 #include <cmath>
 #include <ctime>
 
@@ -41,19 +41,9 @@ double as_double(nb::handle v) {
     return d;
 }
 
-// A checked number: finite, with the sign the field asks for. The value is kept as given.
+// A number, kept as given: its value is judged by the model's validate(), not here.
 nb::object check_number(const std::string &context, const Field &field, nb::handle value) {
     if (!is_number(value)) type_error(context, field, "a number", value);
-    const double d = as_double(value);
-    if (!std::isfinite(d))
-        value_error(context, field.name, "must be a finite number, got " + text_of(value));
-    if (field.has(schema::Positive) && !(d > 0))
-        value_error(context, field.name, "must be positive, got " + text_of(value));
-    if (field.has(schema::NonNegative) && d < 0)
-        value_error(context, field.name, "must not be negative, got " + text_of(value));
-    if (std::string_view(field.key) == "RelativeHumidity" && d > 100)
-        value_error(context, field.name,
-                    "is in per cent and must not exceed 100, got " + text_of(value));
     return nb::borrow(value);
 }
 
@@ -73,8 +63,6 @@ nb::object check_point(const std::string &context, const char *argument, nb::han
             fail(ErrorKind::Type, context + ": '" + argument +
                                       "' must be a point (y, z) of two numbers, not " +
                                       text_of(value));
-        if (!std::isfinite(as_double(c)))
-            value_error(context, argument, "must have finite coordinates, got " + text_of(value));
     }
     return nb::make_tuple(y, z);
 }
@@ -93,17 +81,12 @@ bool is_pair_of_sequences(nb::handle value) {
 }
 
 // A polyline: a start point, then points (straight segments) and arcs ((end), (on arc)).
-nb::object check_polyline(const std::string &context, const char *argument, nb::handle value,
-                          size_t min_vertices) {
+nb::object check_polyline(const std::string &context, const char *argument, nb::handle value) {
     if (PyUnicode_Check(value.ptr()) || !PySequence_Check(value.ptr()))
         fail(ErrorKind::Type, context + ": '" + argument + "' must be a sequence of points, not " +
                                   nb::inst_name(value).c_str());
     const Py_ssize_t n = PySequence_Size(value.ptr());
     if (n < 0) throw nb::python_error();
-    if (static_cast<size_t>(n) < min_vertices)
-        value_error(context, argument,
-                    "must have at least " + std::to_string(min_vertices) + " vertices, got " +
-                        std::to_string(n));
     nb::list out;
     for (Py_ssize_t i = 0; i < n; ++i) {
         nb::object item = nb::steal(PySequence_GetItem(value.ptr(), i));
@@ -123,11 +106,6 @@ nb::object check_polyline(const std::string &context, const char *argument, nb::
         }
     }
     return nb::tuple(out);
-}
-
-size_t min_vertices(const Field &field) {
-    // A stirrup may be open (two points at least); an outline or opening encloses an area.
-    return std::string_view(field.key) == "Geometry" ? 2 : 3;
 }
 
 const char *exposure_prefix(const Field &field) {
@@ -174,8 +152,6 @@ nb::object convert(const std::string &context, const Field &field, nb::handle va
     switch (field.kind) {
         case Kind::Int:
             if (!is_int(value)) type_error(context, field, "an int", value);
-            if (field.has(schema::Positive) && as_double(value) <= 0)
-                value_error(context, field.name, "must be positive, got " + text_of(value));
             return nb::borrow(value);
         case Kind::Number:
             return check_number(context, field, value);
@@ -237,7 +213,7 @@ nb::object convert(const std::string &context, const Field &field, nb::handle va
         case Kind::Point:
             return check_point(context, field.name, value);
         case Kind::Polyline:
-            return check_polyline(context, field.name, value, min_vertices(field));
+            return check_polyline(context, field.name, value);
         case Kind::Polylines: {
             if (PyUnicode_Check(value.ptr()) || !PySequence_Check(value.ptr()))
                 type_error(context, field, "a sequence of polylines", value);
@@ -248,7 +224,7 @@ nb::object convert(const std::string &context, const Field &field, nb::handle va
                 nb::object item = nb::steal(PySequence_GetItem(value.ptr(), i));
                 if (!item.is_valid()) throw nb::python_error();
                 const std::string where = std::string(field.name) + "[" + std::to_string(i) + "]";
-                out.append(check_polyline(context, where.c_str(), item, min_vertices(field)));
+                out.append(check_polyline(context, where.c_str(), item));
             }
             return nb::tuple(out);
         }
@@ -263,9 +239,6 @@ nb::object convert(const std::string &context, const Field &field, nb::handle va
                     fail(ErrorKind::Type, context + ": parameter '" + label +
                                               "' must be a number, not " +
                                               nb::inst_name(number).c_str());
-                if (!std::isfinite(as_double(number)))
-                    fail(ErrorKind::Value, context + ": parameter '" + label +
-                                               "' must be a finite number, got " + text_of(number));
                 out[name] = number;
             }
             return std::move(out);

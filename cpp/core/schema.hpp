@@ -13,7 +13,7 @@ namespace marlox::schema {
 
 enum class Kind {
     Int,         // an integer (not a bool)
-    Number,      // a finite real number, int or float, kept as given
+    Number,      // a real number, int or float, kept as given
     Bool,        // True or False
     Text,        // a str
     Date,        // a str "YYYY-MM-DD"
@@ -31,8 +31,8 @@ enum class Kind {
 enum Flag : unsigned {
     None = 0,
     Optional = 1u << 0,     // None is accepted
-    Positive = 1u << 1,     // a number > 0
-    NonNegative = 1u << 2,  // a number >= 0
+    Positive = 1u << 1,     // a number > 0 (judged by validate(), not on construction)
+    NonNegative = 1u << 2,  // a number >= 0 (likewise)
     Managed = 1u << 3,      // not a constructor argument; filled by the owner's operations
     ReadOnly = 1u << 4,     // no attribute setter
 };

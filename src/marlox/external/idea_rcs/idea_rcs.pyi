@@ -2,6 +2,7 @@
 
 import abc
 from collections.abc import Iterator, Sequence
+import enum
 import io
 import json.encoder
 from typing import Any, BinaryIO, Literal, overload
@@ -266,6 +267,25 @@ class _Model:
 
         Raises:
             Exception: "Input file could not be generated, please check your model" when the service rejects the model; the service's InternalError is its cause.
+        """
+
+    def validate(self) -> list[Finding]:
+        """
+        Check the whole model before a run and return what is found, errors and warnings, in the order of the model's lists.
+
+        Checked: references to objects that are not in the model; values (moduli, strengths, dimensions and diameters finite and positive, Poisson's ratio in [0, 0.5), relative humidity in (0, 100] per cent); outlines and openings (at least three points, not crossing themselves, openings inside their outline); bars inside the concrete and out of openings, not overlapping, with a cover of at least their diameter (a warning); stirrups inside the concrete, arcs included, and closed when they count for torsion (a warning); check sections with extremes, and extremes with a loading.
+
+        Parametric sections are checked against their bars where IDEA StatiCa RCS's placement (centroid on the origin) is certain: RECT, O and TG; the other types are not.
+        """
+
+    def ensure_valid(self) -> list[Finding]:
+        """
+        Raise ``ModelError`` listing every error that ``validate()`` finds; return the warnings when there is no error.
+        """
+
+    def plot(self, item: marlox.external.idea_rcs.objects.CrossSection | marlox.external.idea_rcs.objects.ReinforcedCrossSection | marlox.external.idea_rcs.objects.CheckSection | Member, ax: Any = None, *, findings: bool = True) -> Any:
+        """
+        Draw ``item`` (a cross-section, reinforced cross-section, check section or member of this model) on the matplotlib axes ``ax``, or on a new figure, and return the axes: the concrete with its openings, bars as circles of their diameter, stirrups along their axis with their arcs, equal axes in metres and the name as title. With ``findings`` the located findings of ``validate()`` are marked. Needs matplotlib: ``pip install 'marlox[plot]'``.
         """
 
 class OpenModel(_Model):
@@ -701,7 +721,7 @@ class Model(_Model):
 
     def create_beam(self, cs: SectionPrototype1D, material: marlox.external.idea_rcs.objects.MatConcreteEc2, *, calculation_control: marlox.external.idea_rcs.objects.CalculationSetup | None = None, name: str | None = None, rcs_name: str | None = None, design_member_name: str | None = None, exposure_classes: marlox.external.idea_rcs.objects.ExposureClassesDataEc2 | None = None, coeff_kx: float | None = None, creep_coefficient: float | None = None, relative_humidity: float | None = None) -> Beam:
         """
-        Create a beam: a cross-section, a reinforced cross-section, a check member, a check section and the member data, in one step.
+        Create a beam: a cross-section, a reinforced cross-section, a check member, a check section and the member data, in one step; a call that fails adds none of them.
 
         Args:
             cs: The section prototype, e.g. ``RectSection(0.3, 0.5)`` or ``GeneralShape(outline)``.
@@ -721,7 +741,7 @@ class Model(_Model):
 
     def create_compression_member(self, cs: SectionPrototype1D, material: marlox.external.idea_rcs.objects.MatConcreteEc2, *, calculation_control: marlox.external.idea_rcs.objects.CalculationSetup | None = None, name: str | None = None, rcs_name: str | None = None, design_member_name: str | None = None, exposure_classes: marlox.external.idea_rcs.objects.ExposureClassesDataEc2 | None = None, coeff_kx: float | None = None, creep_coefficient: float | None = None, relative_humidity: float | None = None) -> CompressionMember:
         """
-        Create a compression member (column): a cross-section, a reinforced cross-section, a check member, a check section and the member data, in one step.
+        Create a compression member (column): a cross-section, a reinforced cross-section, a check member, a check section and the member data, in one step; a call that fails adds none of them.
 
         Args:
             cs: The section prototype, e.g. ``RectSection(0.3, 0.5)`` or ``GeneralShape(outline)``.
@@ -741,7 +761,7 @@ class Model(_Model):
 
     def create_one_way_slab(self, cs: SectionPrototype1D, material: marlox.external.idea_rcs.objects.MatConcreteEc2, *, calculation_control: marlox.external.idea_rcs.objects.CalculationSetup | None = None, name: str | None = None, rcs_name: str | None = None, design_member_name: str | None = None, exposure_classes: marlox.external.idea_rcs.objects.ExposureClassesDataEc2 | None = None, coeff_kx: float | None = None, creep_coefficient: float | None = None, relative_humidity: float | None = None) -> OneWaySlab:
         """
-        Create a one-way slab (a strip of slab designed as a beam): a cross-section, a reinforced cross-section, a check member, a check section and the member data, in one step.
+        Create a one-way slab (a strip of slab designed as a beam): a cross-section, a reinforced cross-section, a check member, a check section and the member data, in one step; a call that fails adds none of them.
 
         Args:
             cs: The section prototype, e.g. ``RectSection(0.3, 0.5)`` or ``GeneralShape(outline)``.
@@ -766,6 +786,65 @@ class Model(_Model):
         Returns:
             The pair (reinforced cross-section, check section).
         """
+
+class Severity(enum.Enum):
+    """
+    How bad a finding is: an ERROR makes the run fail or its results wrong; a WARNING is worth a look before paying for a run.
+    """
+
+    ERROR = 'error'
+    """
+    How bad a finding is: an ERROR makes the run fail or its results wrong; a WARNING is worth a look before paying for a run.
+    """
+
+    WARNING = 'warning'
+    """
+    How bad a finding is: an ERROR makes the run fail or its results wrong; a WARNING is worth a look before paying for a run.
+    """
+
+class ModelError(ValueError):
+    """
+    A model that is not fit to run: raised by ``ensure_valid()``. The message lists every error; ``findings`` holds them as ``Finding`` objects.
+    """
+
+class Finding:
+    """
+    One fault or doubt that ``validate()`` found in a model: the object it concerns, the field and one sentence.
+    """
+
+    @property
+    def severity(self) -> Severity:
+        """``Severity.ERROR`` or ``Severity.WARNING``."""
+
+    @property
+    def object_type(self) -> str:
+        """Type of the object concerned, e.g. 'ReinforcedCrossSection'."""
+
+    @property
+    def object_id(self) -> int | None:
+        """Its id in its list (member data: its member's id), or None."""
+
+    @property
+    def object_name(self) -> str:
+        """Its name or description (member data: its member's name)."""
+
+    @property
+    def field(self) -> str:
+        """
+        Where in the object, by attribute names: 'e_modulus', 'bars[2]', 'components[0].openings[1]'; '' for the whole object.
+        """
+
+    @property
+    def message(self) -> str:
+        """What is wrong, in one sentence."""
+
+    @property
+    def location(self) -> tuple[float, float] | None:
+        """The point (y, z) [m] of the section where it lies, or None."""
+
+    def __str__(self) -> str: ...
+
+    def __repr__(self) -> str: ...
 
 class IdeaRcsAnalysis(marlox.external.external_program.ExternalProgram):
     """
