@@ -281,6 +281,13 @@ bool feed_object(DocState &doc, PyObject *data, bool final) {
 
 }  // namespace
 
+// The scanning plumbing of the streaming parser, for other readers of a result stream.
+std::unique_ptr<Scanner> new_result_scanner() { return new_scanner(false); }
+bool feed_result_data(DocState &doc, PyObject *data, bool final) {
+    return feed_object(doc, data, final);
+}
+void raise_parse_failure(const ScanFailure &failure) { raise_object(parse_error_object(failure)); }
+
 // ---------------------------------------------------------------------------------------------
 // Document state
 

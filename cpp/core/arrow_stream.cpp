@@ -1,0 +1,293 @@
+#include "core/arrow_stream.hpp"
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <string>
+#include <vector>
+
+namespace marlox::table {
+
+namespace {
+
+// What a buffer of length zero points to: consumers may read its address.
+alignas(64) const std::uint8_t kEmpty[64] = {};
+
+const void *or_empty(const void *p) { return p != nullptr ? p : kEmpty; }
+
+// ---------------------------------------------------------------------------------------------
+// Schemas
+
+struct SchemaData {
+    std::string format, name, metadata;
+    std::vector<ArrowSchema *> children;
+    ArrowSchema *dictionary = nullptr;
+};
+
+void release_schema(ArrowSchema *s) {
+    auto *data = static_cast<SchemaData *>(s->private_data);
+    for (ArrowSchema *child : data->children) {
+        if (child->release != nullptr) child->release(child);
+        delete child;
+    }
+    if (data->dictionary != nullptr) {
+        if (data->dictionary->release != nullptr) data->dictionary->release(data->dictionary);
+        delete data->dictionary;
+    }
+    delete data;
+    s->release = nullptr;
+}
+
+// A schema node owned by a unique_ptr until it is handed over.
+struct SchemaNode {
+    std::unique_ptr<ArrowSchema> schema{new ArrowSchema{}};
+    std::unique_ptr<SchemaData> data{new SchemaData};
+};
+
+// Arrow's metadata encoding: int32 pair count, then each key and value as int32 length + bytes.
+std::string metadata(const std::string &unit) {
+    if (unit.empty()) return {};
+    std::string out;
+    auto put_int = [&](std::int32_t v) { out.append(reinterpret_cast<const char *>(&v), 4); };
+    put_int(1);
+    put_int(4);
+    out += "unit";
+    put_int((std::int32_t)unit.size());
+    out += unit;
+    return out;
+}
+
+// Fill `node` and give its schema the release callback; children are adopted.
+ArrowSchema *finish(SchemaNode &node, std::vector<ArrowSchema *> children, ArrowSchema *dictionary,
+                    std::int64_t flags) {
+    SchemaData *d = node.data.get();
+    d->children = std::move(children);
+    d->dictionary = dictionary;
+    ArrowSchema *s = node.schema.get();
+    s->format = d->format.c_str();
+    s->name = d->name.c_str();
+    s->metadata = d->metadata.empty() ? nullptr : d->metadata.data();
+    s->flags = flags;
+    s->n_children = (std::int64_t)d->children.size();
+    s->children = d->children.empty() ? nullptr : d->children.data();
+    s->dictionary = dictionary;
+    s->release = &release_schema;
+    s->private_data = node.data.release();
+    return node.schema.release();
+}
+
+const char *format_of(Type t) {
+    switch (t) {
+        case Type::Int64:
+            return "l";
+        case Type::Int32:
+        case Type::Text:
+            return "i";
+        case Type::Float64:
+            return "g";
+        case Type::Bool:
+            return "b";
+    }
+    return "n";
+}
+
+// Owns schemas made so far while more are made; releases them if something fails.
+struct SchemaList {
+    std::vector<ArrowSchema *> items;
+    ~SchemaList() {
+        for (ArrowSchema *s : items) {
+            if (s->release != nullptr) s->release(s);
+            delete s;
+        }
+    }
+    std::vector<ArrowSchema *> hand_over() { return std::move(items); }
+};
+
+ArrowSchema *column_schema(const Column &c) {
+    ArrowSchema *dictionary = nullptr;
+    if (c.type() == Type::Text) {
+        SchemaNode dict;
+        dict.data->format = "u";
+        dictionary = finish(dict, {}, nullptr, 0);
+    }
+    try {
+        SchemaNode node;
+        node.data->format = format_of(c.type());
+        node.data->name = c.name();
+        node.data->metadata = metadata(c.unit());
+        return finish(node, {}, dictionary, c.nullable() ? ARROW_FLAG_NULLABLE : 0);
+    } catch (...) {
+        if (dictionary != nullptr) {
+            dictionary->release(dictionary);
+            delete dictionary;
+        }
+        throw;
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Arrays
+
+struct ArrayData {
+    std::shared_ptr<const Table> keep;
+    std::vector<const void *> buffers;
+    std::vector<ArrowArray *> children;
+    ArrowArray *dictionary = nullptr;
+};
+
+void release_array(ArrowArray *a) {
+    auto *data = static_cast<ArrayData *>(a->private_data);
+    for (ArrowArray *child : data->children) {
+        if (child->release != nullptr) child->release(child);
+        delete child;
+    }
+    if (data->dictionary != nullptr) {
+        if (data->dictionary->release != nullptr) data->dictionary->release(data->dictionary);
+        delete data->dictionary;
+    }
+    delete data;
+    a->release = nullptr;
+}
+
+struct ArrayList {
+    std::vector<ArrowArray *> items;
+    ~ArrayList() {
+        for (ArrowArray *a : items) {
+            if (a->release != nullptr) a->release(a);
+            delete a;
+        }
+    }
+};
+
+ArrowArray *make_array(const std::shared_ptr<const Table> &keep, std::int64_t length,
+                       std::int64_t nulls, std::vector<const void *> buffers,
+                       std::vector<ArrowArray *> children, ArrowArray *dictionary) {
+    std::unique_ptr<ArrowArray> array(new ArrowArray{});
+    std::unique_ptr<ArrayData> data(new ArrayData{keep, std::move(buffers), {}, nullptr});
+    data->children = std::move(children);
+    data->dictionary = dictionary;
+    ArrowArray *a = array.get();
+    a->length = length;
+    a->null_count = nulls;
+    a->offset = 0;
+    a->n_buffers = (std::int64_t)data->buffers.size();
+    a->buffers = data->buffers.data();
+    a->n_children = (std::int64_t)data->children.size();
+    a->children = data->children.empty() ? nullptr : data->children.data();
+    a->dictionary = dictionary;
+    a->release = &release_array;
+    a->private_data = data.release();
+    return array.release();
+}
+
+ArrowArray *column_array(const std::shared_ptr<const Table> &keep, const Column &c) {
+    const auto n = (std::int64_t)c.size();
+    const void *validity = c.validity();
+    ArrowArray *dictionary = nullptr;
+    if (c.type() == Type::Text) {
+        dictionary = make_array(keep, (std::int64_t)c.dictionary_size(), 0,
+                                {nullptr, c.dictionary_offsets(), or_empty(c.dictionary_data())},
+                                {}, nullptr);
+    }
+    try {
+        return make_array(keep, n, (std::int64_t)c.null_count(), {validity, or_empty(c.values())},
+                          {}, dictionary);
+    } catch (...) {
+        if (dictionary != nullptr) {
+            dictionary->release(dictionary);
+            delete dictionary;
+        }
+        throw;
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// The stream
+
+struct StreamData {
+    std::shared_ptr<const Table> table;
+    bool done = false;
+    std::string error;
+};
+
+int stream_schema(ArrowArrayStream *s, ArrowSchema *out) {
+    auto *d = static_cast<StreamData *>(s->private_data);
+    try {
+        export_schema(*d->table, out);
+        return 0;
+    } catch (...) {
+        d->error = "out of memory";
+        return ENOMEM;
+    }
+}
+
+int stream_next(ArrowArrayStream *s, ArrowArray *out) {
+    auto *d = static_cast<StreamData *>(s->private_data);
+    if (d->done) {
+        std::memset(out, 0, sizeof *out);  // release == nullptr: the end of the stream
+        return 0;
+    }
+    try {
+        const Table &t = *d->table;
+        ArrayList columns;
+        columns.items.reserve(t.columns.size());
+        for (const Column &c : t.columns) columns.items.push_back(column_array(d->table, c));
+        std::vector<ArrowArray *> children = std::move(columns.items);
+        columns.items.clear();
+        ArrowArray *batch;
+        try {
+            batch = make_array(d->table, (std::int64_t)t.rows(), 0, {nullptr}, children, nullptr);
+        } catch (...) {
+            columns.items = std::move(children);
+            throw;
+        }
+        *out = *batch;  // moved: the struct is copied, the heap shell freed
+        delete batch;
+        d->done = true;
+        return 0;
+    } catch (...) {
+        d->error = "out of memory";
+        return ENOMEM;
+    }
+}
+
+const char *stream_error(ArrowArrayStream *s) {
+    auto *d = static_cast<StreamData *>(s->private_data);
+    return d->error.empty() ? nullptr : d->error.c_str();
+}
+
+void stream_release(ArrowArrayStream *s) {
+    delete static_cast<StreamData *>(s->private_data);
+    s->release = nullptr;
+}
+
+}  // namespace
+
+void export_schema(const Table &table, ArrowSchema *out) {
+    SchemaList fields;
+    fields.items.reserve(table.columns.size());
+    for (const Column &c : table.columns) fields.items.push_back(column_schema(c));
+    SchemaNode root;
+    root.data->format = "+s";
+    std::vector<ArrowSchema *> children = fields.hand_over();
+    ArrowSchema *s;
+    try {
+        s = finish(root, children, nullptr, 0);
+    } catch (...) {
+        fields.items = std::move(children);
+        throw;
+    }
+    *out = *s;
+    delete s;
+}
+
+void export_stream(std::shared_ptr<const Table> table, ArrowArrayStream *out) {
+    auto *data = new StreamData{std::move(table), false, {}};
+    out->get_schema = &stream_schema;
+    out->get_next = &stream_next;
+    out->get_last_error = &stream_error;
+    out->release = &stream_release;
+    out->private_data = data;
+}
+
+}  // namespace marlox::table

@@ -1,0 +1,212 @@
+#include "core/table.hpp"
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <new>
+
+namespace marlox::table {
+
+Column::Column(std::string name, Type type, std::string unit, bool nullable)
+    : name_(std::move(name)), type_(type), unit_(std::move(unit)), nullable_(nullable) {}
+
+void Column::mark(bool valid) {
+    const std::size_t i = size_;
+    if (!valid && validity_.empty()) {
+        // The first missing value: every earlier one was present.
+        validity_.assign((i >> 3) + 1, 0xff);
+        validity_.back() = (std::uint8_t)((1u << (i & 7)) - 1);
+    }
+    if (!validity_.empty()) {
+        if ((i & 7) == 0 && (i >> 3) >= validity_.size()) validity_.push_back(0);
+        if (valid) validity_[i >> 3] |= (std::uint8_t)(1u << (i & 7));
+    }
+    if (!valid) ++nulls_;
+}
+
+void Column::append_int(std::int64_t v) {
+    if (type_ == Type::Int64) {
+        i64_.push_back(v);
+    } else {
+        i32_.push_back((std::int32_t)v);
+    }
+    mark(true);
+    ++size_;
+}
+
+void Column::append_float(double v) {
+    f64_.push_back(v);
+    mark(true);
+    ++size_;
+}
+
+void Column::append_bool(bool v) {
+    if ((size_ & 7) == 0) bits_.push_back(0);
+    if (v) bits_.back() |= (std::uint8_t)(1u << (size_ & 7));
+    mark(true);
+    ++size_;
+}
+
+void Column::append_text(std::string_view v) {
+    auto found = codes_.find(v);
+    std::int32_t code;
+    if (found != codes_.end()) {
+        code = found->second;
+    } else {
+        if (data_.size() + v.size() > (std::size_t)std::numeric_limits<std::int32_t>::max()) {
+            throw std::bad_alloc();
+        }
+        code = (std::int32_t)texts_.size();
+        texts_.emplace_back(v);
+        data_.append(v.data(), v.size());
+        offsets_.push_back((std::int32_t)data_.size());
+        try {
+            codes_.emplace(std::string_view(texts_.back()), code);
+        } catch (...) {
+            texts_.pop_back();
+            offsets_.pop_back();
+            data_.resize((std::size_t)offsets_.back());
+            throw;
+        }
+    }
+    i32_.push_back(code);
+    mark(true);
+    ++size_;
+}
+
+void Column::append_null() {
+    switch (type_) {
+        case Type::Int64:
+            i64_.push_back(0);
+            break;
+        case Type::Int32:
+        case Type::Text:
+            i32_.push_back(0);
+            break;
+        case Type::Float64:
+            f64_.push_back(std::numeric_limits<double>::quiet_NaN());
+            break;
+        case Type::Bool:
+            if ((size_ & 7) == 0) bits_.push_back(0);
+            break;
+    }
+    mark(false);
+    ++size_;
+}
+
+void Column::append_from(const Column &other, std::size_t i) {
+    if (!other.valid(i)) return append_null();
+    switch (type_) {
+        case Type::Int64:
+        case Type::Int32:
+            return append_int(other.int_at(i));
+        case Type::Float64:
+            return append_float(other.float_at(i));
+        case Type::Bool:
+            return append_bool(other.bool_at(i));
+        case Type::Text:
+            return append_text(other.text_at(i));
+    }
+}
+
+const void *Column::values() const noexcept {
+    switch (type_) {
+        case Type::Int64:
+            return i64_.data();
+        case Type::Int32:
+        case Type::Text:
+            return i32_.data();
+        case Type::Float64:
+            return f64_.data();
+        case Type::Bool:
+            return bits_.data();
+    }
+    return nullptr;
+}
+
+const Column *Table::find(std::string_view name) const noexcept {
+    for (const Column &c : columns) {
+        if (c.name() == name) return &c;
+    }
+    return nullptr;
+}
+
+namespace {
+
+void csv_text(std::string &out, std::string_view text) {
+    if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
+        out.append(text.data(), text.size());
+        return;
+    }
+    out.push_back('"');
+    for (char c : text) {
+        if (c == '"') out.push_back('"');
+        out.push_back(c);
+    }
+    out.push_back('"');
+}
+
+void csv_float(std::string &out, double v) {
+    if (std::isnan(v)) {
+        out += "nan";
+    } else if (std::isinf(v)) {
+        out += v > 0 ? "inf" : "-inf";
+    } else {
+        char buf[32];
+        const auto r = std::to_chars(buf, buf + sizeof buf, v);
+        out.append(buf, (std::size_t)(r.ptr - buf));
+    }
+}
+
+}  // namespace
+
+void write_csv(const Table &table, bool units_in_header,
+               const std::function<void(std::string_view)> &sink) {
+    constexpr std::size_t kPiece = 1 << 16;
+    std::string out;
+    out.reserve(kPiece + 1024);
+    for (std::size_t c = 0; c < table.columns.size(); ++c) {
+        const Column &col = table.columns[c];
+        if (c > 0) out.push_back(',');
+        std::string name = col.name();
+        if (units_in_header && !col.unit().empty() && col.unit() != "1") {
+            name += " [" + col.unit() + "]";
+        }
+        csv_text(out, name);
+    }
+    out += "\r\n";
+    const std::size_t rows = table.rows();
+    for (std::size_t r = 0; r < rows; ++r) {
+        for (std::size_t c = 0; c < table.columns.size(); ++c) {
+            const Column &col = table.columns[c];
+            if (c > 0) out.push_back(',');
+            if (!col.valid(r)) continue;
+            switch (col.type()) {
+                case Type::Int64:
+                case Type::Int32: {
+                    char buf[24];
+                    const auto res = std::to_chars(buf, buf + sizeof buf, col.int_at(r));
+                    out.append(buf, (std::size_t)(res.ptr - buf));
+                    break;
+                }
+                case Type::Float64:
+                    csv_float(out, col.float_at(r));
+                    break;
+                case Type::Bool:
+                    out += col.bool_at(r) ? "true" : "false";
+                    break;
+                case Type::Text:
+                    csv_text(out, col.text_at(r));
+                    break;
+            }
+        }
+        out += "\r\n";
+        if (out.size() >= kPiece) {
+            sink(out);
+            out.clear();
+        }
+    }
+    if (!out.empty()) sink(out);
+}
+
+}  // namespace marlox::table
