@@ -558,14 +558,14 @@ void bind_table(nb::module_ &m) {
             "The rows as dicts, keys in column order.")
         .def(
             "__arrow_c_schema__", [](const ResultTable &t) { return schema_capsule(*t.table); },
-            nb::sig("def __arrow_c_schema__(self) -> typing_extensions.CapsuleType"),
+            nb::sig("def __arrow_c_schema__(self) -> object"),
             "The schema, as an Arrow PyCapsule (\"arrow_schema\").")
         .def(
             "__arrow_c_stream__",
             [](const ResultTable &t, nb::handle) { return stream_capsule(t.table); },
             "requested_schema"_a.none() = nb::none(),
             nb::sig("def __arrow_c_stream__(self, requested_schema: object | None = None) -> "
-                    "typing_extensions.CapsuleType"),
+                    "object"),
             "The rows as an Arrow C stream in a PyCapsule (\"arrow_array_stream\"). The table "
             "has one schema: a requested schema is not applied.")
         .def(

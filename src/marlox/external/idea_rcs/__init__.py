@@ -8,6 +8,7 @@ the OpenModel object types, enumerations and material tables in
 from . import objects
 from .idea_rcs import (
     Beam,
+    CheckTable,
     CompressionMember,
     GeneralShape,
     IdeaRcsAnalysis,
@@ -18,11 +19,14 @@ from .idea_rcs import (
     OutputFileParser,
     RcsOutputFileParser,
     RectSection,
+    ResultTable,
     SectionPrototype1D,
+    check_table,
 )
 
 __all__ = [
     "Beam",
+    "CheckTable",
     "CompressionMember",
     "GeneralShape",
     "IdeaRcsAnalysis",
@@ -33,6 +37,8 @@ __all__ = [
     "OutputFileParser",
     "RcsOutputFileParser",
     "RectSection",
+    "ResultTable",
     "SectionPrototype1D",
+    "check_table",
     "objects",
 ]
