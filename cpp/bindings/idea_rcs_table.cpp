@@ -533,6 +533,9 @@ void bind_table(nb::module_ &m) {
         .def_prop_ro(
             "num_rows", [](const ResultTable &t) { return t.table->rows(); }, "The number of rows.")
         .def_prop_ro(
+            "nbytes", [](const ResultTable &t) { return t.table->nbytes(); },
+            "The bytes that the table's columns hold.")
+        .def_prop_ro(
             "column_names",
             [](const ResultTable &t) {
                 std::vector<std::string> names;

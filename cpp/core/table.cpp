@@ -124,6 +124,20 @@ const void *Column::values() const noexcept {
     return nullptr;
 }
 
+std::size_t Column::nbytes() const noexcept {
+    std::size_t n = validity_.capacity() + i64_.capacity() * 8 + i32_.capacity() * 4 +
+                    f64_.capacity() * 8 + bits_.capacity() + offsets_.capacity() * 4 +
+                    data_.capacity();
+    for (const std::string &t : texts_) n += sizeof t + t.capacity();
+    return n;
+}
+
+std::size_t Table::nbytes() const noexcept {
+    std::size_t n = 0;
+    for (const Column &c : columns) n += c.nbytes();
+    return n;
+}
+
 const Column *Table::find(std::string_view name) const noexcept {
     for (const Column &c : columns) {
         if (c.name() == name) return &c;

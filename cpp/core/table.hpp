@@ -34,6 +34,8 @@ class Column {
     bool nullable() const noexcept { return nullable_; }
     std::size_t size() const noexcept { return size_; }
     std::size_t null_count() const noexcept { return nulls_; }
+    // The bytes the column holds (its buffers as allocated, and its dictionary).
+    std::size_t nbytes() const noexcept;
 
     void append_int(std::int64_t v);
     void append_float(double v);
@@ -94,6 +96,7 @@ struct Table {
     std::vector<Column> columns;
 
     std::size_t rows() const noexcept { return columns.empty() ? 0 : columns.front().size(); }
+    std::size_t nbytes() const noexcept;
     // The column of that name, or null.
     const Column *find(std::string_view name) const noexcept;
 };
