@@ -1108,6 +1108,10 @@ class ResultTable:
         """The number of rows."""
 
     @property
+    def nbytes(self) -> int:
+        """The bytes that the table's columns hold."""
+
+    @property
     def column_names(self, /) -> list[str]:
         """The names of the columns, in order."""
 
