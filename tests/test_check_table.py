@@ -3,8 +3,10 @@ CSV, bad input and the command line's exit codes."""
 
 import csv
 import gc
+import importlib.util
 import io
 import math
+import sys
 import xml.etree.ElementTree as ET
 from collections import defaultdict
 from operator import itemgetter
@@ -187,9 +189,19 @@ def test_arrow_export_reads_back_through_pyarrow():
     again = check_table(sample_document())
     assert pa.schema(again) == pa.table(again).schema
     assert pa.table(again.overall).num_rows == len(again.overall) == 2 * 2 * 8
-    frame = again.to_pandas()
-    assert frame["check_value"].tolist() == again.column("check_value")
-    assert list(frame["family"]) == again.column("family")
+
+
+@pytest.mark.parametrize("library", ["pandas", "polars"])
+def test_dataframes_and_the_message_without_the_extra(library, monkeypatch):
+    table = check_table(sample_document())
+    convert = getattr(table, f"to_{library}")
+    if importlib.util.find_spec(library) is not None:
+        frame = convert()
+        assert list(frame["check_value"]) == table.column("check_value")
+        assert list(frame["family"]) == table.column("family")
+    monkeypatch.setitem(sys.modules, library, None)
+    with pytest.raises(ImportError, match=rf"pip install 'marlox\[{library}\]'"):
+        convert()
 
 
 @pytest.mark.parametrize("target", ["path", "binary", "text"])

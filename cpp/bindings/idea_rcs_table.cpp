@@ -437,9 +437,26 @@ void to_csv(const Table &t, nb::handle target, bool units_in_header) {
     });
 }
 
+// A capsule's destructor: the exported struct is released unless its consumer took it.
 template <class S>
-nb::object capsule_of(S *s, const char *name, void (*destructor)(PyObject *)) {
-    PyObject *cap = PyCapsule_New(s, name, destructor);
+void drop_capsule(PyObject *cap) {
+    auto *p = static_cast<S *>(PyCapsule_GetPointer(cap, PyCapsule_GetName(cap)));
+    if (p == nullptr) return PyErr_Clear();
+    if (p->release != nullptr) p->release(p);
+    delete p;
+}
+
+// A PyCapsule named `name` around a new S that `fill` exports into.
+template <class S, class F>
+nb::object exported(const char *name, F &&fill) {
+    auto *s = new S{};
+    try {
+        fill(s);
+    } catch (...) {
+        delete s;
+        throw;
+    }
+    PyObject *cap = PyCapsule_New(s, name, &drop_capsule<S>);
     if (cap == nullptr) {
         s->release(s);
         delete s;
@@ -449,35 +466,13 @@ nb::object capsule_of(S *s, const char *name, void (*destructor)(PyObject *)) {
 }
 
 nb::object schema_capsule(const Table &t) {
-    auto *s = new ArrowSchema{};
-    try {
-        marlox::table::export_schema(t, s);
-    } catch (...) {
-        delete s;
-        throw;
-    }
-    return capsule_of(s, "arrow_schema", [](PyObject *cap) {
-        auto *p = static_cast<ArrowSchema *>(PyCapsule_GetPointer(cap, "arrow_schema"));
-        if (p == nullptr) return PyErr_Clear();
-        if (p->release != nullptr) p->release(p);
-        delete p;
-    });
+    return exported<ArrowSchema>("arrow_schema",
+                                 [&](ArrowSchema *s) { marlox::table::export_schema(t, s); });
 }
 
 nb::object stream_capsule(const TablePtr &t) {
-    auto *s = new ArrowArrayStream{};
-    try {
-        marlox::table::export_stream(t, s);
-    } catch (...) {
-        delete s;
-        throw;
-    }
-    return capsule_of(s, "arrow_array_stream", [](PyObject *cap) {
-        auto *p = static_cast<ArrowArrayStream *>(PyCapsule_GetPointer(cap, "arrow_array_stream"));
-        if (p == nullptr) return PyErr_Clear();
-        if (p->release != nullptr) p->release(p);
-        delete p;
-    });
+    return exported<ArrowArrayStream>(
+        "arrow_array_stream", [&](ArrowArrayStream *s) { marlox::table::export_stream(t, s); });
 }
 
 nb::object result_table(Table &&t) {

@@ -15,6 +15,34 @@ alignas(64) const std::uint8_t kEmpty[64] = {};
 
 const void *or_empty(const void *p) { return p != nullptr ? p : kEmpty; }
 
+// Release and free a node that was handed out (null, or already moved by its consumer: only
+// freed).
+template <class S>
+void drop(S *s) {
+    if (s == nullptr) return;
+    if (s->release != nullptr) s->release(s);
+    delete s;
+}
+
+// The release callback of a schema or array node: its children and dictionary, then itself.
+template <class S, class Data>
+void release_node(S *s) {
+    auto *data = static_cast<Data *>(s->private_data);
+    for (S *child : data->children) drop(child);
+    drop(data->dictionary);
+    delete data;
+    s->release = nullptr;
+}
+
+// Nodes made so far while more are made: dropped if something fails before they are adopted.
+template <class S>
+struct Owned {
+    std::vector<S *> items;
+    ~Owned() {
+        for (S *s : items) drop(s);
+    }
+};
+
 // ---------------------------------------------------------------------------------------------
 // Schemas
 
@@ -23,20 +51,6 @@ struct SchemaData {
     std::vector<ArrowSchema *> children;
     ArrowSchema *dictionary = nullptr;
 };
-
-void release_schema(ArrowSchema *s) {
-    auto *data = static_cast<SchemaData *>(s->private_data);
-    for (ArrowSchema *child : data->children) {
-        if (child->release != nullptr) child->release(child);
-        delete child;
-    }
-    if (data->dictionary != nullptr) {
-        if (data->dictionary->release != nullptr) data->dictionary->release(data->dictionary);
-        delete data->dictionary;
-    }
-    delete data;
-    s->release = nullptr;
-}
 
 // A schema node owned by a unique_ptr until it is handed over.
 struct SchemaNode {
@@ -71,7 +85,7 @@ ArrowSchema *finish(SchemaNode &node, std::vector<ArrowSchema *> children, Arrow
     s->n_children = (std::int64_t)d->children.size();
     s->children = d->children.empty() ? nullptr : d->children.data();
     s->dictionary = dictionary;
-    s->release = &release_schema;
+    s->release = &release_node<ArrowSchema, SchemaData>;
     s->private_data = node.data.release();
     return node.schema.release();
 }
@@ -91,18 +105,6 @@ const char *format_of(Type t) {
     return "n";
 }
 
-// Owns schemas made so far while more are made; releases them if something fails.
-struct SchemaList {
-    std::vector<ArrowSchema *> items;
-    ~SchemaList() {
-        for (ArrowSchema *s : items) {
-            if (s->release != nullptr) s->release(s);
-            delete s;
-        }
-    }
-    std::vector<ArrowSchema *> hand_over() { return std::move(items); }
-};
-
 ArrowSchema *column_schema(const Column &c) {
     ArrowSchema *dictionary = nullptr;
     if (c.type() == Type::Text) {
@@ -117,10 +119,7 @@ ArrowSchema *column_schema(const Column &c) {
         node.data->metadata = metadata(c.unit());
         return finish(node, {}, dictionary, c.nullable() ? ARROW_FLAG_NULLABLE : 0);
     } catch (...) {
-        if (dictionary != nullptr) {
-            dictionary->release(dictionary);
-            delete dictionary;
-        }
+        drop(dictionary);
         throw;
     }
 }
@@ -133,30 +132,6 @@ struct ArrayData {
     std::vector<const void *> buffers;
     std::vector<ArrowArray *> children;
     ArrowArray *dictionary = nullptr;
-};
-
-void release_array(ArrowArray *a) {
-    auto *data = static_cast<ArrayData *>(a->private_data);
-    for (ArrowArray *child : data->children) {
-        if (child->release != nullptr) child->release(child);
-        delete child;
-    }
-    if (data->dictionary != nullptr) {
-        if (data->dictionary->release != nullptr) data->dictionary->release(data->dictionary);
-        delete data->dictionary;
-    }
-    delete data;
-    a->release = nullptr;
-}
-
-struct ArrayList {
-    std::vector<ArrowArray *> items;
-    ~ArrayList() {
-        for (ArrowArray *a : items) {
-            if (a->release != nullptr) a->release(a);
-            delete a;
-        }
-    }
 };
 
 ArrowArray *make_array(const std::shared_ptr<const Table> &keep, std::int64_t length,
@@ -175,7 +150,7 @@ ArrowArray *make_array(const std::shared_ptr<const Table> &keep, std::int64_t le
     a->n_children = (std::int64_t)data->children.size();
     a->children = data->children.empty() ? nullptr : data->children.data();
     a->dictionary = dictionary;
-    a->release = &release_array;
+    a->release = &release_node<ArrowArray, ArrayData>;
     a->private_data = data.release();
     return array.release();
 }
@@ -193,10 +168,7 @@ ArrowArray *column_array(const std::shared_ptr<const Table> &keep, const Column 
         return make_array(keep, n, (std::int64_t)c.null_count(), {validity, or_empty(c.values())},
                           {}, dictionary);
     } catch (...) {
-        if (dictionary != nullptr) {
-            dictionary->release(dictionary);
-            delete dictionary;
-        }
+        drop(dictionary);
         throw;
     }
 }
@@ -229,7 +201,7 @@ int stream_next(ArrowArrayStream *s, ArrowArray *out) {
     }
     try {
         const Table &t = *d->table;
-        ArrayList columns;
+        Owned<ArrowArray> columns;
         columns.items.reserve(t.columns.size());
         for (const Column &c : t.columns) columns.items.push_back(column_array(d->table, c));
         std::vector<ArrowArray *> children = std::move(columns.items);
@@ -264,12 +236,13 @@ void stream_release(ArrowArrayStream *s) {
 }  // namespace
 
 void export_schema(const Table &table, ArrowSchema *out) {
-    SchemaList fields;
+    Owned<ArrowSchema> fields;
     fields.items.reserve(table.columns.size());
     for (const Column &c : table.columns) fields.items.push_back(column_schema(c));
     SchemaNode root;
     root.data->format = "+s";
-    std::vector<ArrowSchema *> children = fields.hand_over();
+    std::vector<ArrowSchema *> children = std::move(fields.items);
+    fields.items.clear();
     ArrowSchema *s;
     try {
         s = finish(root, children, nullptr, 0);
