@@ -627,7 +627,8 @@ void bind_table(nb::module_ &m) {
           "families"_a.none() = nb::none(), "units"_a = "SI", "progress"_a.none() = nb::none(),
           nb::sig("def check_table(source: str | os.PathLike[str] | bytes | typing.BinaryIO | "
                   "marlox.core.File, *, sections: collections.abc.Iterable[int] | int | None = "
-                  "None, families: collections.abc.Iterable[str] | str | None = None, units: str "
+                  "None, families: collections.abc.Iterable[str] | str | None = None, units: "
+                  "typing.Literal['SI', 'engineering'] "
                   "= 'SI', progress: collections.abc.Callable[[int], object] | None = None) -> "
                   "CheckTable"),
           kCheckTableFnDoc);

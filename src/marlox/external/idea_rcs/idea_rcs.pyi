@@ -5,7 +5,7 @@ from collections.abc import Callable, Iterable, Iterator, Sequence
 import io
 import json.encoder
 import os
-from typing import Any, BinaryIO, IO, TypedDict
+from typing import Any, BinaryIO, IO, Literal, TypedDict
 import xml.etree.ElementTree
 
 import marlox.core
@@ -1193,7 +1193,7 @@ class CheckTable(ResultTable):
 
     def __repr__(self) -> str: ...
 
-def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.File, *, sections: Iterable[int] | int | None = None, families: Iterable[str] | str | None = None, units: str = 'SI', progress: Callable[[int], object] | None = None) -> CheckTable:
+def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.File, *, sections: Iterable[int] | int | None = None, families: Iterable[str] | str | None = None, units: Literal['SI', 'engineering'] = 'SI', progress: Callable[[int], object] | None = None) -> CheckTable:
     """
     Read the check table of a result file in one streaming pass.
 
