@@ -242,13 +242,10 @@ nb::object check_table(nb::handle source, nb::handle sections, nb::handle famili
         Closer closer{steal_or_throw(PyObject_CallMethod(src, "open_binary", nullptr))};
         scan_stream(scan, closer.f, progress);
     } else if (PyObject_CheckBuffer(src) && !PyUnicode_Check(src)) {
-        Py_buffer view;
-        if (PyObject_GetBuffer(src, &view, PyBUF_SIMPLE) != 0) throw_python();
-        const Py_ssize_t len = view.len;
-        PyBuffer_Release(&view);
-        scan.feed(src, false);
-        report(progress, len);
-        scan.feed(nullptr, true);
+        // Read in pieces like a file, so that finished sections go while the rest is parsed.
+        nb::object io = steal_or_throw(PyImport_ImportModule("io"));
+        scan_stream(scan, steal_or_throw(PyObject_CallMethod(io.ptr(), "BytesIO", "O", src)),
+                    progress);
     } else {
         nb::object path = nb::steal(PyOS_FSPath(src));
         if (!path.is_valid()) {

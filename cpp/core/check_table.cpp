@@ -85,17 +85,17 @@ bool read_plain_number(std::string_view text, double &out) noexcept {
     if (b == e) return false;
     const char *first = text.data() + b;
     const char *last = text.data() + e;
-    for (const char *p = first; p < last; ++p) {
-        // Underscores and "nan(...)" are the host's to judge; from_chars reads the latter.
-        if (*p == '_' || *p == '(' || (unsigned char)*p >= 0x80) return false;
-    }
     if (*first == '+') {
         if (last - first < 2 || first[1] == '+' || first[1] == '-') return false;
         ++first;
     }
+    // from_chars stops at what the host's float() reads and it does not (underscores, digits
+    // outside ASCII), so those texts are not consumed whole and go to the host; only
+    // "nan(...)", which from_chars reads and float() refuses, needs a look of its own.
     double value = 0.0;
     const auto [ptr, ec] = std::from_chars(first, last, value);
     if (ec != std::errc() || ptr != last) return false;
+    if (value != value && last[-1] == ')') return false;
     out = value;
     return true;
 }
@@ -165,17 +165,15 @@ bool CheckTableBuilder::number(const Dom &d, NodeId leaf, double scale, const ch
     if (leaf == kNoNode || d.text(leaf).absent()) return false;
     const std::string_view text = text_view(d, leaf);
     if (!read_plain_number(text, out) && !(slow_ && slow_(text, out))) {
-        NumberError e = where_;
-        e.field = field;
-        e.text = std::string(text);
-        throw e;
+        throw NumberError{where_.section, where_.extreme, std::string(where_.family), field,
+                          std::string(text)};
     }
     out *= scale;
     return true;
 }
 
 void CheckTableBuilder::add_item(const Dom &d, NodeId item, std::int64_t section,
-                                 std::int64_t extreme, const std::string &family) {
+                                 std::int64_t extreme, std::string_view family) {
     NodeId check = kNoNode, type_check = kNoNode, result = kNoNode, value = kNoNode;
     NodeId limit = kNoNode, forces = kNoNode, conformities = kNoNode;
     for (NodeId c = d.node(item).first_child; c != kNoNode; c = d.node(c).next_sibling) {
@@ -198,17 +196,23 @@ void CheckTableBuilder::add_item(const Dom &d, NodeId item, std::int64_t section
         else if (t == tags_.non_conformities)
             first(conformities);
     }
-    where_.section = section;
-    where_.extreme = extreme;
-    where_.family = family;
+    where_ = Where{section, extreme, family};
     // Numbers first: a failure leaves no partial row behind.
     double numbers[8];
     bool present[8];
     NodeId leaves[8] = {value, limit};
     const char *fields[8] = {"CheckValue", "LimitCheckValue"};
     for (int i = 0; i < 6; ++i) {
-        leaves[2 + i] = forces == kNoNode ? kNoNode : d.child(forces, kForceNames[i]);
+        leaves[2 + i] = kNoNode;
         fields[2 + i] = kForces[i];
+    }
+    if (forces != kNoNode) {  // the first leaf of each name, in one pass
+        for (NodeId c = d.node(forces).first_child; c != kNoNode; c = d.node(c).next_sibling) {
+            const std::uint32_t t = d.tag(c);
+            for (int i = 0; i < 6; ++i) {
+                if (t == kForceNames[i] && leaves[2 + i] == kNoNode) leaves[2 + i] = c;
+            }
+        }
     }
     for (int i = 0; i < 8; ++i) {
         present[i] = number(d, leaves[i], i < 2 ? 1.0 : force_scale_, fields[i], numbers[i]);
@@ -246,10 +250,8 @@ void CheckTableBuilder::add_item(const Dom &d, NodeId item, std::int64_t section
 }
 
 void CheckTableBuilder::add_overall(const Dom &d, NodeId item, std::int64_t section,
-                                    std::int64_t extreme, const std::string &family) {
-    where_.section = section;
-    where_.extreme = extreme;
-    where_.family = family;
+                                    std::int64_t extreme, std::string_view family) {
+    where_ = Where{section, extreme, family};
     double value = 0.0;
     const bool present = number(d, d.child(item, kCheckValue), 1.0, "CheckValue", value);
     auto &col = overall_.columns;
@@ -278,7 +280,7 @@ void CheckTableBuilder::add_section(const Dom &d, NodeId section, std::int64_t s
     const NodeId extremes = d.child(section, kExtremeResults);
     if (extremes == kNoNode) return;
     std::int64_t number = 0;
-    std::string family;
+    std::string scratch;
     for (NodeId ex = d.node(extremes).first_child; ex != kNoNode; ex = d.node(ex).next_sibling) {
         ++number;
         NodeId at = d.next_in_subtree(ex, ex);
@@ -294,7 +296,11 @@ void CheckTableBuilder::add_section(const Dom &d, NodeId section, std::int64_t s
                 at = d.next_in_subtree(ex, at);
                 continue;
             }
-            family = itertext(d, result_type);
+            std::string_view family = d.str(d.text(result_type));
+            if (d.has_children(result_type)) {
+                scratch = itertext(d, result_type);
+                family = scratch;
+            }
             if (wanted(family)) {
                 if (overall) {
                     add_overall(d, at, section_id, number, family);

@@ -91,9 +91,9 @@ class CheckTableBuilder {
     void resolve_tags(const Dom &d);
     bool wanted(std::string_view family) const;
     void add_item(const Dom &d, NodeId item, std::int64_t section, std::int64_t extreme,
-                  const std::string &family);
+                  std::string_view family);
     void add_overall(const Dom &d, NodeId item, std::int64_t section, std::int64_t extreme,
-                     const std::string &family);
+                     std::string_view family);
     // The number of a leaf, times `scale`; false when the leaf or its text is missing.
     bool number(const Dom &d, NodeId leaf, double scale, const char *field, double &out) const;
 
@@ -104,7 +104,10 @@ class CheckTableBuilder {
     table::Table checks_;
     table::Table overall_;
     // Where add_item is, for a NumberError.
-    mutable NumberError where_;
+    struct Where {
+        std::int64_t section = 0, extreme = 0;
+        std::string_view family;
+    } where_;
 };
 
 // A text as ElementTree's "".join(element.itertext()) gives it.

@@ -48,9 +48,10 @@ void Column::append_bool(bool v) {
 }
 
 void Column::append_text(std::string_view v) {
-    auto found = codes_.find(v);
-    std::int32_t code;
-    if (found != codes_.end()) {
+    std::int32_t code = last_code_;
+    if (code >= 0 && entry(code) == v) {
+        // the same text as last time
+    } else if (auto found = codes_.find(v); found != codes_.end()) {
         code = found->second;
     } else {
         if (data_.size() + v.size() > (std::size_t)std::numeric_limits<std::int32_t>::max()) {
@@ -70,6 +71,7 @@ void Column::append_text(std::string_view v) {
         }
     }
     i32_.push_back(code);
+    last_code_ = code;
     mark(true);
     ++size_;
 }

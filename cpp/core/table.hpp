@@ -90,6 +90,7 @@ class Column {
     std::string data_;
     std::deque<std::string> texts_;
     std::unordered_map<std::string_view, std::int32_t> codes_;
+    std::int32_t last_code_ = -1;  // texts repeat row after row: the last one is tried first
 };
 
 struct Table {
