@@ -233,6 +233,17 @@ def test_bad_arguments(kwargs, error, message):
         check_table(sample_document(), **kwargs)
 
 
+def test_families_without_a_reader_are_rows_too():
+    data = document({5: [extreme(("Stiffness", "StiffnessShort", "Passed", "1E-05", ("Info",)))]})
+    (row,) = check_table(data, families="stiffness").to_pylist()
+    assert (row["family"], row["check"], row["check_value"], row["info_count"]) == (
+        "Stiffness",
+        "StiffnessShort",
+        1e-05,
+        1,
+    )
+
+
 def test_a_value_that_is_not_a_number_is_located():
     data = document({3: [extreme(), extreme(("Shear", "Shear", "Passed", "1,5", ()))]})
     with pytest.raises(ValueError, match=r"section 3, extreme 2, Shear check: CheckValue .*'1,5'"):
