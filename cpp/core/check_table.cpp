@@ -134,6 +134,16 @@ CheckTableBuilder::CheckTableBuilder(Units units, std::vector<std::string> famil
     overall_.columns = overall_columns();
 }
 
+table::Table CheckTableBuilder::take_checks() {
+    checks_.shrink();
+    return std::move(checks_);
+}
+
+table::Table CheckTableBuilder::take_overall() {
+    overall_.shrink();
+    return std::move(overall_);
+}
+
 void CheckTableBuilder::resolve_tags(const Dom &d) {
     if (tags_.known == d.tag_count()) return;
     tags_.known = d.tag_count();

@@ -79,9 +79,9 @@ class CheckTableBuilder {
     // of the section are then incomplete) and std::bad_alloc.
     void add_section(const Dom &dom, NodeId section, std::int64_t section_id);
 
-    const table::Table &checks() const noexcept { return checks_; }
-    table::Table take_checks() { return std::move(checks_); }
-    table::Table take_overall() { return std::move(overall_); }
+    // The tables, their buffers trimmed to their rows.
+    table::Table take_checks();
+    table::Table take_overall();
 
   private:
     struct Tags {

@@ -134,6 +134,18 @@ std::size_t Column::nbytes() const noexcept {
     return n;
 }
 
+void Column::shrink() {
+    validity_.shrink_to_fit();
+    i64_.shrink_to_fit();
+    i32_.shrink_to_fit();
+    f64_.shrink_to_fit();
+    bits_.shrink_to_fit();
+}
+
+void Table::shrink() {
+    for (Column &c : columns) c.shrink();
+}
+
 std::size_t Table::nbytes() const noexcept {
     std::size_t n = 0;
     for (const Column &c : columns) n += c.nbytes();

@@ -36,6 +36,8 @@ class Column {
     std::size_t null_count() const noexcept { return nulls_; }
     // The bytes the column holds (its buffers as allocated, and its dictionary).
     std::size_t nbytes() const noexcept;
+    // Give back what the buffers hold beyond their values (once no more rows will come).
+    void shrink();
 
     void append_int(std::int64_t v);
     void append_float(double v);
@@ -98,6 +100,7 @@ struct Table {
 
     std::size_t rows() const noexcept { return columns.empty() ? 0 : columns.front().size(); }
     std::size_t nbytes() const noexcept;
+    void shrink();
     // The column of that name, or null.
     const Column *find(std::string_view name) const noexcept;
 };
