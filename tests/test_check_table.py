@@ -191,6 +191,31 @@ def test_arrow_export_reads_back_through_pyarrow():
     assert pa.table(again.overall).num_rows == len(again.overall) == 2 * 2 * 8
 
 
+def test_a_table_of_many_chunks_reads_back_whole():
+    # More rows than one chunk holds, with values missing here and there on both sides.
+    items = "".join(
+        "<ConcreteCheckResultBase><Check>C</Check>"
+        + ("" if i % 3 == 0 else f"<CheckValue>{i}</CheckValue>")
+        + ("" if i % 5 == 0 else "<Result>Passed</Result>")
+        + "</ConcreteCheckResultBase>"
+        for i in range(70_000)
+    )
+    data = (
+        "<r><SectionConcreteCheckResult><SectionId>1</SectionId><ExtremeResults><E>"
+        f"<F><ResultType>Shear</ResultType><CheckResults>{items}</CheckResults></F>"
+        "</E></ExtremeResults></SectionConcreteCheckResult></r>"
+    ).encode()
+    table = check_table(data)
+    read = pa.table(table)
+    assert len(table) == read.num_rows == 70_000 and len(read.to_batches()) == 2
+    expected = {
+        "check_value": [None if i % 3 == 0 else float(i) for i in range(70_000)],
+        "result": [None if i % 5 == 0 else "Passed" for i in range(70_000)],
+    }
+    for name, values in expected.items():
+        assert read.column(name).to_pylist() == table.column(name) == values
+
+
 @pytest.mark.parametrize("library", ["pandas", "polars"])
 def test_dataframes_and_the_message_without_the_extra(library, monkeypatch):
     table = check_table(sample_document())
@@ -198,6 +223,7 @@ def test_dataframes_and_the_message_without_the_extra(library, monkeypatch):
     if importlib.util.find_spec(library) is not None:
         frame = convert()
         assert list(frame["check_value"]) == table.column("check_value")
+        assert list(frame["section"]) == table.column("section")
         assert list(frame["family"]) == table.column("family")
     monkeypatch.setitem(sys.modules, library, None)
     with pytest.raises(ImportError, match=rf"pip install 'marlox\[{library}\]'"):

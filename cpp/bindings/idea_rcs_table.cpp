@@ -24,6 +24,7 @@ using marlox::results::CheckTableBuilder;
 using marlox::results::kKnownFamilies;
 using marlox::results::NumberError;
 using marlox::results::Units;
+using marlox::table::Chunk;
 using marlox::table::Column;
 using marlox::table::Table;
 using marlox::table::Type;
@@ -365,11 +366,19 @@ nb::object optional_module(const char *module, const char *extra, const char *wh
     throw_python();
 }
 
+// A numpy array of the column's values, in one piece (missing floats are NaN).
 template <class T>
-nb::object numpy_view(const T *data, std::size_t n, const TablePtr &keep) {
-    auto *owner = new TablePtr(keep);
-    nb::capsule cap(owner, [](void *p) noexcept { delete static_cast<TablePtr *>(p); });
-    return nb::cast(nb::ndarray<nb::numpy, const T, nb::ndim<1>>(data, {n}, cap));
+nb::object numpy_array(const Column &c) {
+    auto *values = new std::vector<T>();
+    nb::capsule owner(values, [](void *p) noexcept { delete static_cast<std::vector<T> *>(p); });
+    values->reserve(c.size());
+    for (std::size_t k = 0; k < c.chunk_count(); ++k) {
+        const Chunk &chunk = c.chunk(k);
+        const T *first = static_cast<const T *>(c.values(chunk));
+        values->insert(values->end(), first, first + chunk.size);
+    }
+    return nb::cast(
+        nb::ndarray<nb::numpy, T, nb::ndim<1>>(values->data(), {values->size()}, owner));
 }
 
 nb::object to_pandas(const TablePtr &t) {
@@ -381,13 +390,13 @@ nb::object to_pandas(const TablePtr &t) {
         const std::size_t n = c.size();
         switch (c.type()) {
             case Type::Int64:
-                v = numpy_view(static_cast<const std::int64_t *>(c.values()), n, t);
+                v = numpy_array<std::int64_t>(c);
                 break;
             case Type::Int32:
-                v = numpy_view(static_cast<const std::int32_t *>(c.values()), n, t);
+                v = numpy_array<std::int32_t>(c);
                 break;
-            case Type::Float64:  // missing values are NaN in the buffer
-                v = numpy_view(static_cast<const double *>(c.values()), n, t);
+            case Type::Float64:
+                v = numpy_array<double>(c);
                 break;
             case Type::Bool:
                 v = column_values(c);

@@ -155,9 +155,9 @@ ArrowArray *make_array(const std::shared_ptr<const Table> &keep, std::int64_t le
     return array.release();
 }
 
-ArrowArray *column_array(const std::shared_ptr<const Table> &keep, const Column &c) {
-    const auto n = (std::int64_t)c.size();
-    const void *validity = c.validity();
+// Chunk `k` of a column.
+ArrowArray *column_array(const std::shared_ptr<const Table> &keep, const Column &c, std::size_t k) {
+    const Chunk &chunk = c.chunk(k);
     ArrowArray *dictionary = nullptr;
     if (c.type() == Type::Text) {
         dictionary = make_array(keep, (std::int64_t)c.dictionary_size(), 0,
@@ -165,8 +165,8 @@ ArrowArray *column_array(const std::shared_ptr<const Table> &keep, const Column 
                                 {}, nullptr);
     }
     try {
-        return make_array(keep, n, (std::int64_t)c.null_count(), {validity, or_empty(c.values())},
-                          {}, dictionary);
+        return make_array(keep, (std::int64_t)chunk.size, (std::int64_t)chunk.nulls,
+                          {c.validity(chunk), or_empty(c.values(chunk))}, {}, dictionary);
     } catch (...) {
         drop(dictionary);
         throw;
@@ -178,7 +178,7 @@ ArrowArray *column_array(const std::shared_ptr<const Table> &keep, const Column 
 
 struct StreamData {
     std::shared_ptr<const Table> table;
-    bool done = false;
+    std::size_t next = 0;  // the chunk that the next batch holds
     std::string error;
 };
 
@@ -195,27 +195,29 @@ int stream_schema(ArrowArrayStream *s, ArrowSchema *out) {
 
 int stream_next(ArrowArrayStream *s, ArrowArray *out) {
     auto *d = static_cast<StreamData *>(s->private_data);
-    if (d->done) {
+    const Table &t = *d->table;
+    if (d->next >= t.chunk_count()) {
         std::memset(out, 0, sizeof *out);  // release == nullptr: the end of the stream
         return 0;
     }
     try {
-        const Table &t = *d->table;
+        const std::size_t k = d->next;
         Owned<ArrowArray> columns;
         columns.items.reserve(t.columns.size());
-        for (const Column &c : t.columns) columns.items.push_back(column_array(d->table, c));
+        for (const Column &c : t.columns) columns.items.push_back(column_array(d->table, c, k));
         std::vector<ArrowArray *> children = std::move(columns.items);
         columns.items.clear();
         ArrowArray *batch;
         try {
-            batch = make_array(d->table, (std::int64_t)t.rows(), 0, {nullptr}, children, nullptr);
+            const auto rows = (std::int64_t)t.columns.front().chunk(k).size;
+            batch = make_array(d->table, rows, 0, {nullptr}, children, nullptr);
         } catch (...) {
             columns.items = std::move(children);
             throw;
         }
         *out = *batch;  // moved: the struct is copied, the heap shell freed
         delete batch;
-        d->done = true;
+        ++d->next;
         return 0;
     } catch (...) {
         d->error = "out of memory";
@@ -255,7 +257,7 @@ void export_schema(const Table &table, ArrowSchema *out) {
 }
 
 void export_stream(std::shared_ptr<const Table> table, ArrowArrayStream *out) {
-    auto *data = new StreamData{std::move(table), false, {}};
+    auto *data = new StreamData{std::move(table), 0, {}};
     out->get_schema = &stream_schema;
     out->get_next = &stream_next;
     out->get_last_error = &stream_error;

@@ -70,7 +70,8 @@ namespace marlox::table {
 // encoded (int32 indices, UTF-8 dictionary). Throws std::bad_alloc (`out` is then untouched).
 void export_schema(const Table &table, ArrowSchema *out);
 
-// The table as a stream of one record batch into `out`. Throws std::bad_alloc.
+// The table as a stream into `out`: one record batch per chunk of rows (none for an empty
+// table), the dictionaries of its text columns whole in every batch. Throws std::bad_alloc.
 void export_stream(std::shared_ptr<const Table> table, ArrowArrayStream *out);
 
 }  // namespace marlox::table

@@ -10,41 +10,48 @@ namespace marlox::table {
 Column::Column(std::string name, Type type, std::string unit, bool nullable)
     : name_(std::move(name)), type_(type), unit_(std::move(unit)), nullable_(nullable) {}
 
-void Column::mark(bool valid) {
-    const std::size_t i = size_;
-    if (!valid && validity_.empty()) {
-        // The first missing value: every earlier one was present.
-        validity_.assign((i >> 3) + 1, 0xff);
-        validity_.back() = (std::uint8_t)((1u << (i & 7)) - 1);
+Chunk &Column::room() {
+    if (chunks_.empty() || chunks_.back().size == kChunkRows) chunks_.emplace_back();
+    return chunks_.back();
+}
+
+void Column::mark(Chunk &c, bool valid) {
+    const std::size_t j = c.size;
+    if (!valid && c.validity.empty()) {
+        // The first missing value of the chunk: every earlier one was present.
+        c.validity.assign((j >> 3) + 1, 0xff);
+        c.validity.back() = (std::uint8_t)((1u << (j & 7)) - 1);
     }
-    if (!validity_.empty()) {
-        if ((i & 7) == 0 && (i >> 3) >= validity_.size()) validity_.push_back(0);
-        if (valid) validity_[i >> 3] |= (std::uint8_t)(1u << (i & 7));
+    if (!c.validity.empty()) {
+        if ((j & 7) == 0 && (j >> 3) >= c.validity.size()) c.validity.push_back(0);
+        if (valid) c.validity[j >> 3] |= (std::uint8_t)(1u << (j & 7));
     }
-    if (!valid) ++nulls_;
+    if (!valid) ++c.nulls;
+    ++c.size;
+    ++size_;
 }
 
 void Column::append_int(std::int64_t v) {
+    Chunk &c = room();
     if (type_ == Type::Int64) {
-        i64_.push_back(v);
+        c.i64.push_back(v);
     } else {
-        i32_.push_back((std::int32_t)v);
+        c.i32.push_back((std::int32_t)v);
     }
-    mark(true);
-    ++size_;
+    mark(c, true);
 }
 
 void Column::append_float(double v) {
-    f64_.push_back(v);
-    mark(true);
-    ++size_;
+    Chunk &c = room();
+    c.f64.push_back(v);
+    mark(c, true);
 }
 
 void Column::append_bool(bool v) {
-    if ((size_ & 7) == 0) bits_.push_back(0);
-    if (v) bits_.back() |= (std::uint8_t)(1u << (size_ & 7));
-    mark(true);
-    ++size_;
+    Chunk &c = room();
+    if ((c.size & 7) == 0) c.bits.push_back(0);
+    if (v) c.bits.back() |= (std::uint8_t)(1u << (c.size & 7));
+    mark(c, true);
 }
 
 void Column::append_text(std::string_view v) {
@@ -70,30 +77,30 @@ void Column::append_text(std::string_view v) {
             throw;
         }
     }
-    i32_.push_back(code);
+    Chunk &c = room();
+    c.i32.push_back(code);
     last_code_ = code;
-    mark(true);
-    ++size_;
+    mark(c, true);
 }
 
 void Column::append_null() {
+    Chunk &c = room();
     switch (type_) {
         case Type::Int64:
-            i64_.push_back(0);
+            c.i64.push_back(0);
             break;
         case Type::Int32:
         case Type::Text:
-            i32_.push_back(0);
+            c.i32.push_back(0);
             break;
         case Type::Float64:
-            f64_.push_back(std::numeric_limits<double>::quiet_NaN());
+            c.f64.push_back(std::numeric_limits<double>::quiet_NaN());
             break;
         case Type::Bool:
-            if ((size_ & 7) == 0) bits_.push_back(0);
+            if ((c.size & 7) == 0) c.bits.push_back(0);
             break;
     }
-    mark(false);
-    ++size_;
+    mark(c, false);
 }
 
 void Column::append_from(const Column &other, std::size_t i) {
@@ -111,35 +118,39 @@ void Column::append_from(const Column &other, std::size_t i) {
     }
 }
 
-const void *Column::values() const noexcept {
+const void *Column::values(const Chunk &c) const noexcept {
     switch (type_) {
         case Type::Int64:
-            return i64_.data();
+            return c.i64.data();
         case Type::Int32:
         case Type::Text:
-            return i32_.data();
+            return c.i32.data();
         case Type::Float64:
-            return f64_.data();
+            return c.f64.data();
         case Type::Bool:
-            return bits_.data();
+            return c.bits.data();
     }
     return nullptr;
 }
 
 std::size_t Column::nbytes() const noexcept {
-    std::size_t n = validity_.capacity() + i64_.capacity() * 8 + i32_.capacity() * 4 +
-                    f64_.capacity() * 8 + bits_.capacity() + offsets_.capacity() * 4 +
-                    data_.capacity();
+    std::size_t n = offsets_.capacity() * 4 + data_.capacity();
     for (const std::string &t : texts_) n += sizeof t + t.capacity();
+    for (const Chunk &c : chunks_) {
+        n += sizeof c + c.validity.capacity() + c.i64.capacity() * 8 + c.i32.capacity() * 4 +
+             c.f64.capacity() * 8 + c.bits.capacity();
+    }
     return n;
 }
 
 void Column::shrink() {
-    validity_.shrink_to_fit();
-    i64_.shrink_to_fit();
-    i32_.shrink_to_fit();
-    f64_.shrink_to_fit();
-    bits_.shrink_to_fit();
+    if (chunks_.empty()) return;
+    Chunk &c = chunks_.back();
+    c.validity.shrink_to_fit();
+    c.i64.shrink_to_fit();
+    c.i32.shrink_to_fit();
+    c.f64.shrink_to_fit();
+    c.bits.shrink_to_fit();
 }
 
 void Table::shrink() {

@@ -23,6 +23,21 @@ enum class Type {
     Text,  // dictionary-encoded UTF-8: int32 codes into the column's own dictionary
 };
 
+// Rows are kept in chunks of a fixed number of rows, so that a growing column never copies what
+// it holds and memory stays close to the values themselves; a chunk is one Arrow record batch.
+inline constexpr std::size_t kChunkBits = 16;
+inline constexpr std::size_t kChunkRows = std::size_t{1} << kChunkBits;
+
+struct Chunk {
+    std::size_t size = 0;
+    std::size_t nulls = 0;
+    std::vector<std::uint8_t> validity;  // empty until the chunk's first missing value
+    std::vector<std::int64_t> i64;
+    std::vector<std::int32_t> i32;  // Int32 values, or the codes of a Text column
+    std::vector<double> f64;        // a missing value is NaN here
+    std::vector<std::uint8_t> bits;
+};
+
 class Column {
   public:
     // `unit`: the unit of the values ("" for none); `nullable`: whether values may be missing.
@@ -33,10 +48,9 @@ class Column {
     const std::string &unit() const noexcept { return unit_; }
     bool nullable() const noexcept { return nullable_; }
     std::size_t size() const noexcept { return size_; }
-    std::size_t null_count() const noexcept { return nulls_; }
     // The bytes the column holds (its buffers as allocated, and its dictionary).
     std::size_t nbytes() const noexcept;
-    // Give back what the buffers hold beyond their values (once no more rows will come).
+    // Give back what the last chunk holds beyond its values (once no more rows will come).
     void shrink();
 
     void append_int(std::int64_t v);
@@ -48,22 +62,31 @@ class Column {
     void append_from(const Column &other, std::size_t i);
 
     bool valid(std::size_t i) const noexcept {
-        return validity_.empty() || (validity_[i >> 3] >> (i & 7) & 1) != 0;
+        const Chunk &c = at(i);
+        const std::size_t j = i & (kChunkRows - 1);
+        return c.validity.empty() || (c.validity[j >> 3] >> (j & 7) & 1) != 0;
     }
     std::int64_t int_at(std::size_t i) const noexcept {
-        return type_ == Type::Int64 ? i64_[i] : i32_[i];
+        const std::size_t j = i & (kChunkRows - 1);
+        return type_ == Type::Int64 ? at(i).i64[j] : at(i).i32[j];
     }
-    double float_at(std::size_t i) const noexcept { return f64_[i]; }
-    bool bool_at(std::size_t i) const noexcept { return (bits_[i >> 3] >> (i & 7) & 1) != 0; }
-    std::int32_t code_at(std::size_t i) const noexcept { return i32_[i]; }
-    std::string_view text_at(std::size_t i) const noexcept { return entry(i32_[i]); }
+    double float_at(std::size_t i) const noexcept { return at(i).f64[i & (kChunkRows - 1)]; }
+    bool bool_at(std::size_t i) const noexcept {
+        const std::size_t j = i & (kChunkRows - 1);
+        return (at(i).bits[j >> 3] >> (j & 7) & 1) != 0;
+    }
+    std::int32_t code_at(std::size_t i) const noexcept { return at(i).i32[i & (kChunkRows - 1)]; }
+    std::string_view text_at(std::size_t i) const noexcept { return entry(code_at(i)); }
 
-    // The buffers, as Arrow lays them out: validity (null when nothing is missing), values (or
-    // the codes of a text column); for a text column its dictionary as offsets and UTF-8 data.
-    const std::uint8_t *validity() const noexcept {
-        return nulls_ == 0 ? nullptr : validity_.data();
+    // The chunks, and their buffers as Arrow lays them out: validity (null when nothing is
+    // missing), values (or the codes of a text column); for a text column its dictionary, one
+    // for all chunks, as offsets and UTF-8 data.
+    std::size_t chunk_count() const noexcept { return chunks_.size(); }
+    const Chunk &chunk(std::size_t k) const noexcept { return chunks_[k]; }
+    const std::uint8_t *validity(const Chunk &c) const noexcept {
+        return c.nulls == 0 ? nullptr : c.validity.data();
     }
-    const void *values() const noexcept;
+    const void *values(const Chunk &c) const noexcept;
     std::size_t dictionary_size() const noexcept { return offsets_.size() - 1; }
     const std::int32_t *dictionary_offsets() const noexcept { return offsets_.data(); }
     const char *dictionary_data() const noexcept { return data_.data(); }
@@ -73,19 +96,17 @@ class Column {
     }
 
   private:
-    void mark(bool valid);
+    const Chunk &at(std::size_t i) const noexcept { return chunks_[i >> kChunkBits]; }
+    // The chunk the next row goes to.
+    Chunk &room();
+    void mark(Chunk &c, bool valid);
 
     std::string name_;
     Type type_;
     std::string unit_;
     bool nullable_;
     std::size_t size_ = 0;
-    std::size_t nulls_ = 0;
-    std::vector<std::uint8_t> validity_;  // empty until the first missing value
-    std::vector<std::int64_t> i64_;
-    std::vector<std::int32_t> i32_;  // Int32 values, or the codes of a Text column
-    std::vector<double> f64_;
-    std::vector<std::uint8_t> bits_;
+    std::vector<Chunk> chunks_;
     // The dictionary of a Text column: Arrow's offsets and data, and a lookup by text whose
     // keys point into `texts_` (a deque, so they stay put).
     std::vector<std::int32_t> offsets_{0};
@@ -99,6 +120,10 @@ struct Table {
     std::vector<Column> columns;
 
     std::size_t rows() const noexcept { return columns.empty() ? 0 : columns.front().size(); }
+    // Every column has the same chunks: rows are appended to all columns at once.
+    std::size_t chunk_count() const noexcept {
+        return columns.empty() ? 0 : columns.front().chunk_count();
+    }
     std::size_t nbytes() const noexcept;
     void shrink();
     // The column of that name, or null.
