@@ -154,6 +154,8 @@ const expat::Host &expat_host() {
     return host;
 }
 
+}  // namespace
+
 std::unique_ptr<Scanner> new_scanner(bool keep_all) {
     auto scanner = std::make_unique<Scanner>(expat_host(), keep_all);
     if (!scanner->created()) {
@@ -278,15 +280,6 @@ bool feed_object(DocState &doc, PyObject *data, bool final) {
     if (PyErr_Occurred()) throw_python();  // from the host's unknown-encoding handler
     return ok;
 }
-
-}  // namespace
-
-// The scanning plumbing of the streaming parser, for other readers of a result stream.
-std::unique_ptr<Scanner> new_result_scanner() { return new_scanner(false); }
-bool feed_result_data(DocState &doc, PyObject *data, bool final) {
-    return feed_object(doc, data, final);
-}
-void raise_parse_failure(const ScanFailure &failure) { raise_object(parse_error_object(failure)); }
 
 // ---------------------------------------------------------------------------------------------
 // Document state

@@ -132,14 +132,6 @@ class ReadGuard {
 // The ElementTree element of a node and its subtree, made once.
 nb::object materialize(DocState &doc, NodeId id);
 
-// The streaming parser's scanning, for other readers of a result stream: a scanner that keeps
-// the sections only; ElementTree's XMLParser.feed (and close, with `final`) of `data` (str,
-// bytes or a buffer; null for none), false for a parse failure; and the ParseError (or
-// MemoryError) of that failure, raised.
-std::unique_ptr<marlox::results::Scanner> new_result_scanner();
-bool feed_result_data(DocState &doc, PyObject *data, bool final);
-[[noreturn]] void raise_parse_failure(const marlox::results::ScanFailure &failure);
-
 // ---------------------------------------------------------------------------------------------
 // Native nodes: the paths are evaluated by the core (core/result_paths.hpp)
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "bindings/idea_rcs.hpp"
-#include "bindings/idea_rcs_results.hpp"
+#include "bindings/idea_rcs_results_expat.hpp"
 #include "core/arrow_stream.hpp"
 #include "core/check_table.hpp"
 #include "core/error.hpp"
@@ -170,11 +170,11 @@ struct Scan {
 
     // Feed one piece (null: the end); raises the parse error after the sections before it.
     void feed(PyObject *data, bool final) {
-        const bool ok = feed_result_data(*doc, data, final);
+        const bool ok = feed_object(*doc, data, final);
         take_sections();
         if (!ok) {
             doc->scanner->close();
-            raise_parse_failure(doc->scanner->failure());
+            raise_object(parse_error_object(doc->scanner->failure()));
         }
     }
 };
@@ -222,7 +222,7 @@ nb::object check_table(nb::handle source, nb::handle sections, nb::handle famili
     if (!families.is_none() && family_names.empty()) {
         throw marlox::Error(ErrorKind::Value, "families is empty: give None for all families");
     }
-    Scan scan{std::make_shared<DocState>(new_result_scanner(), true),
+    Scan scan{std::make_shared<DocState>(new_scanner(false), true),
               CheckTableBuilder(u, family_names, &host_number)};
     if (!sections.is_none()) {
         scan.all_sections = false;
