@@ -615,6 +615,7 @@ void bind_table(nb::module_ &m) {
                 return result_table(marlox::results::governing(*t.table, per_family));
             },
             nb::kw_only(), "per_family"_a = false,
+            nb::sig("def governing(self, *, per_family: bool = False) -> ResultTable"),
             "The governing check of every section, worst first: the worst item of the section "
             "(with ``per_family``: of each of its families, the section's worst marked in "
             "\"governing\").\n\n"

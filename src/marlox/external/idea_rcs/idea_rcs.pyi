@@ -1184,7 +1184,7 @@ class CheckTable(ResultTable):
         The per-extreme overview items ("Overall"): section, extreme, family, result, check_value.
         """
 
-    def governing(self, *, per_family: bool = False) -> object:
+    def governing(self, *, per_family: bool = False) -> ResultTable:
         """
         The governing check of every section, worst first: the worst item of the section (with ``per_family``: of each of its families, the section's worst marked in "governing").
 
