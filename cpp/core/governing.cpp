@@ -118,6 +118,7 @@ table::Table governing(const table::Table &checks, bool per_family) {
         out.columns[c++].append_int(g.not_done);
         if (per_family) out.columns[c].append_bool(section_worst[g.section_index] == g.worst);
     }
+    out.shrink();
     return out;
 }
 

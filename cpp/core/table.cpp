@@ -10,8 +10,27 @@ namespace marlox::table {
 Column::Column(std::string name, Type type, std::string unit, bool nullable)
     : name_(std::move(name)), type_(type), unit_(std::move(unit)), nullable_(nullable) {}
 
+// A new chunk has room for all its rows at once: what is never written is never touched (so
+// not resident), and nothing is copied while it fills.
 Chunk &Column::room() {
-    if (chunks_.empty() || chunks_.back().size == kChunkRows) chunks_.emplace_back();
+    if (!chunks_.empty() && chunks_.back().size < kChunkRows) return chunks_.back();
+    Chunk c;
+    switch (type_) {
+        case Type::Int64:
+            c.i64.reserve(kChunkRows);
+            break;
+        case Type::Int32:
+        case Type::Text:
+            c.i32.reserve(kChunkRows);
+            break;
+        case Type::Float64:
+            c.f64.reserve(kChunkRows);
+            break;
+        case Type::Bool:
+            c.bits.reserve(kChunkRows / 8);
+            break;
+    }
+    chunks_.push_back(std::move(c));
     return chunks_.back();
 }
 
@@ -19,6 +38,7 @@ void Column::mark(Chunk &c, bool valid) {
     const std::size_t j = c.size;
     if (!valid && c.validity.empty()) {
         // The first missing value of the chunk: every earlier one was present.
+        c.validity.reserve(kChunkRows / 8);
         c.validity.assign((j >> 3) + 1, 0xff);
         c.validity.back() = (std::uint8_t)((1u << (j & 7)) - 1);
     }
