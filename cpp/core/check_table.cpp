@@ -65,6 +65,14 @@ std::vector<Column> overall_columns() {
     return c;
 }
 
+void append_number(Column &c, bool present, double value) {
+    if (present) {
+        c.append_float(value);
+    } else {
+        c.append_null();
+    }
+}
+
 // The severity of a non-conformity, by name or by number: 0 Info ... 3 TerminatedError.
 int severity(std::string_view s) noexcept {
     while (!s.empty() && space(s.front())) s.remove_prefix(1);
@@ -186,25 +194,22 @@ void CheckTableBuilder::add_item(const Dom &d, NodeId item, std::int64_t section
                                  std::int64_t extreme, std::string_view family) {
     NodeId check = kNoNode, type_check = kNoNode, result = kNoNode, value = kNoNode;
     NodeId limit = kNoNode, forces = kNoNode, conformities = kNoNode;
+    const std::pair<std::uint32_t, NodeId *> slots[] = {
+        {kCheck, &check},
+        {kTypeCheck, &type_check},
+        {kResult, &result},
+        {kCheckValue, &value},
+        {tags_.limit, &limit},
+        {tags_.internal_forces, &forces},
+        {tags_.non_conformities, &conformities},
+    };
     for (NodeId c = d.node(item).first_child; c != kNoNode; c = d.node(c).next_sibling) {
         const std::uint32_t t = d.tag(c);
-        auto first = [&](NodeId &slot) {
-            if (slot == kNoNode) slot = c;
-        };
-        if (t == kCheck)
-            first(check);
-        else if (t == kTypeCheck)
-            first(type_check);
-        else if (t == kResult)
-            first(result);
-        else if (t == kCheckValue)
-            first(value);
-        else if (t == tags_.limit)
-            first(limit);
-        else if (t == tags_.internal_forces)
-            first(forces);
-        else if (t == tags_.non_conformities)
-            first(conformities);
+        for (const auto &[tag, slot] : slots) {
+            if (t != tag) continue;
+            if (*slot == kNoNode) *slot = c;  // the first of each name
+            break;
+        }
     }
     where_ = Where{section, extreme, family};
     // Numbers first: a failure leaves no partial row behind.
@@ -250,11 +255,7 @@ void CheckTableBuilder::add_item(const Dom &d, NodeId item, std::int64_t section
     text_or_null(col[kColTypeCheck], type_check, true);
     text_or_null(col[kColResult], result, false);
     for (int i = 0; i < 8; ++i) {
-        Column &c = col[(std::size_t)kColCheckValue + (std::size_t)i];
-        if (present[i])
-            c.append_float(numbers[i]);
-        else
-            c.append_null();
+        append_number(col[(std::size_t)kColCheckValue + (std::size_t)i], present[i], numbers[i]);
     }
     for (int i = 0; i < 4; ++i) col[(std::size_t)kColInfo + (std::size_t)i].append_int(counts[i]);
 }
@@ -269,14 +270,12 @@ void CheckTableBuilder::add_overall(const Dom &d, NodeId item, std::int64_t sect
     col[1].append_int(extreme);
     col[2].append_text(family);
     const NodeId result = d.child(item, kResult);
-    if (result == kNoNode || d.text(result).absent())
+    if (result == kNoNode || d.text(result).absent()) {
         col[3].append_null();
-    else
+    } else {
         col[3].append_text(text_view(d, result));
-    if (present)
-        col[4].append_float(value);
-    else
-        col[4].append_null();
+    }
+    append_number(col[4], present, value);
 }
 
 // Every element below an extreme that has a "ResultType" child and a "CheckResults" child is
