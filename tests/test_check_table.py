@@ -101,9 +101,10 @@ def test_table_agrees_with_the_streaming_parser(data):
                 assert found, (section_id, number, item)
 
 
-def test_units_and_engineering_scale():
-    data = sample_document()
-    si, eng = check_table(data), check_table(data, units="Engineering")
+def test_units_engineering_scale_and_progress():
+    data, read = sample_document(), []
+    si, eng = check_table(data, progress=read.append), check_table(data, units="Engineering")
+    assert sum(read) == len(data)
     assert (si.unit_system, eng.unit_system) == ("SI", "engineering")
     assert si.units["My"] == "N·m" and eng.units["Qz"] == "kN" and eng.units["check_value"] == "1"
     for a, b in zip(si.to_pylist(), eng.to_pylist(), strict=True):
