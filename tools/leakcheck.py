@@ -4,7 +4,8 @@ python tools/leakcheck.py [--rounds N] [--small]
 
 One round: streaming scans (all readers, elements taken and changed, sections kept past their
 step, lookups that hit and miss, a subclass of SectionResult, broken documents), whole-document
-parses (every accessor, raw results, the tree, invalid documents), and models built through
+parses (every accessor, raw results, the tree, invalid documents), check tables (every table,
+exported, converted, refused arguments), and models built through
 both builders, refused arguments included, serialised and written as input XML. After a
 warm-up, the resident size may not grow by more than a small allowance over the remaining
 rounds. `--small` shrinks the documents (for running under valgrind).
@@ -28,8 +29,14 @@ from marlox.external.idea_rcs import (
     OutputFileParser,
     RcsOutputFileParser,
     RectSection,
+    check_table,
 )
 from marlox.external.idea_rcs import objects as o
+
+try:
+    import pyarrow
+except ImportError:  # the exported streams are then only made and dropped
+    pyarrow = None
 
 SHEAR = (
     "<Ved>1</Ved><Vrd>2</Vrd><Vrdc>3</Vrdc><Vrdmax>4</Vrdmax><Vrdr>5</Vrdr><Vrds>6</Vrds>"
@@ -147,8 +154,29 @@ def one_round(data: bytes, broken: bytes) -> None:
         pass
     standalone = RcsOutputFileParser.SectionResult(1, ET.fromstring(data))
     standalone.extremes()
+    table_round(data, broken)
     for _ in range(20):
         model_round()
+
+
+def table_round(data: bytes, broken: bytes) -> None:
+    table = check_table(data, units="engineering")
+    for result in (table, table.governing(per_family=True), table.overall):
+        result.to_pylist()
+        result.to_csv(io.BytesIO())
+        result.__arrow_c_schema__()  # capsules dropped unconsumed
+        result.__arrow_c_stream__()
+        if pyarrow is not None:
+            pyarrow.table(result)
+    for bad in (dict(families=["Nothing"]), dict(sections=[-1])):
+        try:
+            check_table(data, **bad)
+        except (ValueError, ParsingError):
+            pass
+    try:
+        check_table(io.BytesIO(broken))
+    except ET.ParseError:
+        pass
 
 
 def model_round() -> None:

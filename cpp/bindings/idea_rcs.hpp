@@ -23,4 +23,7 @@ void bind_analysis(nb::module_ &m);
 // OutputFileParser.
 void bind_results(nb::module_ &m);
 
+// The check table of a result file: check_table(), CheckTable and ResultTable.
+void bind_table(nb::module_ &m);
+
 }  // namespace marlox::py

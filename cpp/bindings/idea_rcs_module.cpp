@@ -17,4 +17,5 @@ NB_MODULE(idea_rcs, m) {
     marlox::py::bind_validate(m);
     marlox::py::bind_analysis(m);
     marlox::py::bind_results(m);
+    marlox::py::bind_table(m);
 }

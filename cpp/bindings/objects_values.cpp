@@ -1,5 +1,6 @@
 // The checks of the values given to the objects: each field's value checked for its type and
-// converted by its kind in the tables (values are kept as given; validate() judges them), and a call's arguments bound to a type's constructor parameters.
+// converted by its kind in the tables (values are kept as given; validate() judges them), and a
+// call's arguments bound to a type's constructor parameters.
 #include <cmath>
 #include <ctime>
 

@@ -8,6 +8,7 @@ the OpenModel object types, enumerations and material tables in
 from . import objects
 from .idea_rcs import (
     Beam,
+    CheckTable,
     CompressionMember,
     Finding,
     GeneralShape,
@@ -20,12 +21,15 @@ from .idea_rcs import (
     OutputFileParser,
     RcsOutputFileParser,
     RectSection,
+    ResultTable,
     SectionPrototype1D,
     Severity,
+    check_table,
 )
 
 __all__ = [
     "Beam",
+    "CheckTable",
     "CompressionMember",
     "Finding",
     "GeneralShape",
@@ -38,7 +42,9 @@ __all__ = [
     "OutputFileParser",
     "RcsOutputFileParser",
     "RectSection",
+    "ResultTable",
     "SectionPrototype1D",
     "Severity",
+    "check_table",
     "objects",
 ]

@@ -1,11 +1,12 @@
 """Build IDEA StatiCa RCS models, run analyses and read their results."""
 
 import abc
-from collections.abc import Iterator, Sequence
+from collections.abc import Callable, Iterable, Iterator, Sequence
 import enum
 import io
 import json.encoder
-from typing import Any, BinaryIO, Literal, overload
+import os
+from typing import Any, BinaryIO, IO, Literal, TypedDict, overload
 import xml.etree.ElementTree
 
 import marlox.core
@@ -22,6 +23,115 @@ from marlox.external.idea_rcs.objects import (
     StandardCheckSection,
 )
 
+
+class ForceSet(TypedDict, total=False):
+    """Internal forces as the result file writes them: N, Qy, Qz in N; Mx, My, Mz in N·m."""
+    N: float
+    Qy: float
+    Qz: float
+    Mx: float
+    My: float
+    Mz: float
+
+class CapacityResult(TypedDict):
+    Fu: ForceSet | None
+    Fu1: ForceSet | None
+    Fu2: ForceSet | None
+    CheckValue: float
+    Result: str | None
+
+class ShearResult(TypedDict):
+    Ved: float
+    Vrd: float
+    Vrdc: float
+    Vrdmax: float
+    Vrdr: float
+    Vrds: float
+    CheckValue: float
+    Result: str | None
+
+class TorsionResult(TypedDict):
+    Ted: float
+    Trdc: float
+    Trdmax: float
+    Trds: float
+    Trd: float
+    CheckValue: float
+    Result: str | None
+
+class InteractionResult(TypedDict):
+    Ned: float
+    Medy: float
+    Medz: float
+    Ved: float
+    Ted: float
+    CheckValue: float
+    CheckValueShearAndTorsion: float
+    CheckValueShearTorsionAndBending: float
+    Result: str | None
+
+class CrackWidthTerm(TypedDict):
+    N: float
+    My: float
+    Mz: float
+    W: float
+    Wlim: float
+    CheckValue: float
+    Result: str | None
+
+class CrackWidthResult(TypedDict):
+    short: CrackWidthTerm | None
+    long: CrackWidthTerm | None
+
+class DetailingResult(TypedDict):
+    longitudinal: float | None
+    shear: float | None
+    CheckValue: float
+    CheckValueLongReinf: float | None
+    CheckValueShearReinf: float | None
+    Result: str | None
+
+class StressTerm(TypedDict):
+    Stress: float | None
+    CheckValue: float
+    Result: str | None
+
+class StressCheck(TypedDict, total=False):
+    short: StressTerm
+    long: StressTerm
+
+class StressLimitationResult(TypedDict):
+    short: dict[str, float | None] | None
+    long: dict[str, float | None] | None
+    Check_7_2_2_Concrete_fck: StressCheck | None
+    Check_7_2_3_Concrete_fck: StressCheck | None
+    Check_7_2_5_Tendons_fpk: StressCheck | None
+    Check_7_2_5_ReinforcementBars_fyk: StressCheck | None
+    Check_5_10_3_2_Tendons: StressCheck | None
+    Check_5_10_2_1_1_Tendons: StressCheck | None
+
+class FatigueCheck(TypedDict):
+    CheckValue: float
+    DecisionMethod: str | None
+    Result: str | None
+
+class FatigueShear(TypedDict, total=False):
+    max: ShearResult
+    min: ShearResult
+
+class FatigueResult(TypedDict):
+    fatigue: FatigueCheck
+    shear: FatigueShear
+
+class ExtremeResults(TypedDict):
+    capacity: CapacityResult | None
+    shear: ShearResult | None
+    torsion: TorsionResult | None
+    interaction: InteractionResult | None
+    crack_width: CrackWidthResult | None
+    detailing: DetailingResult | None
+    stress_limitation: StressLimitationResult | None
+    fatigue: FatigueResult | None
 
 class _EnumEncoder(json.encoder.JSONEncoder):
     """To auto-serialize Enum type."""
@@ -985,33 +1095,33 @@ class RcsOutputFileParser:
         def _iter_extreme_results(self) -> _ExtremeResultIterator:
             """The result elements of the section's extremes, in document order."""
 
-        def capacity(self) -> list[dict[str, Any] | None]:
+        def capacity(self) -> list[CapacityResult | None]:
             """Get the capacity results of all extremes for the current section."""
 
-        def shear(self) -> list[dict[str, Any] | None]:
+        def shear(self) -> list[ShearResult | None]:
             """Get the shear resistances for all extremes for the current section."""
 
-        def torsion(self) -> list[dict[str, Any] | None]:
+        def torsion(self) -> list[TorsionResult | None]:
             """Get the torsion results for all extremes for the current section."""
 
-        def interaction(self) -> list[dict[str, Any] | None]:
+        def interaction(self) -> list[InteractionResult | None]:
             """Get the interaction results for all extremes for the current section."""
 
-        def crack_width(self) -> list[dict[str, dict[str, Any] | None] | None]:
+        def crack_width(self) -> list[CrackWidthResult | None]:
             """Get the crack width results of all extremes for the current section."""
 
-        def detailing(self) -> list[dict[str, Any] | None]:
+        def detailing(self) -> list[DetailingResult | None]:
             """Get the detailing results of all extremes for the current section."""
 
-        def stress_limitation(self) -> list[dict[str, Any] | None]:
+        def stress_limitation(self) -> list[StressLimitationResult | None]:
             """
             Get the stress limitation results of all extremes for the current section.
             """
 
-        def fatigue(self) -> list[dict[str, dict[str, Any]] | None]:
+        def fatigue(self) -> list[FatigueResult | None]:
             """Get the fatigue results of all extremes for the current section."""
 
-        def extremes(self) -> list[dict[str, Any]]:
+        def extremes(self) -> list[ExtremeResults]:
             """Get all results combined per extreme for the current section."""
 
     @property
@@ -1088,44 +1198,166 @@ class OutputFileParser:
 
     def _section_element(self, section_id: object | None) -> object: ...
 
-    def capacity_results(self, section_id: int) -> list[dict[str, Any] | None]:
+    def capacity_results(self, section_id: int) -> list[CapacityResult | None]:
         """
         Get the capacity results of all extremes of a check section.
 
         :raises ParsingError: if 'section_id' is not present in the output file.
         """
 
-    def shear_results(self, section_id: int) -> list[dict[str, Any] | None]:
+    def shear_results(self, section_id: int) -> list[ShearResult | None]:
         """
         Get the shear results of all extremes of a check section.
 
         :raises ParsingError: if 'section_id' is not present in the output file.
         """
 
-    def crack_width_results(self, section_id: int) -> list[dict[str, dict[str, Any] | None] | None]:
+    def crack_width_results(self, section_id: int) -> list[CrackWidthResult | None]:
         """
         Get the crack width results of all extremes of a check section.
 
         :raises ParsingError: if 'section_id' is not present in the output file.
         """
 
-    def detailing_results(self, section_id: int) -> list[dict[str, float | None] | None]:
+    def detailing_results(self, section_id: int) -> list[DetailingResult | None]:
         """
         Get the detailing results of all extremes of a check section.
 
         :raises ParsingError: if 'section_id' is not present in the output file.
         """
 
-    def stress_limitation_results(self, section_id: int) -> list[dict[str, float | None] | None]:
+    def stress_limitation_results(self, section_id: int) -> list[StressLimitationResult | None]:
         """
         Get the stress limitation results of all extremes of a check section.
 
         :raises ParsingError: if 'section_id' is not present in the output file.
         """
 
-    def fatigue_results(self, section_id: int) -> list[dict | None]:
+    def fatigue_results(self, section_id: int) -> list[FatigueResult | None]:
         """
         Get the fatigue results of all extremes of a check section.
 
         :raises ParsingError: if 'section_id' is not present in the output file.
         """
+
+class ResultTable:
+    """
+    A table of results: typed columns, one row per item, text columns dictionary-encoded.
+
+    It implements the Arrow PyCapsule interface (``__arrow_c_stream__``, ``__arrow_c_schema__``),
+    so ``pyarrow.table(t)``, ``polars.DataFrame(t)``, duckdb and other Arrow consumers take it
+    without a copy; the unit of each column is in its field metadata under "unit" (also
+    ``units``). ``to_pandas()``, ``to_polars()`` and ``to_csv()`` convert it; ``to_pylist()`` and
+    ``column()`` give Python values, None where a value is missing.
+    """
+
+    def __len__(self) -> int: ...
+
+    @property
+    def num_rows(self) -> int:
+        """The number of rows."""
+
+    @property
+    def nbytes(self) -> int:
+        """The bytes that the table's columns hold."""
+
+    @property
+    def column_names(self, /) -> list[str]:
+        """The names of the columns, in order."""
+
+    @property
+    def units(self, /) -> dict[str, str | None]:
+        """
+        The unit of each column ("1" for unity checks), None for ids, texts and counts.
+        """
+
+    def column(self, name: str) -> list[Any]:
+        """
+        The values of one column.
+
+        :raises KeyError: if the table has no such column.
+        """
+
+    def to_pylist(self) -> list[dict[str, Any]]:
+        """The rows as dicts, keys in column order."""
+
+    def __arrow_c_schema__(self) -> object:
+        """The schema, as an Arrow PyCapsule ("arrow_schema")."""
+
+    def __arrow_c_stream__(self, requested_schema: object | None = None) -> object:
+        """
+        The rows as an Arrow C stream in a PyCapsule ("arrow_array_stream"). The table has one schema: a requested schema is not applied.
+        """
+
+    def to_pandas(self) -> Any:
+        """
+        A pandas DataFrame (text columns categorical, units in ``attrs["units"]``).
+
+        :raises ImportError: without pandas (the 'pandas' extra).
+        """
+
+    def to_polars(self) -> Any:
+        """
+        A polars DataFrame, through the Arrow stream.
+
+        :raises ImportError: without polars (the 'polars' extra).
+        """
+
+    def to_csv(self, path_or_stream: str | os.PathLike[str] | IO[Any], *, units_in_header: bool = True) -> None:
+        """
+        Write the table as CSV (UTF-8, CRLF): to a path, a binary stream or a text stream.
+        The header names each column, followed by its unit in brackets when it has one.
+        """
+
+    def __repr__(self) -> str: ...
+
+class CheckTable(ResultTable):
+    """
+    The check table of a result file (see check_table()): one row per check section, extreme
+    and check item, in document order.
+
+    Columns: "section" (id), "extreme" (1-based, document order), "family" (the "ResultType"
+    text), "check" (the calculation type, "Check"), "type_check" (the stress limitation check,
+    "TypeCheck"), "result" (the verdict text), "check_value" (unity check), "limit_check_value",
+    the internal forces "N", "Qy", "Qz" (force) and "Mx", "My", "Mz" (moment), and the numbers of
+    non-conformities by severity: "info_count", "warning_count", "error_count",
+    "terminated_error_count".
+    """
+
+    @property
+    def unit_system(self) -> str:
+        """"SI" or "engineering", as asked for."""
+
+    @property
+    def overall(self) -> ResultTable:
+        """
+        The per-extreme overview items ("Overall"): section, extreme, family, result, check_value.
+        """
+
+    def governing(self, *, per_family: bool = False) -> ResultTable:
+        """
+        The governing check of every section, worst first: the worst item of the section (with ``per_family``: of each of its families, the section's worst marked in "governing").
+
+        A failed verdict (Failed, FailedWithError) is worse than any other; a check that ran is worse than one that did not (NotDone, CheckIsOff, CheckIsNotNecesssary); then the larger check value; on a tie the earlier in the file. The non-conformity counts are summed over the group, and "items", "failed_items" and "not_done_items" count its items, so that errors and checks that did not run are never hidden behind the governing one.
+        """
+
+    def __repr__(self) -> str: ...
+
+def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.File, *, sections: Iterable[int] | int | None = None, families: Iterable[str] | str | None = None, units: Literal['SI', 'engineering'] = 'SI', progress: Callable[[int], object] | None = None) -> CheckTable:
+    """
+    Read the check table of a result file in one streaming pass.
+
+    :param source: the result file: a path, its bytes, a binary stream (read from where it
+        stands) or a ``marlox.core.File``.
+    :param sections: the ids of the sections to keep (all when None); an id that the file does
+        not hold raises ParsingError naming it.
+    :param families: the check families to keep, by their "ResultType" name ("Capacity",
+        "CrackWidth", ...; case and underscores do not matter), all when None.
+    :param units: "SI" (as the file: N, N·m) or "engineering" (kN, kN·m); unity checks are
+        unitless either way.
+    :param progress: called with the number of bytes read, after each piece of the file.
+    :raises xml.etree.ElementTree.ParseError: for a file that is not well-formed XML, as the
+        streaming parser raises it for the same bytes.
+    :raises ValueError: for an unknown family or units, or a value that is not a number.
+    :raises ParsingError: for a requested section that the file does not hold.
+    """

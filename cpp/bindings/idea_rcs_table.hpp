@@ -1,0 +1,54 @@
+// The tables of the check table for Python: the objects behind ResultTable and CheckTable, and
+// their conversions to Python values, pandas, CSV and Arrow PyCapsules.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "bindings/idea_rcs_results.hpp"
+#include "core/table.hpp"
+
+namespace marlox::py::results {
+
+using TablePtr = std::shared_ptr<const marlox::table::Table>;
+
+struct ResultTable {
+    TablePtr table;
+};
+
+struct CheckTable : ResultTable {
+    TablePtr overall;
+    std::string unit_system;
+};
+
+// Close `f` (after an error too, keeping that error).
+struct Closer {
+    nb::object f;
+    ~Closer() {
+        if (!f.is_valid()) return;
+        PyObject *type, *value, *tb;
+        PyErr_Fetch(&type, &value, &tb);
+        PyObject *r = PyObject_CallMethod(f.ptr(), "close", nullptr);
+        if (r == nullptr) PyErr_WriteUnraisable(f.ptr());
+        Py_XDECREF(r);
+        PyErr_Restore(type, value, tb);
+    }
+};
+
+// The column of that name, or KeyError.
+const marlox::table::Column &column_named(const marlox::table::Table &t, nb::handle name);
+// The Python values of a column: int, float, bool or str, None where missing.
+nb::object column_values(const marlox::table::Column &c);
+nb::object to_pylist(const marlox::table::Table &t);
+// {column: unit or None}
+nb::dict units_of(const marlox::table::Table &t);
+// import `module`, or ImportError naming the extra that brings it.
+nb::object optional_module(const char *module, const char *extra, const char *what);
+nb::object to_pandas(const TablePtr &t);
+// CSV to a path, a binary stream or a text stream.
+void to_csv(const marlox::table::Table &t, nb::handle target, bool units_in_header);
+// The Arrow PyCapsules: "arrow_schema" and "arrow_array_stream".
+nb::object schema_capsule(const marlox::table::Table &t);
+nb::object stream_capsule(const TablePtr &t);
+
+}  // namespace marlox::py::results

@@ -1,0 +1,220 @@
+// The conversions of result tables: Python values, pandas, CSV and the Arrow PyCapsules around
+// the core's export (core/arrow_stream.hpp).
+#include <nanobind/ndarray.h>
+
+#include <vector>
+
+#include "bindings/idea_rcs_table.hpp"
+#include "core/arrow_stream.hpp"
+#include "core/error.hpp"
+
+namespace marlox::py::results {
+
+using marlox::table::Chunk;
+using marlox::table::Column;
+using marlox::table::Table;
+using marlox::table::Type;
+
+const Column &column_named(const Table &t, nb::handle name) {
+    const std::string n = nb::cast<std::string>(name);
+    const Column *c = t.find(n);
+    if (c == nullptr) {
+        nb::object shown = steal_or_throw(PyObject_Repr(name.ptr()));
+        throw marlox::Error(ErrorKind::Key, nb::cast<std::string>(shown));
+    }
+    return *c;
+}
+
+// The Python values of a column: int, float, bool or str, None where missing.
+nb::object column_values(const Column &c) {
+    const std::size_t n = c.size();
+    nb::object list = steal_or_throw(PyList_New((Py_ssize_t)n));
+    std::vector<nb::object> texts(c.type() == Type::Text ? c.dictionary_size() : 0);
+    for (std::size_t i = 0; i < n; ++i) {
+        nb::object v;
+        if (!c.valid(i)) {
+            v = nb::none();
+        } else {
+            switch (c.type()) {
+                case Type::Int64:
+                case Type::Int32:
+                    v = steal_or_throw(PyLong_FromLongLong(c.int_at(i)));
+                    break;
+                case Type::Float64:
+                    v = steal_or_throw(PyFloat_FromDouble(c.float_at(i)));
+                    break;
+                case Type::Bool:
+                    v = nb::bool_(c.bool_at(i));
+                    break;
+                case Type::Text: {
+                    nb::object &s = texts[(std::size_t)c.code_at(i)];
+                    if (!s.is_valid()) s = str_from(c.text_at(i));
+                    v = s;
+                    break;
+                }
+            }
+        }
+        PyList_SET_ITEM(list.ptr(), (Py_ssize_t)i, v.release().ptr());
+    }
+    return list;
+}
+
+nb::object to_pylist(const Table &t) {
+    std::vector<nb::object> columns, names;
+    for (const Column &c : t.columns) {
+        columns.push_back(column_values(c));
+        names.push_back(str_from(c.name()));
+    }
+    nb::object rows = steal_or_throw(PyList_New((Py_ssize_t)t.rows()));
+    for (std::size_t r = 0; r < t.rows(); ++r) {
+        nb::object row = new_dict();
+        for (std::size_t c = 0; c < columns.size(); ++c) {
+            dict_set(row.ptr(), names[c].ptr(), PyList_GET_ITEM(columns[c].ptr(), (Py_ssize_t)r));
+        }
+        PyList_SET_ITEM(rows.ptr(), (Py_ssize_t)r, row.release().ptr());
+    }
+    return rows;
+}
+
+nb::dict units_of(const Table &t) {
+    nb::dict d;
+    for (const Column &c : t.columns) {
+        d[c.name().c_str()] = c.unit().empty() ? nb::none() : nb::object(nb::str(c.unit().c_str()));
+    }
+    return d;
+}
+
+// import `module`, or ImportError naming the extra that brings it.
+nb::object optional_module(const char *module, const char *extra, const char *what) {
+    PyObject *m = PyImport_ImportModule(module);
+    if (m != nullptr) return nb::steal(m);
+    if (!PyErr_ExceptionMatches(PyExc_ImportError)) throw_python();
+    PyErr_Clear();
+    PyErr_Format(PyExc_ImportError, "%s needs %s: pip install 'marlox[%s]'", what, module, extra);
+    throw_python();
+}
+
+namespace {
+
+// A numpy array of the column's values, in one piece (missing floats are NaN).
+template <class T>
+nb::object numpy_array(const Column &c) {
+    auto *values = new std::vector<T>();
+    nb::capsule owner(values, [](void *p) noexcept { delete static_cast<std::vector<T> *>(p); });
+    values->reserve(c.size());
+    for (std::size_t k = 0; k < c.chunk_count(); ++k) {
+        const Chunk &chunk = c.chunk(k);
+        const T *first = static_cast<const T *>(c.values(chunk));
+        values->insert(values->end(), first, first + chunk.size);
+    }
+    return nb::cast(
+        nb::ndarray<nb::numpy, T, nb::ndim<1>>(values->data(), {values->size()}, owner));
+}
+
+}  // namespace
+
+nb::object to_pandas(const TablePtr &t) {
+    nb::object pd = optional_module("pandas", "pandas", "to_pandas()");
+    nb::object categorical = steal_or_throw(PyObject_GetAttrString(pd.ptr(), "Categorical"));
+    nb::dict data;
+    for (const Column &c : t->columns) {
+        nb::object v;
+        const std::size_t n = c.size();
+        switch (c.type()) {
+            case Type::Int64:
+                v = numpy_array<std::int64_t>(c);
+                break;
+            case Type::Int32:
+                v = numpy_array<std::int32_t>(c);
+                break;
+            case Type::Float64:
+                v = numpy_array<double>(c);
+                break;
+            case Type::Bool:
+                v = column_values(c);
+                break;
+            case Type::Text: {
+                nb::list codes, categories;
+                for (std::size_t i = 0; i < n; ++i) codes.append(c.valid(i) ? c.code_at(i) : -1);
+                for (std::size_t k = 0; k < c.dictionary_size(); ++k) {
+                    categories.append(str_from(c.entry((std::int32_t)k)));
+                }
+                v = categorical.attr("from_codes")(codes, categories);
+                break;
+            }
+        }
+        data[c.name().c_str()] = v;
+    }
+    nb::object frame = pd.attr("DataFrame")(data);
+    frame.attr("attrs")["units"] = units_of(*t);
+    return frame;
+}
+
+void to_csv(const Table &t, nb::handle target, bool units_in_header) {
+    nb::object io = steal_or_throw(PyImport_ImportModule("io"));
+    nb::object stream;
+    Closer closer;
+    bool text = false;
+    if (PyObject_HasAttrString(target.ptr(), "write")) {
+        stream = nb::borrow(target);
+        nb::object text_base = steal_or_throw(PyObject_GetAttrString(io.ptr(), "TextIOBase"));
+        const int is_text = PyObject_IsInstance(target.ptr(), text_base.ptr());
+        if (is_text < 0) throw_python();
+        text = is_text == 1;
+    } else {
+        closer.f = steal_or_throw(PyObject_CallMethod(io.ptr(), "open", "Os", target.ptr(), "wb"));
+        stream = closer.f;
+    }
+    PyObject *write = interned("write");
+    marlox::table::write_csv(t, units_in_header, [&](std::string_view piece) {
+        nb::object data =
+            text
+                ? str_from(piece)
+                : steal_or_throw(PyBytes_FromStringAndSize(piece.data(), (Py_ssize_t)piece.size()));
+        nb::object r = steal_or_throw(PyObject_CallMethodOneArg(stream.ptr(), write, data.ptr()));
+    });
+}
+
+namespace {
+
+// A capsule's destructor: the exported struct is released unless its consumer took it.
+template <class S>
+void drop_capsule(PyObject *cap) {
+    auto *p = static_cast<S *>(PyCapsule_GetPointer(cap, PyCapsule_GetName(cap)));
+    if (p == nullptr) return PyErr_Clear();
+    if (p->release != nullptr) p->release(p);
+    delete p;
+}
+
+// A PyCapsule named `name` around a new S that `fill` exports into.
+template <class S, class F>
+nb::object exported(const char *name, F &&fill) {
+    auto *s = new S{};
+    try {
+        fill(s);
+    } catch (...) {
+        delete s;
+        throw;
+    }
+    PyObject *cap = PyCapsule_New(s, name, &drop_capsule<S>);
+    if (cap == nullptr) {
+        s->release(s);
+        delete s;
+        throw_python();
+    }
+    return nb::steal(cap);
+}
+
+}  // namespace
+
+nb::object schema_capsule(const Table &t) {
+    return exported<ArrowSchema>("arrow_schema",
+                                 [&](ArrowSchema *s) { marlox::table::export_schema(t, s); });
+}
+
+nb::object stream_capsule(const TablePtr &t) {
+    return exported<ArrowArrayStream>(
+        "arrow_array_stream", [&](ArrowArrayStream *s) { marlox::table::export_stream(t, s); });
+}
+
+}  // namespace marlox::py::results

@@ -1,0 +1,116 @@
+// The check table of a result file: one row per check item of every extreme of every check
+// section, read from the head that every item carries (its internal forces, non-conformities,
+// verdict, check value, limit and calculation type), for every family the file holds, whether a
+// reader knows it or not. Built one section at a time while the scan goes on, so that memory
+// holds the table and one section, never the document. The per-extreme overview items
+// ("Overall") make a second, smaller table.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/result_dom.hpp"
+#include "core/table.hpp"
+
+namespace marlox::results {
+
+enum class Units {
+    SI,           // as the file writes them: N, N·m
+    Engineering,  // kN, kN·m
+};
+
+// The columns of the check table, in order.
+enum CheckColumn : int {
+    kColSection,
+    kColExtreme,
+    kColFamily,
+    kColCheck,
+    kColTypeCheck,
+    kColResult,
+    kColCheckValue,
+    kColLimitCheckValue,
+    kColN,
+    kColQy,
+    kColQz,
+    kColMx,
+    kColMy,
+    kColMz,
+    kColInfo,
+    kColWarning,
+    kColError,
+    kColTerminated,
+    kCheckColumnCount
+};
+
+// The check families that RCS writes (the "ResultType" texts), in its own order.
+inline constexpr const char *kKnownFamilies[] = {
+    "Capacity",         "Response",   "Shear",     "Torsion",   "Interaction", "Fatigue",
+    "StressLimitation", "CrackWidth", "Detailing", "Stiffness", "Deflection",
+};
+
+// A value where the table needs a number and the text is none.
+struct NumberError {
+    std::int64_t section = 0;
+    std::int64_t extreme = 0;
+    std::string family;
+    std::string field;
+    std::string text;
+};
+
+// Converts a number text that the builder does not read itself (underscores, digits or spaces
+// outside ASCII, exponents out of range) exactly as the host's float() does; false if it is not
+// a number.
+using NumberReader = std::function<bool(std::string_view text, double &out)>;
+
+// float(text) for the plain forms: ASCII white space around an optional sign and a decimal or
+// exponent number, or inf, infinity and nan in any case. False for everything else (left to
+// the NumberReader).
+bool read_plain_number(std::string_view text, double &out) noexcept;
+
+class CheckTableBuilder {
+  public:
+    // `families`: the family texts whose rows are kept (all when empty).
+    CheckTableBuilder(Units units, std::vector<std::string> families, NumberReader slow);
+
+    // The rows of one section whose subtree `dom` holds complete. Throws NumberError (the rows
+    // of the section are then incomplete) and std::bad_alloc.
+    void add_section(const Dom &dom, NodeId section, std::int64_t section_id);
+
+    // The tables, their buffers trimmed to their rows.
+    table::Table take_checks();
+    table::Table take_overall();
+
+  private:
+    struct Tags {
+        std::size_t known = 0;  // the dom's tag count when they were last looked up
+        std::uint32_t internal_forces, non_conformities, severity, limit, overall_item;
+    };
+    void resolve_tags(const Dom &d);
+    bool wanted(std::string_view family) const;
+    void add_item(const Dom &d, NodeId item, std::int64_t section, std::int64_t extreme,
+                  std::string_view family);
+    void add_overall(const Dom &d, NodeId item, std::int64_t section, std::int64_t extreme,
+                     std::string_view family);
+    // The number of a leaf, times `scale`; false when the leaf or its text is missing.
+    bool number(const Dom &d, NodeId leaf, double scale, const char *field, double &out) const;
+
+    double force_scale_;
+    std::vector<std::string> families_;
+    NumberReader slow_;
+    Tags tags_{};
+    table::Table checks_;
+    table::Table overall_;
+    // Where add_item is, for a NumberError.
+    struct Where {
+        std::int64_t section = 0, extreme = 0;
+        std::string_view family;
+    } where_;
+};
+
+// A text as ElementTree's "".join(element.itertext()) gives it.
+std::string itertext(const Dom &d, NodeId id);
+
+}  // namespace marlox::results

@@ -1,0 +1,271 @@
+#include "core/table.hpp"
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <new>
+
+namespace marlox::table {
+
+Column::Column(std::string name, Type type, std::string unit, bool nullable)
+    : name_(std::move(name)), type_(type), unit_(std::move(unit)), nullable_(nullable) {}
+
+// A new chunk has room for all its rows at once: what is never written is never touched (so
+// not resident), and nothing is copied while it fills.
+Chunk &Column::room() {
+    if (!chunks_.empty() && chunks_.back().size < kChunkRows) return chunks_.back();
+    Chunk c;
+    switch (type_) {
+        case Type::Int64:
+            c.i64.reserve(kChunkRows);
+            break;
+        case Type::Int32:
+        case Type::Text:
+            c.i32.reserve(kChunkRows);
+            break;
+        case Type::Float64:
+            c.f64.reserve(kChunkRows);
+            break;
+        case Type::Bool:
+            c.bits.reserve(kChunkRows / 8);
+            break;
+    }
+    chunks_.push_back(std::move(c));
+    return chunks_.back();
+}
+
+void Column::mark(Chunk &c, bool valid) {
+    const std::size_t j = c.size;
+    if (!valid && c.validity.empty()) {
+        // The first missing value of the chunk: every earlier one was present.
+        c.validity.reserve(kChunkRows / 8);
+        c.validity.assign((j >> 3) + 1, 0xff);
+        c.validity.back() = (std::uint8_t)((1u << (j & 7)) - 1);
+    }
+    if (!c.validity.empty()) {
+        if ((j & 7) == 0 && (j >> 3) >= c.validity.size()) c.validity.push_back(0);
+        if (valid) c.validity[j >> 3] |= (std::uint8_t)(1u << (j & 7));
+    }
+    if (!valid) ++c.nulls;
+    ++c.size;
+    ++size_;
+}
+
+void Column::append_int(std::int64_t v) {
+    Chunk &c = room();
+    if (type_ == Type::Int64) {
+        c.i64.push_back(v);
+    } else {
+        c.i32.push_back((std::int32_t)v);
+    }
+    mark(c, true);
+}
+
+void Column::append_float(double v) {
+    Chunk &c = room();
+    c.f64.push_back(v);
+    mark(c, true);
+}
+
+void Column::append_bool(bool v) {
+    Chunk &c = room();
+    if ((c.size & 7) == 0) c.bits.push_back(0);
+    if (v) c.bits.back() |= (std::uint8_t)(1u << (c.size & 7));
+    mark(c, true);
+}
+
+void Column::append_text(std::string_view v) {
+    std::int32_t code = last_code_;
+    if (code >= 0 && entry(code) == v) {
+        // the same text as last time
+    } else if (auto found = codes_.find(v); found != codes_.end()) {
+        code = found->second;
+    } else {
+        if (data_.size() + v.size() > (std::size_t)std::numeric_limits<std::int32_t>::max()) {
+            throw std::bad_alloc();
+        }
+        code = (std::int32_t)texts_.size();
+        texts_.emplace_back(v);
+        data_.append(v.data(), v.size());
+        offsets_.push_back((std::int32_t)data_.size());
+        try {
+            codes_.emplace(std::string_view(texts_.back()), code);
+        } catch (...) {
+            texts_.pop_back();
+            offsets_.pop_back();
+            data_.resize((std::size_t)offsets_.back());
+            throw;
+        }
+    }
+    Chunk &c = room();
+    c.i32.push_back(code);
+    last_code_ = code;
+    mark(c, true);
+}
+
+void Column::append_null() {
+    Chunk &c = room();
+    switch (type_) {
+        case Type::Int64:
+            c.i64.push_back(0);
+            break;
+        case Type::Int32:
+        case Type::Text:
+            c.i32.push_back(0);
+            break;
+        case Type::Float64:
+            c.f64.push_back(std::numeric_limits<double>::quiet_NaN());
+            break;
+        case Type::Bool:
+            if ((c.size & 7) == 0) c.bits.push_back(0);
+            break;
+    }
+    mark(c, false);
+}
+
+void Column::append_from(const Column &other, std::size_t i) {
+    if (!other.valid(i)) return append_null();
+    switch (type_) {
+        case Type::Int64:
+        case Type::Int32:
+            return append_int(other.int_at(i));
+        case Type::Float64:
+            return append_float(other.float_at(i));
+        case Type::Bool:
+            return append_bool(other.bool_at(i));
+        case Type::Text:
+            return append_text(other.text_at(i));
+    }
+}
+
+const void *Column::values(const Chunk &c) const noexcept {
+    switch (type_) {
+        case Type::Int64:
+            return c.i64.data();
+        case Type::Int32:
+        case Type::Text:
+            return c.i32.data();
+        case Type::Float64:
+            return c.f64.data();
+        case Type::Bool:
+            return c.bits.data();
+    }
+    return nullptr;
+}
+
+std::size_t Column::nbytes() const noexcept {
+    std::size_t n = offsets_.capacity() * 4 + data_.capacity();
+    for (const std::string &t : texts_) n += sizeof t + t.capacity();
+    for (const Chunk &c : chunks_) {
+        n += sizeof c + c.validity.capacity() + c.i64.capacity() * 8 + c.i32.capacity() * 4 +
+             c.f64.capacity() * 8 + c.bits.capacity();
+    }
+    return n;
+}
+
+void Column::shrink() {
+    if (chunks_.empty()) return;
+    Chunk &c = chunks_.back();
+    c.validity.shrink_to_fit();
+    c.i64.shrink_to_fit();
+    c.i32.shrink_to_fit();
+    c.f64.shrink_to_fit();
+    c.bits.shrink_to_fit();
+}
+
+void Table::shrink() {
+    for (Column &c : columns) c.shrink();
+}
+
+std::size_t Table::nbytes() const noexcept {
+    std::size_t n = 0;
+    for (const Column &c : columns) n += c.nbytes();
+    return n;
+}
+
+const Column *Table::find(std::string_view name) const noexcept {
+    for (const Column &c : columns) {
+        if (c.name() == name) return &c;
+    }
+    return nullptr;
+}
+
+namespace {
+
+void csv_text(std::string &out, std::string_view text) {
+    if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
+        out.append(text.data(), text.size());
+        return;
+    }
+    out.push_back('"');
+    for (char c : text) {
+        if (c == '"') out.push_back('"');
+        out.push_back(c);
+    }
+    out.push_back('"');
+}
+
+void csv_float(std::string &out, double v) {
+    if (std::isnan(v)) {
+        out += "nan";
+    } else if (std::isinf(v)) {
+        out += v > 0 ? "inf" : "-inf";
+    } else {
+        char buf[32];
+        const auto r = std::to_chars(buf, buf + sizeof buf, v);
+        out.append(buf, (std::size_t)(r.ptr - buf));
+    }
+}
+
+}  // namespace
+
+void write_csv(const Table &table, bool units_in_header,
+               const std::function<void(std::string_view)> &sink) {
+    constexpr std::size_t kPiece = 1 << 16;
+    std::string out;
+    out.reserve(kPiece + 1024);
+    for (std::size_t c = 0; c < table.columns.size(); ++c) {
+        const Column &col = table.columns[c];
+        if (c > 0) out.push_back(',');
+        std::string name = col.name();
+        if (units_in_header && !col.unit().empty() && col.unit() != "1") {
+            name += " [" + col.unit() + "]";
+        }
+        csv_text(out, name);
+    }
+    out += "\r\n";
+    const std::size_t rows = table.rows();
+    for (std::size_t r = 0; r < rows; ++r) {
+        for (std::size_t c = 0; c < table.columns.size(); ++c) {
+            const Column &col = table.columns[c];
+            if (c > 0) out.push_back(',');
+            if (!col.valid(r)) continue;
+            switch (col.type()) {
+                case Type::Int64:
+                case Type::Int32: {
+                    char buf[24];
+                    const auto res = std::to_chars(buf, buf + sizeof buf, col.int_at(r));
+                    out.append(buf, (std::size_t)(res.ptr - buf));
+                    break;
+                }
+                case Type::Float64:
+                    csv_float(out, col.float_at(r));
+                    break;
+                case Type::Bool:
+                    out += col.bool_at(r) ? "true" : "false";
+                    break;
+                case Type::Text:
+                    csv_text(out, col.text_at(r));
+                    break;
+            }
+        }
+        out += "\r\n";
+        if (out.size() >= kPiece) {
+            sink(out);
+            out.clear();
+        }
+    }
+    if (!out.empty()) sink(out);
+}
+
+}  // namespace marlox::table

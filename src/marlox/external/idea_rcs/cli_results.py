@@ -1,0 +1,156 @@
+"""Commands on result files: ``summary`` (the governing check of every section, exit status 1
+when a check failed) and ``table`` (the check table as CSV, Parquet or Arrow)."""
+
+from __future__ import annotations
+
+import argparse
+import contextlib
+import os
+import sys
+from collections.abc import Iterator
+from pathlib import Path
+
+#: Exit status of ``summary`` when any check failed.
+EXIT_FAILED = 1
+
+_OUTPUTS = (".csv", ".parquet", ".arrow")
+
+
+def _ids(text: str) -> list[int]:
+    try:
+        return [int(part) for part in text.split(",") if part.strip()]
+    except ValueError:
+        raise argparse.ArgumentTypeError(f"not a list of section ids: {text!r}") from None
+
+
+def _names(text: str) -> list[str]:
+    return [part.strip() for part in text.split(",") if part.strip()]
+
+
+def add_commands(subparsers: argparse._SubParsersAction) -> None:
+    common = argparse.ArgumentParser(add_help=False)
+    common.add_argument("file", help="result XML written by IDEA StatiCa RCS")
+    common.add_argument(
+        "--sections", type=_ids, metavar="IDS", help="comma-separated section ids (default: all)"
+    )
+    common.add_argument(
+        "--families",
+        type=_names,
+        metavar="NAMES",
+        help="comma-separated check families, e.g. Capacity,CrackWidth (default: all)",
+    )
+    common.add_argument(
+        "--units",
+        choices=("SI", "engineering"),
+        default="SI",
+        help="SI as the file (N, N·m) or engineering (kN, kN·m); default SI",
+    )
+    summary = subparsers.add_parser(
+        "summary",
+        parents=[common],
+        help="the governing check of every section, worst first",
+        description="Print the governing check of every section, worst first. Exit status 1 "
+        "when any check failed, 0 when none did, 2 for input that cannot be read.",
+    )
+    summary.add_argument(
+        "--per-family", action="store_true", help="the worst check of every family as well"
+    )
+    summary.set_defaults(func=_summary)
+    table = subparsers.add_parser(
+        "table",
+        parents=[common],
+        help="the check table to CSV, Parquet or Arrow",
+        description="Write one row per section, extreme and check item. Parquet and Arrow "
+        "(IPC file) need pyarrow.",
+    )
+    table.add_argument(
+        "-o", "--output", required=True, metavar="OUT", help="out.csv, out.parquet or out.arrow"
+    )
+    table.set_defaults(func=_table)
+
+
+@contextlib.contextmanager
+def _progress(path: str) -> Iterator[object]:
+    """A progress bar on stderr while the file is read, when stderr is a terminal."""
+    if not sys.stderr.isatty():
+        yield None
+        return
+    from tqdm import tqdm
+
+    total = os.path.getsize(path)
+    with tqdm(total=total, unit="B", unit_scale=True, leave=False, file=sys.stderr) as bar:
+        yield bar.update
+
+
+def _read(args: argparse.Namespace):
+    from marlox.external.idea_rcs import check_table
+
+    with _progress(args.file) as progress:
+        return check_table(
+            args.file,
+            sections=args.sections,
+            families=args.families,
+            units=args.units,
+            progress=progress,
+        )
+
+
+def _summary(args: argparse.Namespace) -> int:
+    table = _read(args)
+    rows = table.governing(per_family=args.per_family).to_pylist()
+    headers = ("section", "family", "extreme", "check", "result", "check value")
+    headers += ("failed", "errors", "not done")
+    lines = [
+        (
+            "" if args.per_family and not row["governing"] else str(row["section"]),
+            row["family"],
+            str(row["extreme"]),
+            row["check"] or "",
+            row["result"] or "",
+            "" if row["check_value"] is None else f"{row['check_value']:.3f}",
+            f"{row['failed_items']}/{row['items']}",
+            str(row["error_count"] + row["terminated_error_count"]),
+            str(row["not_done_items"]),
+        )
+        for row in rows
+    ]
+    widths = [max(len(h), *(len(line[i]) for line in lines)) for i, h in enumerate(headers)]
+    right = {0, 2, 5, 6, 7, 8}
+    for line in (headers, *lines):
+        cells = zip(line, widths, strict=True)
+        print("  ".join(c.rjust(w) if i in right else c.ljust(w) for i, (c, w) in enumerate(cells)))
+    sections = {row["section"] for row in rows}
+    failed = {row["section"] for row in rows if row["failed_items"]}
+    errors = {row["section"] for row in rows if row["error_count"] + row["terminated_error_count"]}
+    not_done = {row["section"] for row in rows if row["not_done_items"]}
+    print(
+        f"{len(sections)} section{'' if len(sections) == 1 else 's'}: {len(failed)} with failed "
+        f"checks, {len(errors)} with errors, {len(not_done)} with checks not done"
+    )
+    return EXIT_FAILED if failed else 0
+
+
+def _table(args: argparse.Namespace) -> int:
+    suffix = Path(args.output).suffix.lower()
+    if suffix not in _OUTPUTS:
+        raise ValueError(f"the output must end in {', '.join(_OUTPUTS)}: {args.output}")
+    pa = None
+    if suffix != ".csv":
+        try:
+            import pyarrow as pa
+        except ImportError:
+            message = f"writing {suffix} needs pyarrow: pip install 'marlox[arrow]'"
+            raise ValueError(message) from None
+    table = _read(args)
+    if suffix == ".csv":
+        table.to_csv(args.output)
+    elif suffix == ".parquet":
+        import pyarrow.parquet
+
+        pyarrow.parquet.write_table(pa.table(table), args.output)
+    else:
+        data = pa.table(table)
+        with pa.OSFile(args.output, "wb") as sink, pa.ipc.new_file(sink, data.schema) as writer:
+            writer.write_table(data)
+    print(f"{len(table)} rows written to {args.output}", file=sys.stderr)
+    return 0

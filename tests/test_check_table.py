@@ -1,0 +1,321 @@
+"""The check table: agreement with the readers, units, the governing choice, the Arrow export,
+CSV, bad input and the command line's exit codes."""
+
+import csv
+import gc
+import importlib.util
+import io
+import math
+import sys
+import xml.etree.ElementTree as ET
+from collections import defaultdict
+from operator import itemgetter
+
+import pytest
+from hypothesis import HealthCheck, given, settings
+from result_documents import (
+    Node,
+    check_item,
+    documents,
+    family,
+    leaf,
+    render,
+    result_root,
+    sample_document,
+    section_node,
+)
+
+from marlox.errors import ParsingError
+from marlox.external.idea_rcs import RcsOutputFileParser, check_table
+from marlox.external.idea_rcs.cli import main
+
+pa = pytest.importorskip("pyarrow")
+
+
+def outcome(action):
+    try:
+        return action()
+    except Exception as error:  # compared by type, message and position
+        return (type(error), str(error), getattr(error, "position", None))
+
+
+def same(a, b):
+    return a == b or (isinstance(a, float) and isinstance(b, float) and math.isnan(a + b))
+
+
+SINGLE = {"capacity": "Capacity", "shear": "Shear", "torsion": "Torsion"}
+SINGLE |= {"interaction": "Interaction", "detailing": "Detailing"}
+
+
+def reader_items(extreme):
+    """(family, check, type_check, check value, verdict) of every item the readers return."""
+    for name, family_name in SINGLE.items():
+        if extreme[name] is not None:
+            yield family_name, None, None, extreme[name]
+    for term, check in (extreme["crack_width"] or {}).items():
+        if check is not None:
+            yield "CrackWidth", f"CrackWidth{term.title()}", None, check
+    for type_check, terms in (extreme["stress_limitation"] or {}).items():
+        if type_check.startswith("Check_") and terms is not None:
+            for term, values in terms.items():
+                yield "StressLimitation", f"StressLimitation{term.title()}", type_check, values
+    if extreme["fatigue"] is not None:
+        yield "Fatigue", "Fatigue", None, extreme["fatigue"]["fatigue"]
+        for shear in extreme["fatigue"]["shear"].values():
+            yield "Fatigue", "Shear", None, shear
+
+
+def matches(row, family_name, check, type_check, values):
+    return (
+        row["family"] == family_name
+        and check in (None, row["check"])
+        and type_check in (None, row["type_check"])
+        and same(row["check_value"], values["CheckValue"])
+        and row["result"] == values["Result"]
+    )
+
+
+@settings(max_examples=120, deadline=None, suppress_health_check=[HealthCheck.too_slow])
+@given(documents())
+def test_table_agrees_with_the_streaming_parser(data):
+    def scan():
+        stream = RcsOutputFileParser(io.BytesIO(data)).section_results()
+        return [(s.id_, outcome(s.extremes)) for s in stream]
+
+    sections, table = outcome(scan), outcome(lambda: check_table(data))
+    if isinstance(table, tuple):
+        if table[0] is ValueError and "is not a number" in table[1]:
+            return  # a head value no reader reads (the forces, the limit) is not a number
+        assert table == sections  # the scan's own failure, for the same bytes
+        return
+    assert not isinstance(sections, tuple)
+    rows = defaultdict(list)
+    for row in table.to_pylist():
+        rows[row["section"], row["extreme"]].append(row)
+    for section_id, extremes in sections:
+        if isinstance(extremes, tuple):
+            continue  # a reader refuses a value that the table does not read
+        for number, extreme in enumerate(extremes, 1):
+            for item in reader_items(extreme):
+                found = any(matches(r, *item) for r in rows[section_id, number])
+                assert found, (section_id, number, item)
+
+
+def test_units_engineering_scale_and_progress():
+    data, read = sample_document(), []
+    si, eng = check_table(data, progress=read.append), check_table(data, units="Engineering")
+    assert sum(read) == len(data)
+    assert (si.unit_system, eng.unit_system) == ("SI", "engineering")
+    assert si.units["My"] == "N·m" and eng.units["Qz"] == "kN" and eng.units["check_value"] == "1"
+    for a, b in zip(si.to_pylist(), eng.to_pylist(), strict=True):
+        assert b["check_value"] == a["check_value"] and b["section"] == a["section"]
+        assert all(math.isclose(b[k], a[k] / 1000) for k in ("N", "Qy", "Qz", "Mx", "My", "Mz"))
+
+
+def item(check, result, value, severities=()):
+    head = check_item("X", check, [], result=result, check_value=value)
+    head.children[1] = Node(
+        "NonConformities",
+        children=[Node("NonConformity", children=[leaf("Severity", s)]) for s in severities],
+    )
+    return head
+
+
+def extreme(*items):
+    """One extreme: a family of one item for each (family, check, result, value, severities)."""
+    checks = [family(f, item(c, r, v, s)) for f, c, r, v, s in items]
+    return Node("ConcreteCheckResults", children=[Node("CheckResults", children=checks)])
+
+
+def document(sections):
+    return render(result_root([section_node(str(i), e) for i, e in sections.items()]))
+
+
+GOVERNING = document(
+    {
+        7: [
+            extreme(
+                ("Capacity", "Capacity", "Passed", "0.7", ()),
+                ("Shear", "Shear", "Passed", "0.7", ()),
+            ),
+            extreme(("Capacity", "Capacity", "Passed", "NaN", ("Error",))),
+        ],
+        8: [
+            extreme(
+                ("Capacity", "Capacity", "Passed", "0.9", ()),
+                ("Shear", "Shear", "Failed", "0.5", ("TerminatedError", "Warning")),
+                ("Torsion", "Torsion", "NotDone", "5", ()),
+            )
+        ],
+    }
+)
+GROUP = itemgetter("section", "family", "extreme", "failed_items", "error_count", "not_done_items")
+
+
+@pytest.mark.parametrize(
+    "per_family, expected",
+    [
+        # a failed verdict first, then ran before not run; a tie goes to the earlier item
+        (False, [(8, "Shear", 1, 1, 0, 1), (7, "Capacity", 1, 0, 1, 0)]),
+        (
+            True,
+            [
+                (8, "Shear", 1, 1, 0, 0),
+                (8, "Capacity", 1, 0, 0, 0),
+                (8, "Torsion", 1, 0, 0, 1),
+                (7, "Capacity", 1, 0, 1, 0),
+                (7, "Shear", 1, 0, 0, 0),
+            ],
+        ),
+    ],
+)
+def test_governing_order_ties_and_surfaced_problems(per_family, expected):
+    rows = check_table(GOVERNING).governing(per_family=per_family).to_pylist()
+    assert [GROUP(r) for r in rows] == expected
+    if per_family:
+        assert [r["governing"] for r in rows] == [True, False, False, True, False]
+        assert rows[0]["terminated_error_count"] == 1 and rows[0]["warning_count"] == 1
+
+
+def test_arrow_export_reads_back_through_pyarrow():
+    table = check_table(sample_document(), units="engineering")
+    expected = table.to_pylist()
+    stream = table.__arrow_c_stream__()
+    del table
+    gc.collect()  # the exported arrays keep the table's memory alive
+    read = pa.RecordBatchReader._import_from_c_capsule(stream).read_all()
+    assert read.to_pylist() == expected
+    assert read.schema.field("Mz").metadata == {b"unit": "kN·m".encode()}
+    assert pa.types.is_dictionary(read.schema.field("family").type)
+    again = check_table(sample_document())
+    assert pa.schema(again) == pa.table(again).schema
+    assert pa.table(again.overall).num_rows == len(again.overall) == 2 * 2 * 8
+
+
+def test_a_table_of_many_chunks_reads_back_whole():
+    # More rows than one chunk holds, with values missing here and there on both sides.
+    items = "".join(
+        "<ConcreteCheckResultBase><Check>C</Check>"
+        + ("" if i % 3 == 0 else f"<CheckValue>{i}</CheckValue>")
+        + ("" if i % 5 == 0 else "<Result>Passed</Result>")
+        + "</ConcreteCheckResultBase>"
+        for i in range(70_000)
+    )
+    data = (
+        "<r><SectionConcreteCheckResult><SectionId>1</SectionId><ExtremeResults><E>"
+        f"<F><ResultType>Shear</ResultType><CheckResults>{items}</CheckResults></F>"
+        "</E></ExtremeResults></SectionConcreteCheckResult></r>"
+    ).encode()
+    table = check_table(data)
+    read = pa.table(table)
+    assert len(table) == read.num_rows == 70_000 and len(read.to_batches()) == 2
+    expected = {
+        "check_value": [None if i % 3 == 0 else float(i) for i in range(70_000)],
+        "result": [None if i % 5 == 0 else "Passed" for i in range(70_000)],
+    }
+    for name, values in expected.items():
+        assert read.column(name).to_pylist() == table.column(name) == values
+
+
+@pytest.mark.parametrize("library", ["pandas", "polars"])
+def test_dataframes_and_the_message_without_the_extra(library, monkeypatch):
+    table = check_table(sample_document())
+    convert = getattr(table, f"to_{library}")
+    if importlib.util.find_spec(library) is not None:
+        frame = convert()
+        assert list(frame["check_value"]) == table.column("check_value")
+        assert list(frame["section"]) == table.column("section")
+        assert list(frame["family"]) == table.column("family")
+    monkeypatch.setitem(sys.modules, library, None)
+    with pytest.raises(ImportError, match=rf"pip install 'marlox\[{library}\]'"):
+        convert()
+
+
+@pytest.mark.parametrize("target", ["path", "binary", "text"])
+def test_csv_round_trip(tmp_path, target):
+    table = check_table(sample_document())
+    out = {"path": tmp_path / "t.csv", "binary": io.BytesIO(), "text": io.StringIO()}[target]
+    table.to_csv(out)
+    if target == "path":
+        text = out.read_text(encoding="utf-8")
+    else:
+        text = out.getvalue() if target == "text" else out.getvalue().decode()
+    header, *rows = list(csv.reader(io.StringIO(text, newline="")))
+    assert header[table.column_names.index("My")] == "My [N·m]"
+    for row, expected in zip(rows, table.to_pylist(), strict=True):
+        for cell, value in zip(row, expected.values(), strict=True):
+            assert cell == "" if value is None else same(type(value)(cell), value)
+
+
+BAD = [
+    (dict(families=["Capacity", "Concrete"]), ValueError, "known families: Capacity, Response"),
+    (dict(sections=[1, 9]), ParsingError, "section with id '9' is not available"),
+    (dict(units="imperial"), ValueError, "units must be 'SI' or 'engineering'"),
+]
+
+
+@pytest.mark.parametrize("kwargs, error, message", BAD)
+def test_bad_arguments(kwargs, error, message):
+    with pytest.raises(error, match=message):
+        check_table(sample_document(), **kwargs)
+
+
+def test_families_without_a_reader_are_rows_too():
+    data = document({5: [extreme(("Stiffness", "StiffnessShort", "Passed", "1E-05", ("Info",)))]})
+    (row,) = check_table(data, families="stiffness").to_pylist()
+    assert (row["family"], row["check"], row["check_value"], row["info_count"]) == (
+        "Stiffness",
+        "StiffnessShort",
+        1e-05,
+        1,
+    )
+
+
+def test_a_value_that_is_not_a_number_is_located():
+    data = document({3: [extreme(), extreme(("Shear", "Shear", "Passed", "1,5", ()))]})
+    with pytest.raises(ValueError, match=r"section 3, extreme 2, Shear check: CheckValue .*'1,5'"):
+        check_table(data)
+
+
+def run(tmp_path, capsys, *argv):
+    status = main([a.replace("{tmp}", str(tmp_path)) for a in argv])
+    return status, capsys.readouterr()
+
+
+@pytest.mark.parametrize(
+    "data, argv, status",
+    [
+        (sample_document(), ["summary", "{tmp}/r.xml"], 0),
+        (GOVERNING, ["summary", "{tmp}/r.xml", "--per-family"], 1),
+        (GOVERNING, ["summary", "{tmp}/r.xml", "--families", "capacity"], 0),
+        (b"<r>", ["summary", "{tmp}/r.xml"], 2),
+        (GOVERNING, ["summary", "{tmp}/missing.xml"], 2),
+        (GOVERNING, ["summary", "{tmp}/r.xml", "--families", "Concrete"], 2),
+        (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.csv"], 0),
+        (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.arrow", "--sections", "8"], 0),
+        (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.txt"], 2),
+    ],
+)
+def test_cli_exit_status(tmp_path, capsys, data, argv, status):
+    (tmp_path / "r.xml").write_bytes(data)
+    got, out = run(tmp_path, capsys, *argv)
+    assert got == status
+    if status == 2:
+        assert out.err.count("\n") == 1 and out.err.startswith("marlox-rcs: error: ")
+    if argv[-1].endswith(".arrow"):
+        assert (
+            pa.ipc.open_file(tmp_path / "out.arrow").read_all().column("section").to_pylist()
+            == [8] * 3
+        )
+
+
+def test_a_truncated_file_raises_the_streaming_parsers_error():
+    data = sample_document()[:-9]
+    with pytest.raises(ET.ParseError) as table_error:
+        check_table(io.BytesIO(data))
+    with pytest.raises(ET.ParseError) as stream_error:
+        list(RcsOutputFileParser(io.BytesIO(data)).section_results())
+    assert (str(table_error.value), table_error.value.position) == (
+        str(stream_error.value),
+        stream_error.value.position,
+    )
