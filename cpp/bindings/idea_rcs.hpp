@@ -20,4 +20,7 @@ void bind_analysis(nb::module_ &m);
 // OutputFileParser.
 void bind_results(nb::module_ &m);
 
+// OpenModel.from_xml: input XML read back into a model.
+void bind_reader(nb::module_ &m);
+
 }  // namespace marlox::py

@@ -1,0 +1,384 @@
+// Decoding the element tree of one OpenModel entry into items, field by field of the schema
+// tables; the elements that the tables do not name (IDEA's fields the model states in another
+// form, or not at all) are handled here, each where its owner is decoded.
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+#include "core/error.hpp"
+#include "core/input_tree.hpp"
+#include "core/input_xml.hpp"
+
+namespace marlox::input_read {
+
+using schema::Field;
+using schema::Kind;
+
+namespace {
+
+bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+std::string_view trim(std::string_view s) {
+    while (!s.empty() && is_space(s.front())) s.remove_prefix(1);
+    while (!s.empty() && is_space(s.back())) s.remove_suffix(1);
+    return s;
+}
+
+std::string quoted(std::string_view s) {
+    if (s.size() > 60) return "'" + std::string(s.substr(0, 60)) + "...'";
+    return "'" + std::string(s) + "'";
+}
+
+// IDEA elements that the model has no place for, accepted when they are empty.
+bool empty_allowed(std::string_view key) {
+    static const char *const names[] = {
+        "UserThermalSpecificHeatCurvature", "UserThermalConductivityCurvature",
+        "UserThermalExpansionCurvature",    "UserThermalStrainCurvature",
+        "UserThermalStressStrainCurvature", "UserDiagram",
+        "TendonBars",                       "TendonDucts",
+        "TimeAxis",                         "Loading",
+        "InternalForcesVariable",           "InternalForces2ndOrder",
+        "InternalForcesImperfection"};
+    for (const char *name : names)
+        if (key == name) return true;
+    return false;
+}
+
+}  // namespace
+
+// The member data that the model cannot state, as our writer writes it: "ColumnData/L" -> "3".
+// Taken from the writer itself, so that the reader accepts exactly what the writer writes.
+const std::map<std::string, std::string> &fixed_member_values() {
+    static const std::map<std::string, std::string> values = [] {
+        const std::string xml = input_xml::write(
+            R"({"mat_concrete_list": [], "mat_reinforcement_list": [], "cross_section_list": [],
+            "reinforced_cross_section_list": [], "check_section_list": [],
+            "check_member_list": [["CheckMember1D", {"Id": 1, "Name": "M 1"}]],
+            "attribute_list": [["ConcreteMemberDataEc2", {"Element": {"TypeName": "CheckMember",
+            "Id": 1}, "MemberType": "Beam", "TwoWaySlabType": "Slab"}]],
+            "project_data": {"Name": "", "Description": "", "Number": "", "Author": "",
+            "Date": "2000-01-01"}, "code_settings": {"AnnexCode": "NoAnnex",
+            "FatigueCheck": false, "FatigueAnnexNN": false, "DesignWorkingLife": 50,
+            "CodeEN1992_2": false, "CodeEN1992_3": false}})");
+        std::map<std::string, std::string> out;
+        std::string group;
+        size_t at = xml.find("<OpenAttribute");
+        while (at != std::string::npos && at < xml.size()) {
+            const size_t end = xml.find('\n', at);
+            const std::string_view line = trim(std::string_view(xml).substr(at, end - at));
+            at = end == std::string::npos ? end : end + 1;
+            if (line.rfind("</OpenAttribute>", 0) == 0) break;
+            const size_t close = line.find('>');
+            if (line.size() < 3 || line[1] == '/' || line.find('<', 1) == std::string_view::npos) {
+                if (line[1] == '/') group.clear();
+                else group = std::string(line.substr(1, close - 1)) + "/";
+                continue;
+            }
+            const std::string tag(line.substr(1, close - 1));
+            const size_t stop = line.find('<', close);
+            out[group + tag] = std::string(line.substr(close + 1, stop - close - 1));
+        }
+        return out;
+    }();
+    return values;
+}
+
+
+bool Tree::empty(int i) const {
+    return (*this)[i].first < 0 && trim(text(i)).empty();
+}
+
+std::string Tree::element(int i) const {
+    std::string out = "<" + std::string(tag(i));
+    if (has_type(i)) out += " xsi:type=\"" + std::string(xsi_type(i)) + "\"";
+    return out + ">";
+}
+
+void Tree::fail_at(int i, const std::string &what) const {
+    fail(ErrorKind::Value, "line " + std::to_string((*this)[i].line) + ": " + element(i) + " " +
+                               what);
+}
+
+// --- leaf values ------------------------------------------------------------------------
+
+std::string_view Decoder::value(int node) const {
+    if (tree_.first(node) >= 0) tree_.fail_at(node, "must hold a value, not elements");
+    return trim(tree_.text(node));
+}
+
+double Decoder::number(int node) const {
+    const std::string_view s = value(node);
+    if (s == "NaN") return std::numeric_limits<double>::quiet_NaN();
+    if (s == "INF" || s == "Infinity") return std::numeric_limits<double>::infinity();
+    if (s == "-INF" || s == "-Infinity") return -std::numeric_limits<double>::infinity();
+    double out = 0;
+    const auto [end, error] = std::from_chars(s.data(), s.data() + s.size(), out);
+    if (s.empty() || error != std::errc() || end != s.data() + s.size() || std::isnan(out) ||
+        std::isinf(out))
+        tree_.fail_at(node, "holds " + quoted(s) + ", which is not a number");
+    return out;
+}
+
+long long Decoder::integer(int node) const {
+    const std::string_view s = value(node);
+    long long out = 0;
+    const auto [end, error] = std::from_chars(s.data(), s.data() + s.size(), out);
+    if (s.empty() || error != std::errc() || end != s.data() + s.size() || out > 2147483647 ||
+        out < -2147483648LL)
+        tree_.fail_at(node, "holds " + quoted(s) + ", which is not a 32-bit integer");
+    return out;
+}
+
+bool Decoder::boolean(int node) const {
+    const std::string_view s = value(node);
+    if (s == "true" || s == "1") return true;
+    if (s == "false" || s == "0") return false;
+    tree_.fail_at(node, "holds " + quoted(s) + ", which is not true or false");
+}
+
+const schema::EnumMember *Decoder::member(int node, const char *enumeration) const {
+    const std::string_view s = value(node);
+    const schema::Enumeration *e = schema::find_enumeration(enumeration);
+    if (const schema::EnumMember *m = e->find_value(s)) return m;
+    tree_.fail_at(node, "holds " + quoted(s) + ", which is not a " + std::string(enumeration) +
+                            " the model knows");
+}
+
+Vertex Decoder::point(int node) const {
+    int x = -1, y = -1;
+    for (int c = tree_.first(node); c >= 0; c = tree_.next(c)) {
+        const std::string_view tag = tree_.tag(c);
+        int &slot = tag == "X" ? x : tag == "Y" ? y : (tree_.fail_at(c, "is not part of a point"), x);
+        if (slot >= 0) tree_.fail_at(c, "appears twice");
+        slot = c;
+    }
+    if (x < 0 || y < 0) tree_.fail_at(node, "must hold <X> and <Y>");
+    Vertex v;
+    v.y = number(x);  // IDEA's X is the section's y axis
+    v.z = number(y);
+    return v;
+}
+
+// A PolyLine2D: <StartPoint>, then <Segments> of line and arc segments. An outline's closing
+// line back to its start is dropped: the model closes outlines itself.
+std::vector<Vertex> Decoder::polyline(int node, bool drop_closing) const {
+    std::vector<Vertex> out;
+    int start = -1, segments = -1;
+    for (int c = tree_.first(node); c >= 0; c = tree_.next(c)) {
+        const std::string_view tag = tree_.tag(c);
+        int &slot = tag == "StartPoint" ? start
+                    : tag == "Segments" ? segments
+                                        : (tree_.fail_at(c, "is not part of a polyline"), start);
+        if (slot >= 0) tree_.fail_at(c, "appears twice");
+        slot = c;
+    }
+    if (start < 0) tree_.fail_at(node, "has no <StartPoint>");
+    out.push_back(point(start));
+    for (int s = segments < 0 ? -1 : tree_.first(segments); s >= 0; s = tree_.next(s)) {
+        const std::string_view kind = tree_.xsi_type(s);
+        if (tree_.tag(s) != "Segment2D" || (kind != "LineSegment2D" && kind != "ArcSegment2D"))
+            tree_.fail_at(s, "is not a line or arc segment the model can hold");
+        int end = -1, on_arc = -1;
+        for (int c = tree_.first(s); c >= 0; c = tree_.next(c)) {
+            const std::string_view tag = tree_.tag(c);
+            if (tag == "EndPoint" && end < 0)
+                end = c;
+            else if (tag == "Point" && on_arc < 0 && kind == "ArcSegment2D")
+                on_arc = c;
+            else
+                tree_.fail_at(c, "is not part of the segment, or appears twice");
+        }
+        if (end < 0 || (kind == "ArcSegment2D" && on_arc < 0))
+            tree_.fail_at(s, kind == "ArcSegment2D" ? "must hold <EndPoint> and <Point>"
+                                                    : "must hold <EndPoint>");
+        Vertex v = point(end);
+        if (on_arc >= 0) {
+            const Vertex p = point(on_arc);
+            v.arc = true;
+            v.arc_y = p.y;
+            v.arc_z = p.z;
+        }
+        out.push_back(v);
+    }
+    if (drop_closing && out.size() > 1 && !out.back().arc && out.back().same_point(out.front()))
+        out.pop_back();
+    return out;
+}
+
+// --- objects ----------------------------------------------------------------------------
+
+Val &Decoder::val(int index, const char *field) {
+    Item &item = (*items_)[index];
+    return item.values[(std::size_t)item.type->index_of(field)];
+}
+
+int Decoder::entry(int node, const schema::Type &type, Items &items) {
+    items_ = &items;
+    const int index = object(node, type);
+    const Item &item = items[index];
+    const int id_field = type.index_of("id");
+    if (id_field >= 0) {
+        // Ids count per list, and a list is named by its base type (MatConcrete, CrossSection).
+        const bool based = type.base != nullptr && std::string_view(type.base) != "_OpenObject";
+        const char *list = based ? type.base : type.name;
+        const long long id = item[(std::size_t)id_field].integer;
+        if (!ids_[list].insert(id).second)
+            tree_.fail_at(node, "repeats the id " + std::to_string(id) + " of another " + list);
+    }
+    return index;
+}
+
+int Decoder::object(int node, const schema::Type &type) {
+    const int index = items_->add(type, tree_[node].line, tree_.element(node));
+    fill(index, node);
+    complete(index, node);
+    return index;
+}
+
+void Decoder::fill(int index, int node) {
+    for (int c = tree_.first(node); c >= 0; c = tree_.next(c)) {
+        const std::string_view key = tree_.tag(c);
+        if (special(index, node, c, key)) continue;
+        const schema::Type &type = *(*items_)[index].type;
+        std::size_t f = 0;
+        while (f < type.fields.size() && key != type.fields[f].key) ++f;
+        if (f == type.fields.size() || type.fields[f].kind == Kind::Polylines) {
+            if (empty_allowed(key) && tree_.empty(c)) continue;
+            tree_.fail_at(c, "is not part of a " + std::string(type.name) + " the model can hold");
+        }
+        if ((*items_)[index].values[f].kind != Val::Kind::Absent)
+            tree_.fail_at(c, "appears twice");
+        field(index, f, c);
+    }
+}
+
+void Decoder::field(int index, std::size_t f, int child) {
+    const Field &field = (*items_)[index].type->fields[f];
+    Val v;
+    switch (field.kind) {
+        case Kind::Int:
+            v.kind = Val::Kind::Int;
+            v.integer = integer(child);
+            break;
+        case Kind::Number:
+            v.kind = Val::Kind::Number;
+            v.number = number(child);
+            break;
+        case Kind::Bool:
+            v.kind = Val::Kind::Bool;
+            v.boolean = boolean(child);
+            break;
+        case Kind::Text:
+            if (tree_.first(child) >= 0) tree_.fail_at(child, "must hold text, not elements");
+            v.kind = Val::Kind::Text;
+            v.text = tree_.text(child);
+            break;
+        case Kind::Date:  // .NET writes a date and time; the model keeps the date
+            v.kind = Val::Kind::Text;
+            v.text = value(child).substr(0, 10);
+            break;
+        case Kind::Enum:
+            v.kind = Val::Kind::Enum;
+            v.member = member(child, field.type);
+            break;
+        case Kind::Object:
+            v.kind = Val::Kind::Object;
+            v.objects.push_back(object(child, *schema::find_type(field.type)));
+            break;
+        case Kind::Reference: {
+            int type_name = -1, id = -1;
+            for (int c = tree_.first(child); c >= 0; c = tree_.next(c)) {
+                int &slot = tree_.tag(c) == "TypeName" ? type_name
+                            : tree_.tag(c) == "Id"
+                                ? id
+                                : (tree_.fail_at(c, "is not part of a reference"), id);
+                if (slot >= 0) tree_.fail_at(c, "appears twice");
+                slot = c;
+            }
+            if (type_name < 0 || id < 0) tree_.fail_at(child, "must hold <TypeName> and <Id>");
+            if (value(type_name) != field.type)
+                tree_.fail_at(child, "must refer to a " + std::string(field.type) + ", not to " +
+                                         quoted(value(type_name)));
+            v.kind = Val::Kind::Reference;
+            v.type_name = field.type;
+            v.integer = integer(id);
+            references_.push_back({field.type, v.integer, tree_[child].line, field.key});
+            break;
+        }
+        case Kind::Point:
+            v.kind = Val::Kind::Point;
+            v.lines.push_back({point(child)});
+            break;
+        case Kind::Polyline:
+            v.kind = Val::Kind::Polyline;
+            v.lines.push_back(polyline(child, field.key != std::string_view("Geometry")));
+            break;
+        case Kind::ObjectList: {
+            v.kind = Val::Kind::Objects;
+            const schema::Type &type = *schema::find_type(field.type);
+            const std::string xsi = std::string(field.type) == "CheckSectionExtreme"
+                                        ? "StandardCheckSectionExtreme"
+                                        : field.type;
+            for (int c = tree_.first(child); c >= 0; c = tree_.next(c)) {
+                if (tree_.tag(c) != field.type || (tree_.has_type(c) && tree_.xsi_type(c) != xsi))
+                    tree_.fail_at(c, "cannot stand in <" + std::string(field.key) +
+                                         "> (expected <" + field.type + "> of xsi:type " + xsi +
+                                         ")");
+                v.objects.push_back(object(c, type));
+            }
+            break;
+        }
+        case Kind::Parameters:
+            v.kind = Val::Kind::Parameters;
+            for (int c = tree_.first(child); c >= 0; c = tree_.next(c)) {
+                if (tree_.tag(c) != "Parameter" || tree_.xsi_type(c) != "ParameterDouble")
+                    tree_.fail_at(c, "is not a shape parameter the model can hold "
+                                     "(expected <Parameter xsi:type=\"ParameterDouble\">)");
+                int name = -1, number_node = -1;
+                for (int p = tree_.first(c); p >= 0; p = tree_.next(p)) {
+                    int &slot = tree_.tag(p) == "Name"    ? name
+                                : tree_.tag(p) == "Value" ? number_node
+                                                          : (tree_.fail_at(p, "is not part of a "
+                                                                              "parameter"),
+                                                             name);
+                    if (slot >= 0) tree_.fail_at(p, "appears twice");
+                    slot = p;
+                }
+                if (name < 0 || number_node < 0) tree_.fail_at(c, "must hold <Name> and <Value>");
+                const std::string label(value(name));
+                for (const auto &[other, _] : v.parameters)
+                    if (other == label) tree_.fail_at(c, "repeats the parameter " + quoted(label));
+                v.parameters.emplace_back(label, number(number_node));
+            }
+            break;
+        default:
+            tree_.fail_at(child, "is not a field the reader knows");
+    }
+    (*items_)[index].values[f] = std::move(v);
+}
+
+// A flattened object: the fields of `type` stand directly in the owner (ThermalState in every
+// material, the dependent parameters in a concrete).
+void Decoder::sub_value(int index, const char *name, const char *type, int child) {
+    Val &slot = val(index, name);
+    if (slot.kind == Val::Kind::Absent) {
+        const int sub = items_->add(*schema::find_type(type), tree_[child].line,
+                                    (*items_)[index].element);
+        Val &again = val(index, name);  // the pool may have moved
+        again.kind = Val::Kind::Object;
+        again.objects = {sub};
+    }
+    const int sub = val(index, name).objects[0];
+    const schema::Type &sub_type = *(*items_)[sub].type;
+    const std::size_t f = (std::size_t)sub_type.index_of(
+        [&] {
+            for (const Field &x : sub_type.fields)
+                if (tree_.tag(child) == x.key) return x.name;
+            return "";
+        }());
+    if ((*items_)[sub].values[f].kind != Val::Kind::Absent) tree_.fail_at(child, "appears twice");
+    field(sub, f, child);
+}
+
+}  // namespace marlox::input_read
