@@ -32,13 +32,44 @@ nb::object steal(PyObject *result) {
     return nb::steal(result);
 }
 
-// The operation of the owner that makes the objects of one of its managed lists.
-const char *operation_for(std::string_view list) {
-    if (list == "bars") return "create_bar";
-    if (list == "stirrups") return "create_stirrup";
-    if (list == "extremes") return "create_extreme";
-    return "create_component";
+// The operations of an owner that make the objects of its managed lists, with their parameters
+// in order (each a field of the object made).
+struct Operation {
+    const char *list;
+    const char *name;
+    std::vector<const char *> parameters;
+};
+
+const std::vector<Operation> &operations() {
+    static const std::vector<Operation> all = {
+        {"bars", "create_bar", {"coordinates", "diameter", "material"}},
+        {"stirrups",
+         "create_stirrup",
+         {"points", "diameter", "material", "distance", "shear_check", "torsion_check",
+          "mandrel_diameter_factor", "anchorage_length"}},
+        {"extremes",
+         "create_extreme",
+         {"description", "accidental", "fatigue", "frequent", "fundamental", "characteristic",
+          "quasi_permanent"}},
+        {"components", "create_component", {"outline", "material", "openings"}},
+    };
+    return all;
 }
+
+// How objects of one type are made: the class, the fields of its arguments in order, and its
+// managed lists with the operation and the fields that each parameter takes.
+struct Layout {
+    nb::object cls;
+    std::vector<std::size_t> arguments;
+    struct List {
+        std::size_t field;
+        nb::object operation;  // the name, interned
+        const schema::Type *type = nullptr;
+        std::vector<std::size_t> parameters;
+    };
+    std::vector<List> lists;
+    int settable_id = -1;  // an id the operation assigns and the document may state otherwise
+};
 
 class ModelSink : public input_read::Sink {
   public:
@@ -75,7 +106,7 @@ class ModelSink : public input_read::Sink {
         return model_.attribute;
     }
 
-    nb::handle cls(const char *name) {
+    nb::handle cls(const char *name) {  // names are the schema's own strings
         auto found = classes_.find(name);
         if (found != classes_.end()) return found->second;
         return classes_.emplace(name, objects_.attr(name)).first->second;
@@ -87,17 +118,15 @@ class ModelSink : public input_read::Sink {
         return members_.emplace(m, cls(enumeration).attr(m->name)).first->second;
     }
 
-    static nb::object point(double y, double z) {
-        return steal(Py_BuildValue("(dd)", y, z));
-    }
+    static nb::object point(double y, double z) { return steal(Py_BuildValue("(dd)", y, z)); }
 
     static nb::object polyline(const std::vector<input_read::Vertex> &line) {
         nb::object out = steal(PyTuple_New((Py_ssize_t)line.size()));
         for (std::size_t i = 0; i < line.size(); ++i) {
             const input_read::Vertex &v = line[i];
-            nb::object item = v.arc ? nb::object(nb::make_tuple(point(v.y, v.z),
-                                                                 point(v.arc_y, v.arc_z)))
-                                    : point(v.y, v.z);
+            nb::object item =
+                v.arc ? nb::object(nb::make_tuple(point(v.y, v.z), point(v.arc_y, v.arc_z)))
+                      : point(v.y, v.z);
             PyTuple_SET_ITEM(out.ptr(), (Py_ssize_t)i, item.release().ptr());
         }
         return out;
@@ -124,7 +153,7 @@ class ModelSink : public input_read::Sink {
             case Val::Kind::Reference:
                 return cls("_ReferenceElement")(v.integer, cls(v.type_name));
             case Val::Kind::Point:
-                return point(v.lines[0][0].y, v.lines[0][0].z);
+                return point(v.vertex.y, v.vertex.z);
             case Val::Kind::Polyline:
                 return polyline(v.lines[0]);
             case Val::Kind::Polylines: {
@@ -148,40 +177,91 @@ class ModelSink : public input_read::Sink {
                                    nb::str(error.value()).c_str());
     }
 
+    const Layout &layout(const schema::Type &type) {
+        auto found = layouts_.find(&type);
+        if (found != layouts_.end()) return found->second;
+        Layout l;
+        l.cls = nb::borrow(cls(type.name));
+        for (const Field *field : type.arguments())
+            l.arguments.push_back((std::size_t)type.index_of(field->name));
+        for (std::size_t f = 0; f < type.fields.size(); ++f) {
+            if (!type.fields[f].has(schema::Managed)) continue;
+            for (const Operation &op : operations()) {
+                if (std::string_view(op.list) != type.fields[f].name) continue;
+                Layout::List list;
+                list.field = f;
+                list.operation = nb::str(op.name);
+                list.type = schema::find_type(type.fields[f].type);
+                for (const char *parameter : op.parameters)
+                    list.parameters.push_back((std::size_t)list.type->index_of(parameter));
+                l.lists.push_back(std::move(list));
+            }
+        }
+        const int id = type.index_of("id");
+        if (id >= 0 && !type.fields[(std::size_t)id].has(schema::ReadOnly)) l.settable_id = id;
+        return layouts_.emplace(&type, std::move(l)).first->second;
+    }
+
+    // Call with positional arguments, naming the element and its line when the object refuses
+    // a value.
+    static nb::object call(const Item &item, nb::handle callable, std::vector<nb::object> &args,
+                           nb::handle kwargs = nb::handle()) {
+        std::vector<PyObject *> stack(args.size());
+        for (std::size_t i = 0; i < args.size(); ++i) stack[i] = args[i].ptr();
+        PyObject *made = nullptr;
+        if (kwargs.is_valid()) {
+            nb::object positional = steal(PyTuple_New((Py_ssize_t)args.size()));
+            for (std::size_t i = 0; i < args.size(); ++i)
+                PyTuple_SET_ITEM(positional.ptr(), (Py_ssize_t)i, args[i].inc_ref().ptr());
+            made = PyObject_Call(callable.ptr(), positional.ptr(), kwargs.ptr());
+        } else {
+            made = PyObject_Vectorcall(callable.ptr(), stack.data(), stack.size(), nullptr);
+        }
+        if (made != nullptr) return nb::steal(made);
+        if (!PyErr_ExceptionMatches(PyExc_ValueError) && !PyErr_ExceptionMatches(PyExc_TypeError))
+            throw nb::python_error();
+        nb::python_error error;
+        fail(ErrorKind::Value, "line " + std::to_string(item.line) + ": " + item.element + " " +
+                                   nb::str(error.value()).c_str());
+    }
+
     nb::object make(const Items &items, int index) {
         const Item &item = items[index];
         const schema::Type &type = *item.type;
         if (item.library) return library_material(item);
-        nb::list args;
+        const Layout &l = layout(type);
+        std::vector<nb::object> args;
+        args.reserve(l.arguments.size());
         nb::dict kwargs;
         bool keywords = false;
-        for (const Field *field : type.arguments()) {
-            const Val &v = item.values[(std::size_t)type.index_of(field->name)];
-            if (field->kind == Kind::Parameters) {
+        for (std::size_t f : l.arguments) {
+            const Field &field = type.fields[f];
+            const Val &v = item.values[f];
+            if (field.kind == Kind::Parameters) {
+                keywords = true;
                 for (const auto &[name, number] : v.parameters)
                     kwargs[name.c_str()] = nb::float_(number);
-            } else if (v.kind == Val::Kind::Absent && field->default_ != nullptr) {
+            } else if (v.kind == Val::Kind::Absent && field.default_ != nullptr) {
                 keywords = true;  // the type's default
             } else if (keywords) {
-                kwargs[field->name] = value(items, *field, v);
+                kwargs[field.name] = value(items, field, v);
             } else {
-                args.append(value(items, *field, v));
+                args.push_back(value(items, field, v));
             }
         }
-        nb::object made = call(item, cls(type.name), nb::tuple(args), kwargs);
-        for (std::size_t f = 0; f < type.fields.size(); ++f) {
-            const Field &field = type.fields[f];
-            if (!field.has(schema::Managed) || item.values[f].kind != Val::Kind::Objects) continue;
-            nb::object operation = made.attr(operation_for(field.name));
-            for (int child : item.values[f].objects) {
+        nb::object made = call(item, l.cls, args, keywords ? nb::handle(kwargs) : nb::handle());
+        for (const Layout::List &list : l.lists) {
+            if (item.values[list.field].kind != Val::Kind::Objects) continue;
+            nb::object operation = made.attr(list.operation);
+            const Layout &part_layout = layout(*list.type);
+            for (int child : item.values[list.field].objects) {
                 const Item &part = items[child];
-                nb::dict named;
-                for (const Field *arg : part.type->arguments())
-                    if (std::string_view(arg->name) != "id")
-                        named[arg->name] = value(items, *arg, part[(std::size_t)part.type->index_of(
-                                                                   arg->name)]);
-                nb::object piece = call(part, operation, nb::tuple(), named);
-                const int id = part.type->index_of("id");
+                std::vector<nb::object> parameters;
+                parameters.reserve(list.parameters.size());
+                for (std::size_t f : list.parameters)
+                    parameters.push_back(value(items, list.type->fields[f], part[f]));
+                nb::object piece = call(part, operation, parameters);
+                const int id = part_layout.settable_id;
                 if (id >= 0 && part[(std::size_t)id].kind == Val::Kind::Int)
                     piece.attr("id") = part[(std::size_t)id].integer;
             }
@@ -201,21 +281,22 @@ class ModelSink : public input_read::Sink {
                                        " takes its values from IDEA's library by its name, and '" +
                                        name.text + "' is not a " + table + " the model knows");
         nb::object scratch = model_type_();
-        nb::object made = scratch.attr(concrete ? "_create_matconcrete_ec2"
-                                                : "_create_matreinforcement_ec2")(
-            member(table, base), name.text.c_str());
-        nb::list args;
-        args.append(item[(std::size_t)type.index_of("id")].integer);
+        nb::object made =
+            scratch.attr(concrete ? "_create_matconcrete_ec2" : "_create_matreinforcement_ec2")(
+                member(table, base), name.text.c_str());
+        std::vector<nb::object> args;
+        args.push_back(nb::int_(item[(std::size_t)type.index_of("id")].integer));
         for (const Field *field : type.arguments())
-            if (std::string_view(field->name) != "id") args.append(made.attr(field->name));
-        return call(item, cls(type.name), nb::tuple(args), nb::dict());
+            if (std::string_view(field->name) != "id") args.push_back(made.attr(field->name));
+        return call(item, cls(type.name), args);
     }
 
     nb::handle model_type_;
     ModelBase &model_;
     nb::module_ objects_;
-    std::unordered_map<std::string, nb::object> classes_;
+    std::unordered_map<const char *, nb::object> classes_;
     std::unordered_map<const schema::EnumMember *, nb::object> members_;
+    std::unordered_map<const schema::Type *, Layout> layouts_;
 };
 
 void feed_buffer(input_read::Reader &reader, nb::handle data) {
@@ -242,12 +323,22 @@ void read_stream(input_read::Reader &reader, nb::handle stream) {
     }
 }
 
+// The collector stays off while the objects are made (they form no cycles to collect), as
+// json and pickle readers do: hundreds of thousands of new objects would otherwise run it
+// again and again over the growing model.
+struct CollectorPaused {
+    int was_enabled = PyGC_Disable();
+    ~CollectorPaused() {
+        if (was_enabled) PyGC_Enable();
+    }
+};
+
 nb::object from_xml(nb::handle cls, nb::handle source) {
+    CollectorPaused paused;
     nb::object model = cls();
     ModelSink sink(cls, nb::cast<ModelBase &>(model));
     input_read::Reader reader(results::expat_host(), sink);
-    if (PyUnicode_Check(source.ptr()) ||
-        PyObject_HasAttrString(source.ptr(), "__fspath__")) {
+    if (PyUnicode_Check(source.ptr()) || PyObject_HasAttrString(source.ptr(), "__fspath__")) {
         nb::object file = nb::module_::import_("io").attr("open")(source, "rb");
         try {
             read_stream(reader, file);
@@ -261,8 +352,9 @@ nb::object from_xml(nb::handle cls, nb::handle source) {
     } else if (nb::hasattr(source, "read")) {
         read_stream(reader, source);
     } else {
-        fail(ErrorKind::Type, std::string("from_xml() takes a path, a binary stream or bytes, not ") +
-                                  nb::inst_name(source).c_str());
+        fail(ErrorKind::Type,
+             std::string("from_xml() takes a path, a binary stream or bytes, not ") +
+                 nb::inst_name(source).c_str());
     }
     reader.feed("", 0, true);
     return model;
@@ -272,29 +364,28 @@ nb::object from_xml(nb::handle cls, nb::handle source) {
 
 void bind_reader(nb::module_ &m) {
     nb::object open_model = m.attr("OpenModel");
-    nb::setattr(
-        open_model, "from_xml",
-        steal(PyClassMethod_New(
-            nb::cpp_function(&from_xml, nb::name("from_xml"), nb::scope(open_model), "cls"_a,
-                             "source"_a,
-                             nb::sig("def from_xml(cls, source: str | os.PathLike[str] | "
-                                     "typing.BinaryIO | bytes) -> OpenModel"),
-                             "Read IDEA StatiCa RCS input XML (an OpenModel document) into a "
-                             "new model.\n\n"
-                             "``source`` is a path, a binary stream or the document's bytes; "
-                             "UTF-8 and UTF-16 (with its byte-order mark, whatever the "
-                             "declaration says) are read. The objects are those the builder "
-                             "makes, with the document's ids; what our writer writes reads back "
-                             "to an equal model. A material that IDEA takes from its library "
-                             "by name becomes the builder's material of that name.\n\n"
-                             "Raises xml.etree.ElementTree.ParseError for a document that is "
-                             "not XML (as ElementTree reports it, billion-laughs expansion "
-                             "included), and ValueError naming the element and its line for "
-                             "anything the model cannot hold: an element or xsi:type it does "
-                             "not know, a value that does not parse or that the object refuses, "
-                             "a duplicated id, a reference to an id the document lacks, a "
-                             "value that the model states only one way.")
-                .ptr())));
+    nb::setattr(open_model, "from_xml",
+                steal(PyClassMethod_New(
+                    nb::cpp_function(
+                        &from_xml, nb::name("from_xml"), nb::scope(open_model), "cls"_a, "source"_a,
+                        nb::sig("def from_xml(cls, source: str | os.PathLike[str] | "
+                                "typing.BinaryIO | bytes) -> OpenModel"),
+                        "Read IDEA StatiCa RCS input XML (an OpenModel document) into a "
+                        "new model.\n\n"
+                        "``source`` is a path, a binary stream or the document's bytes; "
+                        "UTF-8 and UTF-16 (with its byte-order mark, whatever the "
+                        "declaration says) are read. The objects are those the builder "
+                        "makes, with the document's ids; what our writer writes reads back "
+                        "to an equal model. A material that IDEA takes from its library "
+                        "by name becomes the builder's material of that name.\n\n"
+                        "Raises xml.etree.ElementTree.ParseError for a document that is "
+                        "not XML (as ElementTree reports it, billion-laughs expansion "
+                        "included), and ValueError naming the element and its line for "
+                        "anything the model cannot hold: an element or xsi:type it does "
+                        "not know, a value that does not parse or that the object refuses, "
+                        "a duplicated id, a reference to an id the document lacks, a "
+                        "value that the model states only one way.")
+                        .ptr())));
 }
 
 }  // namespace marlox::py

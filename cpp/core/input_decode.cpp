@@ -32,14 +32,19 @@ std::string quoted(std::string_view s) {
 
 // IDEA elements that the model has no place for, accepted when they are empty.
 bool empty_allowed(std::string_view key) {
-    static const char *const names[] = {
-        "UserThermalSpecificHeatCurvature", "UserThermalConductivityCurvature",
-        "UserThermalExpansionCurvature",    "UserThermalStrainCurvature",
-        "UserThermalStressStrainCurvature", "UserDiagram",
-        "TendonBars",                       "TendonDucts",
-        "TimeAxis",                         "Loading",
-        "InternalForcesVariable",           "InternalForces2ndOrder",
-        "InternalForcesImperfection"};
+    static const char *const names[] = {"UserThermalSpecificHeatCurvature",
+                                        "UserThermalConductivityCurvature",
+                                        "UserThermalExpansionCurvature",
+                                        "UserThermalStrainCurvature",
+                                        "UserThermalStressStrainCurvature",
+                                        "UserDiagram",
+                                        "TendonBars",
+                                        "TendonDucts",
+                                        "TimeAxis",
+                                        "Loading",
+                                        "InternalForcesVariable",
+                                        "InternalForces2ndOrder",
+                                        "InternalForcesImperfection"};
     for (const char *name : names)
         if (key == name) return true;
     return false;
@@ -71,8 +76,10 @@ const std::map<std::string, std::string> &fixed_member_values() {
             if (line.rfind("</OpenAttribute>", 0) == 0) break;
             const size_t close = line.find('>');
             if (line.size() < 3 || line[1] == '/' || line.find('<', 1) == std::string_view::npos) {
-                if (line[1] == '/') group.clear();
-                else group = std::string(line.substr(1, close - 1)) + "/";
+                if (line[1] == '/')
+                    group.clear();
+                else
+                    group = std::string(line.substr(1, close - 1)) + "/";
                 continue;
             }
             const std::string tag(line.substr(1, close - 1));
@@ -84,10 +91,29 @@ const std::map<std::string, std::string> &fixed_member_values() {
     return values;
 }
 
-
-bool Tree::empty(int i) const {
-    return (*this)[i].first < 0 && trim(text(i)).empty();
+const TypeInfo &info(const schema::Type &type) {
+    static const std::vector<TypeInfo> all = [] {
+        std::vector<TypeInfo> out;
+        for (const schema::Type &t : schema::types()) {
+            TypeInfo i;
+            for (const Field &f : t.fields) i.keys.emplace_back(f.key);
+            const std::string_view name = t.name;
+            i.role = (schema::derives_from(t, "MatConcrete") ? TypeInfo::Concrete : 0) |
+                     (schema::derives_from(t, "MatReinforcement") ? TypeInfo::Reinforcement : 0) |
+                     (schema::derives_from(t, "CrossSection") ? TypeInfo::CrossSection : 0) |
+                     (name == "CssComponent" ? TypeInfo::Component : 0) |
+                     (name == "Stirrup" ? TypeInfo::Stirrup : 0) |
+                     (name == "ConcreteMemberDataEc2" ? TypeInfo::MemberData : 0) |
+                     (name == "ProjectData" ? TypeInfo::ProjectData : 0) |
+                     (name == "CheckSectionExtreme" ? TypeInfo::Extreme : 0);
+            out.push_back(std::move(i));
+        }
+        return out;
+    }();
+    return all[(std::size_t)(&type - schema::types().data())];
 }
+
+bool Tree::empty(int i) const { return (*this)[i].first < 0 && trim(text(i)).empty(); }
 
 std::string Tree::element(int i) const {
     std::string out = "<" + std::string(tag(i));
@@ -96,8 +122,8 @@ std::string Tree::element(int i) const {
 }
 
 void Tree::fail_at(int i, const std::string &what) const {
-    fail(ErrorKind::Value, "line " + std::to_string((*this)[i].line) + ": " + element(i) + " " +
-                               what);
+    fail(ErrorKind::Value,
+         "line " + std::to_string((*this)[i].line) + ": " + element(i) + " " + what);
 }
 
 // --- leaf values ------------------------------------------------------------------------
@@ -149,7 +175,9 @@ Vertex Decoder::point(int node) const {
     int x = -1, y = -1;
     for (int c = tree_.first(node); c >= 0; c = tree_.next(c)) {
         const std::string_view tag = tree_.tag(c);
-        int &slot = tag == "X" ? x : tag == "Y" ? y : (tree_.fail_at(c, "is not part of a point"), x);
+        int &slot = tag == "X"   ? x
+                    : tag == "Y" ? y
+                                 : (tree_.fail_at(c, "is not part of a point"), x);
         if (slot >= 0) tree_.fail_at(c, "appears twice");
         slot = c;
     }
@@ -241,14 +269,12 @@ void Decoder::fill(int index, int node) {
         const std::string_view key = tree_.tag(c);
         if (special(index, node, c, key)) continue;
         const schema::Type &type = *(*items_)[index].type;
-        std::size_t f = 0;
-        while (f < type.fields.size() && key != type.fields[f].key) ++f;
+        const std::size_t f = info(type).field(key);
         if (f == type.fields.size() || type.fields[f].kind == Kind::Polylines) {
             if (empty_allowed(key) && tree_.empty(c)) continue;
             tree_.fail_at(c, "is not part of a " + std::string(type.name) + " the model can hold");
         }
-        if ((*items_)[index].values[f].kind != Val::Kind::Absent)
-            tree_.fail_at(c, "appears twice");
+        if ((*items_)[index].values[f].kind != Val::Kind::Absent) tree_.fail_at(c, "appears twice");
         field(index, f, c);
     }
 }
@@ -308,7 +334,7 @@ void Decoder::field(int index, std::size_t f, int child) {
         }
         case Kind::Point:
             v.kind = Val::Kind::Point;
-            v.lines.push_back({point(child)});
+            v.vertex = point(child);
             break;
         case Kind::Polyline:
             v.kind = Val::Kind::Polyline;
@@ -333,14 +359,16 @@ void Decoder::field(int index, std::size_t f, int child) {
             v.kind = Val::Kind::Parameters;
             for (int c = tree_.first(child); c >= 0; c = tree_.next(c)) {
                 if (tree_.tag(c) != "Parameter" || tree_.xsi_type(c) != "ParameterDouble")
-                    tree_.fail_at(c, "is not a shape parameter the model can hold "
-                                     "(expected <Parameter xsi:type=\"ParameterDouble\">)");
+                    tree_.fail_at(c,
+                                  "is not a shape parameter the model can hold "
+                                  "(expected <Parameter xsi:type=\"ParameterDouble\">)");
                 int name = -1, number_node = -1;
                 for (int p = tree_.first(c); p >= 0; p = tree_.next(p)) {
                     int &slot = tree_.tag(p) == "Name"    ? name
                                 : tree_.tag(p) == "Value" ? number_node
-                                                          : (tree_.fail_at(p, "is not part of a "
-                                                                              "parameter"),
+                                                          : (tree_.fail_at(p,
+                                                                           "is not part of a "
+                                                                           "parameter"),
                                                              name);
                     if (slot >= 0) tree_.fail_at(p, "appears twice");
                     slot = p;
@@ -363,20 +391,19 @@ void Decoder::field(int index, std::size_t f, int child) {
 void Decoder::sub_value(int index, const char *name, const char *type, int child) {
     Val &slot = val(index, name);
     if (slot.kind == Val::Kind::Absent) {
-        const int sub = items_->add(*schema::find_type(type), tree_[child].line,
-                                    (*items_)[index].element);
+        const int sub =
+            items_->add(*schema::find_type(type), tree_[child].line, (*items_)[index].element);
         Val &again = val(index, name);  // the pool may have moved
         again.kind = Val::Kind::Object;
         again.objects = {sub};
     }
     const int sub = val(index, name).objects[0];
     const schema::Type &sub_type = *(*items_)[sub].type;
-    const std::size_t f = (std::size_t)sub_type.index_of(
-        [&] {
-            for (const Field &x : sub_type.fields)
-                if (tree_.tag(child) == x.key) return x.name;
-            return "";
-        }());
+    const std::size_t f = (std::size_t)sub_type.index_of([&] {
+        for (const Field &x : sub_type.fields)
+            if (tree_.tag(child) == x.key) return x.name;
+        return "";
+    }());
     if ((*items_)[sub].values[f].kind != Val::Kind::Absent) tree_.fail_at(child, "appears twice");
     field(sub, f, child);
 }

@@ -41,18 +41,65 @@ const std::vector<ListEntry> &lists() {
 
 // Top-level lists of IDEA's OpenModel (any version) that an RCS model leaves empty.
 bool is_unused_list(std::string_view tag) {
-    static const char *const names[] = {
-        "OriginSettings", "Point3D", "LineSegment3D", "ArcSegment3D", "PolyLine3D", "Region3D",
-        "MatSteel", "MatPrestressSteel", "MatWelding", "MatBoltGrade", "MatHeadedStudGrade",
-        "BoltAssembly", "Pin", "HingeElement1D", "Opening", "DappedEnd", "PatchDevice",
-        "Element1D", "Beam", "Member1D", "Element2D", "Wall", "Member2D", "RigidLink",
-        "PointOnLine3D", "PointSupportNode", "LineSupportSegment", "LoadsInPoint", "LoadsOnLine",
-        "StrainLoadsOnLine", "PointLoadsOnLine", "LoadsOnSurface", "Settlements",
-        "TemperatureLoadsOnLine", "LoadGroup", "LoadCase", "CombiInput", "ConnectionPoint",
-        "Connections", "Reinforcement", "ISDModel", "InitialImperfectionOfPoint", "Tendon",
-        "ResultClass", "DesignMember", "SubStructure", "ConnectionSetup", "RebarShape",
-        "RebarGeneral", "RebarSingle", "RebarStirrups", "Taper", "Span", "SolidBlocks3D",
-        "SurfaceSupports3D", "BasePlates3D", "Anchors3D", "DetailLoadCase", "DetailCombination"};
+    static const char *const names[] = {"OriginSettings",
+                                        "Point3D",
+                                        "LineSegment3D",
+                                        "ArcSegment3D",
+                                        "PolyLine3D",
+                                        "Region3D",
+                                        "MatSteel",
+                                        "MatPrestressSteel",
+                                        "MatWelding",
+                                        "MatBoltGrade",
+                                        "MatHeadedStudGrade",
+                                        "BoltAssembly",
+                                        "Pin",
+                                        "HingeElement1D",
+                                        "Opening",
+                                        "DappedEnd",
+                                        "PatchDevice",
+                                        "Element1D",
+                                        "Beam",
+                                        "Member1D",
+                                        "Element2D",
+                                        "Wall",
+                                        "Member2D",
+                                        "RigidLink",
+                                        "PointOnLine3D",
+                                        "PointSupportNode",
+                                        "LineSupportSegment",
+                                        "LoadsInPoint",
+                                        "LoadsOnLine",
+                                        "StrainLoadsOnLine",
+                                        "PointLoadsOnLine",
+                                        "LoadsOnSurface",
+                                        "Settlements",
+                                        "TemperatureLoadsOnLine",
+                                        "LoadGroup",
+                                        "LoadCase",
+                                        "CombiInput",
+                                        "ConnectionPoint",
+                                        "Connections",
+                                        "Reinforcement",
+                                        "ISDModel",
+                                        "InitialImperfectionOfPoint",
+                                        "Tendon",
+                                        "ResultClass",
+                                        "DesignMember",
+                                        "SubStructure",
+                                        "ConnectionSetup",
+                                        "RebarShape",
+                                        "RebarGeneral",
+                                        "RebarSingle",
+                                        "RebarStirrups",
+                                        "Taper",
+                                        "Span",
+                                        "SolidBlocks3D",
+                                        "SurfaceSupports3D",
+                                        "BasePlates3D",
+                                        "Anchors3D",
+                                        "DetailLoadCase",
+                                        "DetailCombination"};
     return std::any_of(std::begin(names), std::end(names),
                        [&](const char *name) { return tag == name; });
 }
@@ -120,7 +167,7 @@ struct Reader::State {
     std::uint32_t line() const { return (std::uint32_t)api->GetErrorLineNumber(parser); }
 
     [[noreturn]] void fail_here(const std::string &element, const std::string &what) const {
-        fail(ErrorKind::Value, "line " + std::to_string(line()) + ": <" + element + ">: " + what);
+        fail(ErrorKind::Value, "line " + std::to_string(line()) + ": <" + element + "> " + what);
     }
 
     int add_node(const char *name, const char **atts) {
@@ -206,8 +253,9 @@ struct Reader::State {
             std::string expected;
             for (const char *name : list->types)
                 expected += (expected.empty() ? "" : " or ") + std::string(name);
-            tree.fail_at(node, "is not a type the model can hold in <" + std::string(list->wrapper) +
-                                   "> (expected xsi:type " + expected + ")");
+            tree.fail_at(node, "is not a type the model can hold in <" +
+                                   std::string(list->wrapper) + "> (expected xsi:type " + expected +
+                                   ")");
         }
         items.clear();
         const int root = decoder.entry(node, *type, items);
@@ -297,8 +345,7 @@ struct Reader::State {
     }
 };
 
-Reader::Reader(const expat::Host &host, Sink &sink)
-    : state_(std::make_unique<State>(host, sink)) {}
+Reader::Reader(const expat::Host &host, Sink &sink) : state_(std::make_unique<State>(host, sink)) {}
 
 Reader::~Reader() = default;
 

@@ -43,7 +43,7 @@ struct Val {
         Object,      // objects[0]
         Objects,     // a managed list: objects, in document order
         Reference,   // type_name and integer (the id)
-        Point,       // lines[0][0]
+        Point,       // vertex
         Polyline,    // lines[0]
         Polylines,   // lines
         Parameters,  // parameters
@@ -55,6 +55,7 @@ struct Val {
     std::string text;
     const char *type_name = nullptr;
     const schema::EnumMember *member = nullptr;
+    Vertex vertex;
     std::vector<int> objects;
     std::vector<std::vector<Vertex>> lines;
     std::vector<std::pair<std::string, double>> parameters;
@@ -90,8 +91,15 @@ class Items {
 };
 
 // The model's lists, in the order of the serialised model.
-enum class List { MatConcrete, MatReinforcement, CrossSection, ReinforcedCrossSection, CheckMember,
-                  CheckSection, Attribute };
+enum class List {
+    MatConcrete,
+    MatReinforcement,
+    CrossSection,
+    ReinforcedCrossSection,
+    CheckMember,
+    CheckSection,
+    Attribute
+};
 
 class Sink {
   public:

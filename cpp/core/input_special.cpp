@@ -25,9 +25,10 @@ const char *default_name_prefix(std::string_view type) {
 }
 
 bool is_key_of(const char *type, std::string_view key) {
-    for (const Field &f : schema::find_type(type)->fields)
-        if (key == f.key) return true;
-    return false;
+    static const TypeInfo &thermal = info(*schema::find_type("ThermalState"));
+    static const TypeInfo &dependent = info(*schema::find_type("ConcDependentParams"));
+    const TypeInfo &i = std::string_view(type) == "ThermalState" ? thermal : dependent;
+    return i.field(key) < i.keys.size();
 }
 
 // The percentage whose hundredth our writer writes as `fraction`: the shortest decimal.
@@ -45,10 +46,8 @@ double percent_of(double fraction) {
 
 bool Decoder::special(int index, int node, int child, std::string_view key) {
     (void)node;
-    const schema::Type &type = *(*items_)[index].type;
-    const std::string_view name = type.name;
-    if (schema::derives_from(type, "MatConcrete") ||
-        schema::derives_from(type, "MatReinforcement")) {
+    const TypeInfo &type = info(*(*items_)[index].type);
+    if (type.is(TypeInfo::Material)) {
         if (key == "LoadFromLibrary") {
             (*items_)[index].library = boolean(child);
             return true;
@@ -58,7 +57,7 @@ bool Decoder::special(int index, int node, int child, std::string_view key) {
             return true;
         }
     }
-    if (name == "MatConcreteEc2") {
+    if (type.is(TypeInfo::Concrete)) {
         if (key == "CalculateDependentValues") {
             (*items_)[index].derived = boolean(child);
             return true;
@@ -68,7 +67,7 @@ bool Decoder::special(int index, int node, int child, std::string_view key) {
             return true;
         }
     }
-    if (schema::derives_from(type, "CrossSection")) {
+    if (type.is(TypeInfo::CrossSection)) {
         if (key == "CrossSectionRotation") {
             if (number(child) != 0)
                 tree_.fail_at(child, "is not 0: the model holds cross-sections unrotated");
@@ -79,7 +78,7 @@ bool Decoder::special(int index, int node, int child, std::string_view key) {
             return true;
         }
     }
-    if (name == "CssComponent") {
+    if (type.is(TypeInfo::Component)) {
         if (key == "Phase") {
             if (integer(child) != 0) tree_.fail_at(child, "is not 0: the model has no phases");
             return true;
@@ -96,12 +95,12 @@ bool Decoder::special(int index, int node, int child, std::string_view key) {
         }
         return true;
     }
-    if (name == "Stirrup" && key == "IsClosed") {
+    if (type.is(TypeInfo::Stirrup) && key == "IsClosed") {
         (*items_)[index].closed = boolean(child);
         return true;
     }
-    if (name == "ConcreteMemberDataEc2") return member_data(index, child, key), true;
-    if (name == "ProjectData" && key == "CodeDependentData") {
+    if (type.is(TypeInfo::MemberData)) return member_data(index, child, key), true;
+    if (type.is(TypeInfo::ProjectData) && key == "CodeDependentData") {
         fill(code_, child);
         return true;
     }
@@ -132,8 +131,7 @@ void Decoder::member_data(int index, int child, std::string_view key) {
         check_fixed(child, "");
     } else {
         const schema::Type &type = *item.type;
-        std::size_t f = 0;
-        while (f < type.fields.size() && key != type.fields[f].key) ++f;
+        const std::size_t f = info(type).field(key);
         if (f == type.fields.size()) {
             if (key == "TimeAxis" && tree_.empty(child)) return;
             tree_.fail_at(child, "is not part of a ConcreteMemberDataEc2 the model can hold");
@@ -199,12 +197,14 @@ void Decoder::check_fixed(int child, const std::string &path) {
 void Decoder::complete(int index, int node) {
     Item &item = (*items_)[index];
     const schema::Type &type = *item.type;
-    if (std::string_view(type.name) == "MatConcreteEc2") {
+    const TypeInfo &role = info(type);
+    if (role.is(TypeInfo::Concrete)) {
         Val &dependent = val(index, "dep_params");
         if (item.derived || item.library) {
             dependent.kind = Val::Kind::Absent;
         } else if (dependent.kind == Val::Kind::Absent) {
-            tree_.fail_at(node, "has <CalculateDependentValues>false</...> but no dependent values");
+            tree_.fail_at(node,
+                          "has <CalculateDependentValues>false</...> but no dependent values");
         } else {
             const Item &sub = (*items_)[dependent.objects[0]];
             for (std::size_t f = 0; f < sub.values.size(); ++f)
@@ -212,16 +212,16 @@ void Decoder::complete(int index, int node) {
                     tree_.fail_at(node, "has no <" + std::string(sub.type->fields[f].key) + ">");
         }
     }
-    if (schema::derives_from(type, "MatConcrete") || schema::derives_from(type, "MatReinforcement"))
-        zero_values(index);
-    if (std::string_view(type.name) == "Stirrup" && item.closed) {
+    if (role.is(TypeInfo::Material)) zero_values(index);
+    if (role.is(TypeInfo::Stirrup) && item.closed) {
         Val &points = val(index, "points");
-        if (points.kind == Val::Kind::Polyline && !points.lines[0].back().same_point(points.lines[0][0])) {
+        if (points.kind == Val::Kind::Polyline &&
+            !points.lines[0].back().same_point(points.lines[0][0])) {
             Vertex start = points.lines[0][0];
             points.lines[0].push_back(start);  // closed in IDEA: the model states the last side
         }
     }
-    if (std::string_view(type.name) == "ConcreteMemberDataEc2") {
+    if (role.is(TypeInfo::MemberData)) {
         if (item.creep_mode == 1) {
             Val &creep = val(index, "creep_coefficient");
             creep.kind = Val::Kind::Number;
@@ -243,7 +243,7 @@ void Decoder::complete(int index, int node) {
         }
         // An extreme without a description, a component without openings: the operations that
         // make them supply the default.
-        if (std::string_view(type.name) == "CheckSectionExtreme") continue;
+        if (role.is(TypeInfo::Extreme)) continue;
         tree_.fail_at(node, "has no <" + std::string(field.key) + ">");
     }
 }

@@ -51,6 +51,34 @@ class Tree {
     }
 };
 
+// What the decoder looks up for a type at every element: its field keys (with their lengths,
+// so that lookups do not measure them again) and the role that selects its special elements.
+struct TypeInfo {
+    enum Role : unsigned {
+        Concrete = 1u << 0,
+        Reinforcement = 1u << 1,
+        CrossSection = 1u << 2,
+        Component = 1u << 3,
+        Stirrup = 1u << 4,
+        MemberData = 1u << 5,
+        ProjectData = 1u << 6,
+        Extreme = 1u << 7,
+        Material = Concrete | Reinforcement,
+    };
+    std::vector<std::string_view> keys;
+    unsigned role = 0;
+
+    bool is(unsigned r) const { return (role & r) != 0; }
+    // The field whose key is `key`, or the number of fields.
+    std::size_t field(std::string_view key) const {
+        std::size_t f = 0;
+        while (f < keys.size() && keys[f] != key) ++f;
+        return f;
+    }
+};
+
+const TypeInfo &info(const schema::Type &type);
+
 // A reference to check once the whole document is known.
 struct PendingReference {
     const char *list;
