@@ -74,7 +74,10 @@ struct Layout {
 class ModelSink : public input_read::Sink {
   public:
     ModelSink(nb::handle model_type, ModelBase &model)
-        : model_type_(model_type), model_(model), objects_(companion()) {}
+        : model_type_(model_type),
+          model_(model),
+          objects_(companion()),
+          reference_(objects_.attr("_ReferenceElement")) {}
 
     void object(List list, const Items &items, int root) override {
         list_of(list).append(make(items, root));
@@ -150,8 +153,12 @@ class ModelSink : public input_read::Sink {
                 return nb::borrow(member(field.type, v.member));
             case Val::Kind::Object:
                 return make(items, v.objects[0]);
-            case Val::Kind::Reference:
-                return cls("_ReferenceElement")(v.integer, cls(v.type_name));
+            case Val::Kind::Reference: {
+                PyObject *stack[2] = {steal(PyLong_FromLongLong(v.integer)).release().ptr(),
+                                      cls(v.type_name).ptr()};
+                nb::object id = nb::steal(stack[0]);
+                return steal(PyObject_Vectorcall(reference_.ptr(), stack, 2, nullptr));
+            }
             case Val::Kind::Point:
                 return point(v.vertex.y, v.vertex.z);
             case Val::Kind::Polyline:
@@ -163,18 +170,6 @@ class ModelSink : public input_read::Sink {
             }
         }
         return nb::none();
-    }
-
-    // Call, naming the element and its line when the object refuses a value.
-    static nb::object call(const Item &item, nb::handle callable, nb::handle args,
-                           nb::handle kwargs) {
-        PyObject *made = PyObject_Call(callable.ptr(), args.ptr(), kwargs.ptr());
-        if (made != nullptr) return nb::steal(made);
-        if (!PyErr_ExceptionMatches(PyExc_ValueError) && !PyErr_ExceptionMatches(PyExc_TypeError))
-            throw nb::python_error();
-        nb::python_error error;
-        fail(ErrorKind::Value, "line " + std::to_string(item.line) + ": " + item.element + " " +
-                                   nb::str(error.value()).c_str());
     }
 
     const Layout &layout(const schema::Type &type) {
@@ -202,20 +197,31 @@ class ModelSink : public input_read::Sink {
         return layouts_.emplace(&type, std::move(l)).first->second;
     }
 
-    // Call with positional arguments, naming the element and its line when the object refuses
-    // a value.
-    static nb::object call(const Item &item, nb::handle callable, std::vector<nb::object> &args,
+    // Positional arguments, owned, on the stack: a type has at most a few dozen fields.
+    struct Args {
+        static constexpr std::size_t kMax = 32;
+        nb::object owned[kMax];
+        PyObject *stack[kMax];
+        std::size_t size = 0;
+
+        void push(nb::object value) {
+            if (size == kMax) fail(ErrorKind::Value, "an object with too many fields");
+            stack[size] = value.ptr();
+            owned[size++] = std::move(value);
+        }
+    };
+
+    // Call, naming the element and its line when the object refuses a value.
+    static nb::object call(const Item &item, nb::handle callable, const Args &args,
                            nb::handle kwargs = nb::handle()) {
-        std::vector<PyObject *> stack(args.size());
-        for (std::size_t i = 0; i < args.size(); ++i) stack[i] = args[i].ptr();
         PyObject *made = nullptr;
         if (kwargs.is_valid()) {
-            nb::object positional = steal(PyTuple_New((Py_ssize_t)args.size()));
-            for (std::size_t i = 0; i < args.size(); ++i)
-                PyTuple_SET_ITEM(positional.ptr(), (Py_ssize_t)i, args[i].inc_ref().ptr());
+            nb::object positional = steal(PyTuple_New((Py_ssize_t)args.size));
+            for (std::size_t i = 0; i < args.size; ++i)
+                PyTuple_SET_ITEM(positional.ptr(), (Py_ssize_t)i, Py_NewRef(args.stack[i]));
             made = PyObject_Call(callable.ptr(), positional.ptr(), kwargs.ptr());
         } else {
-            made = PyObject_Vectorcall(callable.ptr(), stack.data(), stack.size(), nullptr);
+            made = PyObject_Vectorcall(callable.ptr(), args.stack, args.size, nullptr);
         }
         if (made != nullptr) return nb::steal(made);
         if (!PyErr_ExceptionMatches(PyExc_ValueError) && !PyErr_ExceptionMatches(PyExc_TypeError))
@@ -230,36 +236,38 @@ class ModelSink : public input_read::Sink {
         const schema::Type &type = *item.type;
         if (item.library) return library_material(item);
         const Layout &l = layout(type);
-        std::vector<nb::object> args;
-        args.reserve(l.arguments.size());
-        nb::dict kwargs;
+        Args args;
+        nb::object kwargs;  // made when a default or the shape parameters need it
         bool keywords = false;
         for (std::size_t f : l.arguments) {
             const Field &field = type.fields[f];
             const Val &v = item.values[f];
-            if (field.kind == Kind::Parameters) {
+            if (!keywords && (field.kind == Kind::Parameters ||
+                              (v.kind == Val::Kind::Absent && field.default_ != nullptr))) {
                 keywords = true;
+                kwargs = nb::dict();
+            }
+            if (field.kind == Kind::Parameters) {
                 for (const auto &[name, number] : v.parameters)
                     kwargs[name.c_str()] = nb::float_(number);
             } else if (v.kind == Val::Kind::Absent && field.default_ != nullptr) {
-                keywords = true;  // the type's default
+                continue;  // the type's default
             } else if (keywords) {
                 kwargs[field.name] = value(items, field, v);
             } else {
-                args.push_back(value(items, field, v));
+                args.push(value(items, field, v));
             }
         }
-        nb::object made = call(item, l.cls, args, keywords ? nb::handle(kwargs) : nb::handle());
+        nb::object made = call(item, l.cls, args, kwargs);
         for (const Layout::List &list : l.lists) {
             if (item.values[list.field].kind != Val::Kind::Objects) continue;
             nb::object operation = made.attr(list.operation);
             const Layout &part_layout = layout(*list.type);
             for (int child : item.values[list.field].objects) {
                 const Item &part = items[child];
-                std::vector<nb::object> parameters;
-                parameters.reserve(list.parameters.size());
+                Args parameters;
                 for (std::size_t f : list.parameters)
-                    parameters.push_back(value(items, list.type->fields[f], part[f]));
+                    parameters.push(value(items, list.type->fields[f], part[f]));
                 nb::object piece = call(part, operation, parameters);
                 const int id = part_layout.settable_id;
                 if (id >= 0 && part[(std::size_t)id].kind == Val::Kind::Int)
@@ -284,16 +292,17 @@ class ModelSink : public input_read::Sink {
         nb::object made =
             scratch.attr(concrete ? "_create_matconcrete_ec2" : "_create_matreinforcement_ec2")(
                 member(table, base), name.text.c_str());
-        std::vector<nb::object> args;
-        args.push_back(nb::int_(item[(std::size_t)type.index_of("id")].integer));
+        Args args;
+        args.push(nb::int_(item[(std::size_t)type.index_of("id")].integer));
         for (const Field *field : type.arguments())
-            if (std::string_view(field->name) != "id") args.push_back(made.attr(field->name));
+            if (std::string_view(field->name) != "id") args.push(made.attr(field->name));
         return call(item, cls(type.name), args);
     }
 
     nb::handle model_type_;
     ModelBase &model_;
     nb::module_ objects_;
+    nb::object reference_;
     std::unordered_map<const char *, nb::object> classes_;
     std::unordered_map<const schema::EnumMember *, nb::object> members_;
     std::unordered_map<const schema::Type *, Layout> layouts_;

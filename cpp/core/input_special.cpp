@@ -180,13 +180,14 @@ void Decoder::exposure(int index, int child) {
 
 // Elements the model cannot state: accepted when they hold what our writer writes.
 void Decoder::check_fixed(int child, const std::string &path) {
-    const std::string here = path + std::string(tree_.tag(child));
+    path_.assign(path).append(tree_.tag(child));
     if (tree_.first(child) >= 0) {
-        for (int c = tree_.first(child); c >= 0; c = tree_.next(c)) check_fixed(c, here + "/");
+        const std::string here = path_ + "/";
+        for (int c = tree_.first(child); c >= 0; c = tree_.next(c)) check_fixed(c, here);
         return;
     }
     const auto &fixed = fixed_member_values();
-    const auto found = fixed.find(here);
+    const auto found = fixed.find(path_);
     if (found == fixed.end()) tree_.fail_at(child, "is not part of member data the model holds");
     const std::string_view text = value(child);
     if (text != found->second)

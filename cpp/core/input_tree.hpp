@@ -125,7 +125,8 @@ class Decoder {
     Items *items_ = nullptr;
     std::map<std::string, std::set<long long>> ids_;
     std::vector<PendingReference> references_;
-    int code_ = -1;  // the code-settings item while project data is decoded
+    std::string path_;  // scratch for the paths of fixed values
+    int code_ = -1;     // the code-settings item while project data is decoded
     const schema::EnumMember *setup_annex_ = nullptr;
     std::uint32_t setup_line_ = 0;
 };
