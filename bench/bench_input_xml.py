@@ -115,6 +115,14 @@ def hostile(name: str, document: bytes) -> None:
 
 def read(beams: list[int], repeat: int) -> None:
     print(f"load average {os.getloadavg()[0]:.2f}")
+    # Hostile documents first, while the peak is still the interpreter's own.
+    laughs = b'<!DOCTYPE r [<!ENTITY a0 "lol">' + b"".join(
+        b'<!ENTITY a%d "%s">' % (i, b"&a%d;" % (i - 1) * 10) for i in range(1, 12)
+    )
+    hostile("billion laughs", laughs + b"]><OpenModel><Version>&a11;</Version></OpenModel>")
+    depth = 1_000_000
+    nested = b"<OpenModel><MatConcrete>" + b"<a>" * depth + b"</a>" * depth
+    hostile("1,000,000 nested elements", nested)
     print(
         f"{'beams':>7} {'MB':>6} {'floor':>13} {'from_xml':>13} {'ratio wall':>10} {'ratio cpu':>9}"
     )
