@@ -2,7 +2,6 @@
 
 #include <Python.h>
 
-
 namespace marlox::py {
 
 namespace {
