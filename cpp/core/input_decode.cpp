@@ -45,9 +45,7 @@ bool empty_allowed(std::string_view key) {
                                         "InternalForcesVariable",
                                         "InternalForces2ndOrder",
                                         "InternalForcesImperfection"};
-    for (const char *name : names)
-        if (key == name) return true;
-    return false;
+    return is_one_of(key, names);
 }
 
 }  // namespace
@@ -171,20 +169,37 @@ const schema::EnumMember *Decoder::member(int node, const char *enumeration) con
                             " the model knows");
 }
 
-Vertex Decoder::point(int node) const {
-    int x = -1, y = -1;
+// The children of `node` named `names`, in that order (-1 where one is absent); a child of
+// another name, or one that appears twice, is an error. `required` of them must be there.
+std::vector<int> Decoder::parts(int node, std::initializer_list<std::string_view> names,
+                                std::size_t required, const char *owner) const {
+    std::vector<int> out(names.size(), -1);
     for (int c = tree_.first(node); c >= 0; c = tree_.next(c)) {
-        const std::string_view tag = tree_.tag(c);
-        int &slot = tag == "X"   ? x
-                    : tag == "Y" ? y
-                                 : (tree_.fail_at(c, "is not part of a point"), x);
-        if (slot >= 0) tree_.fail_at(c, "appears twice");
-        slot = c;
+        std::size_t i = 0;
+        for (const std::string_view name : names) {
+            if (tree_.tag(c) == name) break;
+            ++i;
+        }
+        if (i == out.size()) tree_.fail_at(c, std::string("is not part of ") + owner);
+        if (out[i] >= 0) tree_.fail_at(c, "appears twice");
+        out[i] = c;
     }
-    if (x < 0 || y < 0) tree_.fail_at(node, "must hold <X> and <Y>");
+    for (std::size_t i = 0; i < required; ++i) {
+        if (out[i] >= 0) continue;
+        std::string expected;
+        std::size_t n = 0;
+        for (const std::string_view name : names)
+            if (n++ < required) expected += (n > 1 ? " and <" : "<") + std::string(name) + ">";
+        tree_.fail_at(node, "must hold " + expected);
+    }
+    return out;
+}
+
+Vertex Decoder::point(int node) const {
+    const std::vector<int> xy = parts(node, {"X", "Y"}, 2, "a point");
     Vertex v;
-    v.y = number(x);  // IDEA's X is the section's y axis
-    v.z = number(y);
+    v.y = number(xy[0]);  // IDEA's X is the section's y axis
+    v.z = number(xy[1]);
     return v;
 }
 
@@ -192,34 +207,17 @@ Vertex Decoder::point(int node) const {
 // line back to its start is dropped: the model closes outlines itself.
 std::vector<Vertex> Decoder::polyline(int node, bool drop_closing) const {
     std::vector<Vertex> out;
-    int start = -1, segments = -1;
-    for (int c = tree_.first(node); c >= 0; c = tree_.next(c)) {
-        const std::string_view tag = tree_.tag(c);
-        int &slot = tag == "StartPoint" ? start
-                    : tag == "Segments" ? segments
-                                        : (tree_.fail_at(c, "is not part of a polyline"), start);
-        if (slot >= 0) tree_.fail_at(c, "appears twice");
-        slot = c;
-    }
-    if (start < 0) tree_.fail_at(node, "has no <StartPoint>");
-    out.push_back(point(start));
+    const std::vector<int> line = parts(node, {"StartPoint", "Segments"}, 1, "a polyline");
+    const int segments = line[1];
+    out.push_back(point(line[0]));
     for (int s = segments < 0 ? -1 : tree_.first(segments); s >= 0; s = tree_.next(s)) {
         const std::string_view kind = tree_.xsi_type(s);
         if (tree_.tag(s) != "Segment2D" || (kind != "LineSegment2D" && kind != "ArcSegment2D"))
             tree_.fail_at(s, "is not a line or arc segment the model can hold");
-        int end = -1, on_arc = -1;
-        for (int c = tree_.first(s); c >= 0; c = tree_.next(c)) {
-            const std::string_view tag = tree_.tag(c);
-            if (tag == "EndPoint" && end < 0)
-                end = c;
-            else if (tag == "Point" && on_arc < 0 && kind == "ArcSegment2D")
-                on_arc = c;
-            else
-                tree_.fail_at(c, "is not part of the segment, or appears twice");
-        }
-        if (end < 0 || (kind == "ArcSegment2D" && on_arc < 0))
-            tree_.fail_at(s, kind == "ArcSegment2D" ? "must hold <EndPoint> and <Point>"
-                                                    : "must hold <EndPoint>");
+        const bool arc = kind == "ArcSegment2D";
+        const std::vector<int> ends = arc ? parts(s, {"EndPoint", "Point"}, 2, "an arc segment")
+                                          : parts(s, {"EndPoint"}, 1, "a line segment");
+        const int end = ends[0], on_arc = arc ? ends[1] : -1;
         Vertex v = point(end);
         if (on_arc >= 0) {
             const Vertex p = point(on_arc);
@@ -313,16 +311,8 @@ void Decoder::field(int index, std::size_t f, int child) {
             v.objects.push_back(object(child, *schema::find_type(field.type)));
             break;
         case Kind::Reference: {
-            int type_name = -1, id = -1;
-            for (int c = tree_.first(child); c >= 0; c = tree_.next(c)) {
-                int &slot = tree_.tag(c) == "TypeName" ? type_name
-                            : tree_.tag(c) == "Id"
-                                ? id
-                                : (tree_.fail_at(c, "is not part of a reference"), id);
-                if (slot >= 0) tree_.fail_at(c, "appears twice");
-                slot = c;
-            }
-            if (type_name < 0 || id < 0) tree_.fail_at(child, "must hold <TypeName> and <Id>");
+            const std::vector<int> ref = parts(child, {"TypeName", "Id"}, 2, "a reference");
+            const int type_name = ref[0], id = ref[1];
             if (value(type_name) != field.type)
                 tree_.fail_at(child, "must refer to a " + std::string(field.type) + ", not to " +
                                          quoted(value(type_name)));
@@ -362,18 +352,8 @@ void Decoder::field(int index, std::size_t f, int child) {
                     tree_.fail_at(c,
                                   "is not a shape parameter the model can hold "
                                   "(expected <Parameter xsi:type=\"ParameterDouble\">)");
-                int name = -1, number_node = -1;
-                for (int p = tree_.first(c); p >= 0; p = tree_.next(p)) {
-                    int &slot = tree_.tag(p) == "Name"    ? name
-                                : tree_.tag(p) == "Value" ? number_node
-                                                          : (tree_.fail_at(p,
-                                                                           "is not part of a "
-                                                                           "parameter"),
-                                                             name);
-                    if (slot >= 0) tree_.fail_at(p, "appears twice");
-                    slot = p;
-                }
-                if (name < 0 || number_node < 0) tree_.fail_at(c, "must hold <Name> and <Value>");
+                const std::vector<int> pair = parts(c, {"Name", "Value"}, 2, "a parameter");
+                const int name = pair[0], number_node = pair[1];
                 const std::string label(value(name));
                 for (const auto &[other, _] : v.parameters)
                     if (other == label) tree_.fail_at(c, "repeats the parameter " + quoted(label));

@@ -100,8 +100,7 @@ bool is_unused_list(std::string_view tag) {
                                         "Anchors3D",
                                         "DetailLoadCase",
                                         "DetailCombination"};
-    return std::any_of(std::begin(names), std::end(names),
-                       [&](const char *name) { return tag == name; });
+    return is_one_of(tag, names);
 }
 
 constexpr const char *kXsiType = "http://www.w3.org/2001/XMLSchema-instance}type";

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <set>
 #include <string>
@@ -12,6 +13,13 @@
 #include "core/input_read.hpp"
 
 namespace marlox::input_read {
+
+template <std::size_t N>
+bool is_one_of(std::string_view s, const char *const (&names)[N]) {
+    for (const char *name : names)
+        if (s == name) return true;
+    return false;
+}
 
 struct Node {
     std::size_t tag_off = 0, type_off = 0, text_off = 0;
@@ -117,6 +125,8 @@ class Decoder {
     bool boolean(int node) const;
     std::string_view value(int node) const;
     const schema::EnumMember *member(int node, const char *enumeration) const;
+    std::vector<int> parts(int node, std::initializer_list<std::string_view> names,
+                           std::size_t required, const char *owner) const;
     Vertex point(int node) const;
     std::vector<Vertex> polyline(int node, bool drop_closing) const;
     Val &val(int index, const char *field);
