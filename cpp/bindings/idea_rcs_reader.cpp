@@ -4,11 +4,7 @@
 #include <Python.h>
 #include <nanobind/nanobind.h>
 
-#include <algorithm>
-#include <exception>
 #include <string>
-#include <string_view>
-#include <thread>
 #include <unordered_map>
 
 #include "bindings/idea_rcs.hpp"
@@ -75,24 +71,21 @@ struct Layout {
     int settable_id = -1;  // an id the operation assigns and the document may state otherwise
 };
 
-// Makes the model's objects from what the reader collected.
-class ModelMaker {
+class ModelSink : public input_read::Sink {
   public:
-    ModelMaker(nb::handle model_type, ModelBase &model)
+    ModelSink(nb::handle model_type, ModelBase &model)
         : model_type_(model_type),
           model_(model),
           objects_(companion()),
           reference_(objects_.attr("_ReferenceElement")) {}
 
-    void objects(const std::vector<input_read::Collector::Entry> &entries) {
-        for (const auto &entry : entries) list_of(entry.list).append(make(entry.items, entry.root));
+    void object(List list, const Items &items, int root) override {
+        list_of(list).append(make(items, root));
     }
 
-    void settings(const input_read::Collector &collected) {
-        const Items &items = collected.settings_items;
-        if (collected.project_data >= 0) model_.project_data = make(items, collected.project_data);
-        if (collected.code_settings >= 0)
-            model_.code_settings = make(items, collected.code_settings);
+    void settings(const Items &items, int project_data, int code_settings) override {
+        if (project_data >= 0) model_.project_data = make(items, project_data);
+        if (code_settings >= 0) model_.code_settings = make(items, code_settings);
     }
 
   private:
@@ -315,112 +308,28 @@ class ModelMaker {
     std::unordered_map<const schema::Type *, Layout> layouts_;
 };
 
-// The document in pieces: a buffer's slices, or what a binary stream's read() returns.
-class Pieces {
-  public:
-    static constexpr Py_ssize_t kPiece = 1 << 20;
-
-    explicit Pieces(nb::handle source) {
-        if (PyObject_CheckBuffer(source.ptr())) {
-            if (PyObject_GetBuffer(source.ptr(), &view_, PyBUF_SIMPLE) != 0)
-                throw nb::python_error();
-            have_view_ = true;
-            if (!PyBytes_CheckExact(source.ptr())) {
-                // A mutable buffer could change while a piece is parsed: parse a copy.
-                copy_.assign(static_cast<const char *>(view_.buf), (std::size_t)view_.len);
-                view_.buf = copy_.data();
-            }
-        } else {
-            read_ = source.attr("read");
-        }
+void feed_buffer(input_read::Reader &reader, nb::handle data) {
+    Py_buffer view{};
+    if (PyObject_GetBuffer(data.ptr(), &view, PyBUF_SIMPLE) != 0) throw nb::python_error();
+    try {
+        reader.feed(static_cast<const char *>(view.buf), (std::size_t)view.len, false);
+    } catch (...) {
+        PyBuffer_Release(&view);
+        throw;
     }
-    ~Pieces() {
-        if (have_view_) PyBuffer_Release(&view_);
-    }
-    Pieces(const Pieces &) = delete;
-    Pieces &operator=(const Pieces &) = delete;
+    PyBuffer_Release(&view);
+}
 
-    // The next piece (empty at the end); valid until the next call.
-    std::string_view next() {
-        if (have_view_) {
-            const Py_ssize_t n = std::min(kPiece, view_.len - done_);
-            const char *at = static_cast<const char *>(view_.buf) + done_;
-            done_ += n;
-            return std::string_view(at, (std::size_t)n);
-        }
-        // Two pieces alive at a time: the one being parsed and the one just read.
-        turn_ ^= 1;
-        nb::object &chunk = chunks_[turn_];
-        chunk = read_(kPiece);
-        if (!PyBytes_Check(chunk.ptr()))
+void read_stream(input_read::Reader &reader, nb::handle stream) {
+    nb::object read = stream.attr("read");
+    for (;;) {
+        nb::object chunk = read(1 << 20);
+        if (!PyObject_CheckBuffer(chunk.ptr()))
             fail(ErrorKind::Type, std::string("from_xml() needs a binary stream; read() gave ") +
                                       nb::inst_name(chunk).c_str());
-        return std::string_view(PyBytes_AS_STRING(chunk.ptr()),
-                                (std::size_t)PyBytes_GET_SIZE(chunk.ptr()));
+        if (PyObject_Length(chunk.ptr()) == 0) break;
+        feed_buffer(reader, chunk);
     }
-
-  private:
-    Py_buffer view_{};
-    bool have_view_ = false;
-    Py_ssize_t done_ = 0;
-    std::string copy_;
-    nb::object read_, chunks_[2];
-    int turn_ = 0;
-};
-
-// One piece parsed on a thread of its own, without the interpreter lock (the host's handler
-// for unknown encodings takes it when it needs it). The thread is joined, with the lock given
-// up, before anything else touches the reader or the collector.
-class Worker {
-  public:
-    Worker(input_read::Reader &reader, std::string_view piece, bool final)
-        : thread_([this, &reader, piece, final] {
-              try {
-                  reader.feed(piece.data(), piece.size(), final);
-              } catch (...) {
-                  failure_ = std::current_exception();
-              }
-          }) {}
-    ~Worker() { join(); }
-    Worker(const Worker &) = delete;
-    Worker &operator=(const Worker &) = delete;
-
-    void join() {
-        if (!thread_.joinable()) return;
-        nb::gil_scoped_release release;
-        thread_.join();
-    }
-    void rethrow() {
-        join();
-        if (failure_) std::rethrow_exception(failure_);
-    }
-
-  private:
-    std::exception_ptr failure_;
-    std::thread thread_;
-};
-
-// Reads `source` into `maker`: while one piece is parsed, the objects of the one before are
-// made and the piece after it is read.
-void read_pieces(nb::handle source, ModelMaker &maker) {
-    input_read::Collector collector;
-    input_read::Reader reader(results::expat_host(), collector);
-    Pieces pieces(source);
-    std::vector<input_read::Collector::Entry> ready;
-    std::string_view piece = pieces.next();
-    for (;;) {
-        const bool final = piece.empty();
-        Worker worker(reader, piece, final);
-        maker.objects(ready);
-        std::string_view after;
-        if (!final) after = pieces.next();
-        worker.rethrow();
-        ready = collector.take(ready);
-        if (final) break;
-        piece = after;
-    }
-    maker.objects(ready);
-    maker.settings(collector);
 }
 
 // The collector stays off while the objects are made (they form no cycles to collect), as
@@ -436,23 +345,27 @@ struct CollectorPaused {
 nb::object from_xml(nb::handle cls, nb::handle source) {
     CollectorPaused paused;
     nb::object model = cls();
-    ModelMaker maker(cls, nb::cast<ModelBase &>(model));
+    ModelSink sink(cls, nb::cast<ModelBase &>(model));
+    input_read::Reader reader(results::expat_host(), sink);
     if (PyUnicode_Check(source.ptr()) || PyObject_HasAttrString(source.ptr(), "__fspath__")) {
         nb::object file = nb::module_::import_("io").attr("open")(source, "rb");
         try {
-            read_pieces(file, maker);
+            read_stream(reader, file);
         } catch (...) {
             file.attr("close")();
             throw;
         }
         file.attr("close")();
-    } else if (PyObject_CheckBuffer(source.ptr()) || nb::hasattr(source, "read")) {
-        read_pieces(source, maker);
+    } else if (PyObject_CheckBuffer(source.ptr())) {
+        feed_buffer(reader, source);
+    } else if (nb::hasattr(source, "read")) {
+        read_stream(reader, source);
     } else {
         fail(ErrorKind::Type,
              std::string("from_xml() takes a path, a binary stream or bytes, not ") +
                  nb::inst_name(source).c_str());
     }
+    reader.feed("", 0, true);
     return model;
 }
 

@@ -130,31 +130,6 @@ int Items::add(const schema::Type &type, std::uint32_t line, std::string element
     return (int)used_++;
 }
 
-void Collector::object(List list, Items &items, int root) {
-    Entry entry{list, root, Items()};
-    if (!spare_.empty()) {
-        entry.items = std::move(spare_.back());
-        spare_.pop_back();
-    }
-    std::swap(entry.items, items);
-    entries_.push_back(std::move(entry));
-}
-
-void Collector::settings(Items &items, int project, int code) {
-    std::swap(settings_items, items);
-    project_data = project;
-    code_settings = code;
-    finished = true;
-}
-
-std::vector<Collector::Entry> Collector::take(std::vector<Entry> &done) {
-    for (Entry &entry : done) spare_.push_back(std::move(entry.items));
-    done.clear();
-    std::vector<Entry> out;
-    std::swap(out, entries_);
-    return out;
-}
-
 struct Reader::State {
     enum class Top { None, List, Singleton, Unused };
 

@@ -104,35 +104,10 @@ enum class List {
 class Sink {
   public:
     virtual ~Sink() = default;
-    // One top-level object (items[root]) for `list`. The sink may keep the items by swapping
-    // them for others; the reader clears what it is left with before its next use.
-    virtual void object(List list, Items &items, int root) = 0;
+    // One top-level object (items[root]) for `list`; the items are reused after the call.
+    virtual void object(List list, const Items &items, int root) = 0;
     // At the end: project data and code settings, each -1 when the document has none.
-    virtual void settings(Items &items, int project_data, int code_settings) = 0;
-};
-
-// A sink that keeps what it is given, so that the objects can be made elsewhere: on another
-// thread, while the reader goes on with the next piece of the document.
-class Collector : public Sink {
-  public:
-    struct Entry {
-        List list;
-        int root;
-        Items items;
-    };
-
-    void object(List list, Items &items, int root) override;
-    void settings(Items &items, int project_data, int code_settings) override;
-    // What was collected since the last call; `done` (entries already made) is recycled.
-    std::vector<Entry> take(std::vector<Entry> &done);
-
-    bool finished = false;  // settings seen: the document is complete
-    Items settings_items;
-    int project_data = -1, code_settings = -1;
-
-  private:
-    std::vector<Entry> entries_;
-    std::vector<Items> spare_;
+    virtual void settings(const Items &items, int project_data, int code_settings) = 0;
 };
 
 class Reader {
