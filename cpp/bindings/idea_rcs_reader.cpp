@@ -227,7 +227,7 @@ class ModelSink : public input_read::Sink {
         if (!PyErr_ExceptionMatches(PyExc_ValueError) && !PyErr_ExceptionMatches(PyExc_TypeError))
             throw nb::python_error();
         nb::python_error error;
-        fail(ErrorKind::Value, "line " + std::to_string(item.line) + ": " + item.element + " " +
+        fail(ErrorKind::Value, "line " + std::to_string(item.line) + ": " + item.element() + " " +
                                    nb::str(error.value()).c_str());
     }
 
@@ -285,7 +285,7 @@ class ModelSink : public input_read::Sink {
         const Val &name = item[(std::size_t)type.index_of("name")];
         const schema::EnumMember *base = schema::find_enumeration(table)->find_value(name.text);
         if (base == nullptr)
-            fail(ErrorKind::Value, "line " + std::to_string(item.line) + ": " + item.element +
+            fail(ErrorKind::Value, "line " + std::to_string(item.line) + ": " + item.element() +
                                        " takes its values from IDEA's library by its name, and '" +
                                        name.text + "' is not a " + table + " the model knows");
         nb::object scratch = model_type_();

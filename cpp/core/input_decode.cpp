@@ -256,7 +256,7 @@ int Decoder::entry(int node, const schema::Type &type, Items &items) {
 }
 
 int Decoder::object(int node, const schema::Type &type) {
-    const int index = items_->add(type, tree_[node].line, tree_.element(node));
+    const int index = items_->add(type, tree_[node].line, tree_.tag(node), tree_.xsi_type(node));
     fill(index, node);
     complete(index, node);
     return index;
@@ -279,59 +279,76 @@ void Decoder::fill(int index, int node) {
 
 void Decoder::field(int index, std::size_t f, int child) {
     const Field &field = (*items_)[index].type->fields[f];
-    Val v;
+    // The value is written in place, keeping the capacity of the slot's buffers; objects are
+    // made first (they may move the pool), the slot is fetched after.
+    const auto slot = [&]() -> Val & { return (*items_)[index].values[f]; };
     switch (field.kind) {
-        case Kind::Int:
+        case Kind::Int: {
+            Val &v = slot();
             v.kind = Val::Kind::Int;
             v.integer = integer(child);
             break;
-        case Kind::Number:
+        }
+        case Kind::Number: {
+            Val &v = slot();
             v.kind = Val::Kind::Number;
             v.number = number(child);
             break;
-        case Kind::Bool:
+        }
+        case Kind::Bool: {
+            Val &v = slot();
             v.kind = Val::Kind::Bool;
             v.boolean = boolean(child);
             break;
+        }
         case Kind::Text:
+        case Kind::Date: {  // .NET writes a date and time; the model keeps the date
             if (tree_.first(child) >= 0) tree_.fail_at(child, "must hold text, not elements");
+            Val &v = slot();
             v.kind = Val::Kind::Text;
-            v.text = tree_.text(child);
+            v.text = field.kind == Kind::Text ? tree_.text(child) : value(child).substr(0, 10);
             break;
-        case Kind::Date:  // .NET writes a date and time; the model keeps the date
-            v.kind = Val::Kind::Text;
-            v.text = value(child).substr(0, 10);
-            break;
-        case Kind::Enum:
+        }
+        case Kind::Enum: {
+            Val &v = slot();
             v.kind = Val::Kind::Enum;
             v.member = member(child, field.type);
             break;
-        case Kind::Object:
+        }
+        case Kind::Object: {
+            const int made = object(child, *schema::find_type(field.type));
+            Val &v = slot();
             v.kind = Val::Kind::Object;
-            v.objects.push_back(object(child, *schema::find_type(field.type)));
+            v.objects.assign(1, made);
             break;
+        }
         case Kind::Reference: {
             const std::vector<int> ref = parts(child, {"TypeName", "Id"}, 2, "a reference");
             const int type_name = ref[0], id = ref[1];
             if (value(type_name) != field.type)
                 tree_.fail_at(child, "must refer to a " + std::string(field.type) + ", not to " +
                                          quoted(value(type_name)));
+            Val &v = slot();
             v.kind = Val::Kind::Reference;
             v.type_name = field.type;
             v.integer = integer(id);
             references_.push_back({field.type, v.integer, tree_[child].line, field.key});
             break;
         }
-        case Kind::Point:
+        case Kind::Point: {
+            Val &v = slot();
             v.kind = Val::Kind::Point;
             v.vertex = point(child);
             break;
-        case Kind::Polyline:
+        }
+        case Kind::Polyline: {
+            Val &v = slot();
             v.kind = Val::Kind::Polyline;
             v.lines.push_back(polyline(child, field.key != std::string_view("Geometry")));
             break;
+        }
         case Kind::ObjectList: {
-            v.kind = Val::Kind::Objects;
+            std::vector<int> made;
             const schema::Type &type = *schema::find_type(field.type);
             const std::string xsi = std::string(field.type) == "CheckSectionExtreme"
                                         ? "StandardCheckSectionExtreme"
@@ -341,11 +358,15 @@ void Decoder::field(int index, std::size_t f, int child) {
                     tree_.fail_at(c, "cannot stand in <" + std::string(field.key) +
                                          "> (expected <" + field.type + "> of xsi:type " + xsi +
                                          ")");
-                v.objects.push_back(object(c, type));
+                made.push_back(object(c, type));
             }
+            Val &v = slot();
+            v.kind = Val::Kind::Objects;
+            v.objects.swap(made);
             break;
         }
-        case Kind::Parameters:
+        case Kind::Parameters: {
+            Val &v = slot();
             v.kind = Val::Kind::Parameters;
             for (int c = tree_.first(child); c >= 0; c = tree_.next(c)) {
                 if (tree_.tag(c) != "Parameter" || tree_.xsi_type(c) != "ParameterDouble")
@@ -360,10 +381,10 @@ void Decoder::field(int index, std::size_t f, int child) {
                 v.parameters.emplace_back(label, number(number_node));
             }
             break;
+        }
         default:
             tree_.fail_at(child, "is not a field the reader knows");
     }
-    (*items_)[index].values[f] = std::move(v);
 }
 
 // A flattened object: the fields of `type` stand directly in the owner (ThermalState in every
@@ -371,8 +392,8 @@ void Decoder::field(int index, std::size_t f, int child) {
 void Decoder::sub_value(int index, const char *name, const char *type, int child) {
     Val &slot = val(index, name);
     if (slot.kind == Val::Kind::Absent) {
-        const int sub =
-            items_->add(*schema::find_type(type), tree_[child].line, (*items_)[index].element);
+        const int sub = items_->add(*schema::find_type(type), tree_[child].line,
+                                    (*items_)[index].tag, (*items_)[index].xsi_type);
         Val &again = val(index, name);  // the pool may have moved
         again.kind = Val::Kind::Object;
         again.objects = {sub};

@@ -109,12 +109,20 @@ constexpr std::size_t kMaxDepth = 32;
 
 }  // namespace
 
-int Items::add(const schema::Type &type, std::uint32_t line, std::string element) {
+std::string Item::element() const {
+    std::string out = "<" + std::string(tag);
+    if (!xsi_type.empty()) out += " xsi:type=\"" + std::string(xsi_type) + "\"";
+    return out + ">";
+}
+
+int Items::add(const schema::Type &type, std::uint32_t line, std::string_view tag,
+               std::string_view xsi_type) {
     if (used_ == pool_.size()) pool_.emplace_back();
     Item &item = pool_[used_];
     item.type = &type;
     item.line = line;
-    item.element = std::move(element);
+    item.tag = tag;
+    item.xsi_type = xsi_type;
     item.library = false;
     item.derived = true;
     item.closed = false;
@@ -158,8 +166,8 @@ struct Reader::State {
         api->SetCharacterDataHandler(parser, &State::on_data);
         api->SetDefaultHandlerExpand(parser, &State::on_default);
         api->SetUnknownEncodingHandler(parser, host.unknown_encoding, host.unknown_encoding_data);
-        project = settings.add(*schema::find_type("ProjectData"), 0, "<ProjectData>");
-        code = settings.add(*schema::find_type("CodeSettings"), 0, "<ProjectData>");
+        project = settings.add(*schema::find_type("ProjectData"), 0, "ProjectData");
+        code = settings.add(*schema::find_type("CodeSettings"), 0, "ProjectData");
     }
     ~State() { api->ParserFree(parser); }
 

@@ -14,6 +14,7 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -65,7 +66,9 @@ struct Val {
 struct Item {
     const schema::Type *type = nullptr;
     std::uint32_t line = 0;
-    std::string element;  // how messages name it: <Tag> or <Tag xsi:type="T">
+    // Its element's tag and xsi:type (empty for none), viewing the document's text: valid while
+    // the sink is given the object (and for good for project data and code settings).
+    std::string_view tag, xsi_type;
     std::vector<Val> values;
     bool library = false;  // a material to take from the library by its name
     // Decoding state of IDEA's fields that the model states in another form.
@@ -75,12 +78,15 @@ struct Item {
     double creep = 0;
 
     const Val &operator[](std::size_t field) const { return values[field]; }
+    // How messages name it: <Tag> or <Tag xsi:type="T">.
+    std::string element() const;
 };
 
 // The objects of one top-level entry: the entry itself and everything nested in it.
 class Items {
   public:
-    int add(const schema::Type &type, std::uint32_t line, std::string element);
+    int add(const schema::Type &type, std::uint32_t line, std::string_view tag,
+            std::string_view xsi_type = {});
     Item &operator[](int index) { return pool_[(std::size_t)index]; }
     const Item &operator[](int index) const { return pool_[(std::size_t)index]; }
     void clear() { used_ = 0; }

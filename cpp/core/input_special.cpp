@@ -158,7 +158,7 @@ void Decoder::exposure(int index, int child) {
     };
     const int none = part("NoCorrosionCheck");
     const bool no_corrosion = none >= 0 && boolean(none);
-    const int sub = items_->add(type, tree_[child].line, tree_.element(child));
+    const int sub = items_->add(type, tree_[child].line, tree_.tag(child));
     bool any = false;
     for (std::size_t f = 0; f < type.fields.size(); ++f) {
         const int check = part(std::string(type.fields[f].key) + "Check");
