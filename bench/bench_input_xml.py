@@ -12,14 +12,27 @@ and measures, in this process and side by side:
 Linear time shows as a flat time per beam across sizes (the last column: per-beam time
 relative to the smallest model).
 
+With ``--read``, it measures reading the input XML back instead: ``OpenModel.from_xml`` on the
+bytes that the writer makes for N beams, against expat with no handlers at all on the same
+bytes (the floor), the two interleaved round by round and the fastest round of each kept; then
+the growth of peak RSS while hostile documents (billion laughs, a million nested elements)
+are refused.
+
     python bench/bench_input_xml.py [--beams 1000 2000 5000 10000]
+    python bench/bench_input_xml.py --read [--beams 10000] [--repeat 3]
 """
 
 import argparse
 import base64
+import gc
 import gzip
+import io
 import json
+import os
+import pathlib
+import resource
 import time
+import xml.parsers.expat
 
 from marlox.core import _post_on_addon_endpoint
 from marlox.external.idea_rcs import OpenModel
@@ -65,10 +78,79 @@ def clock(function, *args, **kwargs):
     return time.perf_counter() - start, result
 
 
+def input_xml(beams: int) -> bytes:
+    """The writer's input XML for ``beams`` beams, kept under build/bench/ for the next run."""
+    path = pathlib.Path("build/bench") / f"input-{beams}-beams.xml"
+    if not path.exists():
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(o._write_input_xml(json.dumps(build(beams)._serialize()).encode()))
+    return path.read_bytes()
+
+
+def best(function, data, results):
+    gc.collect()
+    wall, cpu = time.perf_counter(), time.process_time()
+    made = function(data)
+    results.append((time.perf_counter() - wall, time.process_time() - cpu))
+    del made
+
+
+def peak_mb() -> float:
+    return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss / 1024
+
+
+def hostile(name: str, document: bytes) -> None:
+    before = peak_mb()
+    start = time.perf_counter()
+    try:
+        OpenModel.from_xml(document)
+        outcome = "read"
+    except Exception as error:
+        outcome = type(error).__name__
+    print(
+        f"{name:<28} {outcome:<12} {time.perf_counter() - start:>6.2f}s "
+        f"peak RSS +{peak_mb() - before:.1f} MiB"
+    )
+
+
+def read(beams: list[int], repeat: int) -> None:
+    print(f"load average {os.getloadavg()[0]:.2f}")
+    # Hostile documents first, while the peak is still the interpreter's own.
+    laughs = b'<!DOCTYPE r [<!ENTITY a0 "lol">' + b"".join(
+        b'<!ENTITY a%d "%s">' % (i, b"&a%d;" % (i - 1) * 10) for i in range(1, 12)
+    )
+    hostile("billion laughs", laughs + b"]><OpenModel><Version>&a11;</Version></OpenModel>")
+    depth = 1_000_000
+    nested = b"<OpenModel><MatConcrete>" + b"<a>" * depth + b"</a>" * depth
+    hostile("1,000,000 nested elements", nested)
+    print(
+        f"{'beams':>7} {'MB':>6} {'floor':>13} {'from_xml':>13} {'ratio wall':>10} {'ratio cpu':>9}"
+    )
+    for n in beams:
+        data = input_xml(n)
+        floor, ours = [], []
+        for _ in range(repeat):
+            best(lambda d: xml.parsers.expat.ParserCreate().ParseFile(io.BytesIO(d)), data, floor)
+            best(lambda d: OpenModel.from_xml(io.BytesIO(d)), data, ours)
+        fw, ow = min(w for w, _ in floor), min(w for w, _ in ours)
+        fc, oc = min(c for _, c in floor), min(c for _, c in ours)
+        mb = len(data) / 1e6
+        print(
+            f"{n:>7} {mb:>6.1f} {mb / fw:>8.1f} MB/s {mb / ow:>8.1f} MB/s "
+            f"{fw / ow:>9.2f}x {fc / oc:>8.2f}x"
+        )
+    print(f"load average {os.getloadavg()[0]:.2f}")
+
+
 def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--beams", type=int, nargs="+", default=[1000, 2000, 5000, 10000])
+    parser.add_argument("--beams", type=int, nargs="+", default=None)
+    parser.add_argument("--read", action="store_true", help="measure reading input XML back")
+    parser.add_argument("--repeat", type=int, default=3)
     args = parser.parse_args()
+    if args.read:
+        return read(args.beams or [10000], args.repeat)
+    args.beams = args.beams or [1000, 2000, 5000, 10000]
     print(
         f"{'beams':>7} {'serialise':>10} {'json':>8} {'gzip':>8} {'convert':>9} "
         f"{'total':>8} {'XML MB':>7} {'us/beam':>8} {'vs first':>8}"

@@ -5,8 +5,8 @@ python tools/leakcheck.py [--rounds N] [--small]
 One round: streaming scans (all readers, elements taken and changed, sections kept past their
 step, lookups that hit and miss, a subclass of SectionResult, broken documents), whole-document
 parses (every accessor, raw results, the tree, invalid documents), check tables (every table,
-exported, converted, refused arguments), and models built through
-both builders, refused arguments included, serialised and written as input XML. After a
+exported, converted, refused arguments), and models built through both builders, refused
+arguments included, serialised, written as input XML and read back. After a
 warm-up, the resident size may not grow by more than a small allowance over the remaining
 rounds. `--small` shrinks the documents (for running under valgrind).
 """
@@ -212,11 +212,19 @@ def model_round() -> None:
             except (TypeError, ValueError):
                 pass
     document = json.dumps(model._serialize()).encode()
-    o._write_input_xml(document)
+    xml = o._write_input_xml(document)
     try:
         o._write_input_xml(document.replace(b'"Rect"', b'"Oval"'))
     except ValueError:
         pass
+    # Read back, whole and from a stream, and refused part-way (by the parser, by an object).
+    OpenModel.from_xml(xml)
+    OpenModel.from_xml(io.BytesIO(xml.decode().encode("utf-16")))
+    for broken in (xml[: len(xml) // 2], xml.replace(b"<Diameter>0.02", b"<Diameter>-1")):
+        try:
+            OpenModel.from_xml(broken)
+        except (ET.ParseError, ValueError):
+            pass
     other = OpenModel(o.ProjectData(name="p"))
     other.create_matconcrete_ec2(o.ConcreteMaterial.C20_25, e_modulus=30000)
     try:

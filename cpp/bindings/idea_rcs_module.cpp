@@ -18,4 +18,5 @@ NB_MODULE(idea_rcs, m) {
     marlox::py::bind_analysis(m);
     marlox::py::bind_results(m);
     marlox::py::bind_table(m);
+    marlox::py::bind_reader(m);
 }

@@ -31,6 +31,9 @@ using marlox::results::Name;
 using marlox::results::NodeId;
 using marlox::results::Slice;
 
+// The interpreter's expat, set up as ElementTree sets up its own (also used by the input reader).
+const expat::Host &expat_host();
+
 // ---------------------------------------------------------------------------------------------
 // Python helpers
 

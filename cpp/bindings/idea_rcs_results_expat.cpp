@@ -23,6 +23,8 @@ int unknown_encoding_with_gil(void *data, const char *name, expat::Encoding *inf
     return result;
 }
 
+}  // namespace
+
 const expat::Host &expat_host() {
     static expat::Host host;
     if (host.api == nullptr) {
@@ -46,8 +48,6 @@ const expat::Host &expat_host() {
     }
     return host;
 }
-
-}  // namespace
 
 std::unique_ptr<Scanner> new_scanner(bool keep_all) {
     auto scanner = std::make_unique<Scanner>(expat_host(), keep_all);

@@ -2,8 +2,6 @@
 
 #include <Python.h>
 
-#include <cstring>
-
 namespace marlox::py {
 
 namespace {
@@ -35,8 +33,9 @@ void set_parse_error(const Error &error) noexcept {
     PyObject *cls = PyObject_GetAttrString(mod, "ParseError");
     Py_DECREF(mod);
     if (cls == nullptr) return;
-    PyObject *instance =
-        PyObject_CallFunction(cls, "s#", error.what(), (Py_ssize_t)std::strlen(error.what()));
+    PyObject *text = PyUnicode_FromString(error.what());
+    PyObject *instance = text ? PyObject_CallOneArg(cls, text) : nullptr;
+    Py_XDECREF(text);
     PyObject *code = instance ? PyLong_FromLong(error.code()) : nullptr;
     PyObject *position = code ? Py_BuildValue("(ll)", error.line(), error.column()) : nullptr;
     if (position != nullptr && PyObject_SetAttrString(instance, "code", code) == 0 &&

@@ -20,7 +20,10 @@ EXIT_USAGE = 2
 
 # Modules that contribute sub-commands: each defines ``add_commands(subparsers)``, and every
 # sub-command sets ``func(args) -> int`` as its parser default.
-_COMMAND_MODULES: tuple[str, ...] = ("marlox.external.idea_rcs.cli_results",)
+_COMMAND_MODULES: tuple[str, ...] = (
+    "marlox.external.idea_rcs.cli_results",
+    "marlox.external.idea_rcs.cli_input",
+)
 
 
 def build_parser() -> argparse.ArgumentParser:

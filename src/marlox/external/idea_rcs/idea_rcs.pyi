@@ -554,6 +554,16 @@ class OpenModel(_Model):
             relative_humidity: Relative humidity [%].
         """
 
+    @classmethod
+    def from_xml(cls, source: str | os.PathLike[str] | BinaryIO | bytes) -> OpenModel:
+        """
+        Read IDEA StatiCa RCS input XML (an OpenModel document) into a new model.
+
+        ``source`` is a path, a binary stream or the document's bytes; UTF-8 and UTF-16 (with its byte-order mark, whatever the declaration says) are read. The objects are those the builder makes, with the document's ids; what our writer writes reads back to the same XML, and to the same model but for the member data's absent values, which come back as the XML states them (relative humidity 65, kx 1.0, the default checks). A material that IDEA takes from its library by name becomes the builder's material of that name.
+
+        Raises xml.etree.ElementTree.ParseError for a document that is not XML (as ElementTree reports it, billion-laughs expansion included), and ValueError naming the element and its line for anything the model cannot hold: an element or xsi:type it does not know, a value that does not parse or that the object refuses, a duplicated id, a reference to an id the document lacks, a value that the model states only one way.
+        """
+
 class _SectionPrototype(abc.ABC):
     """
     Abstract root of the section prototypes: the shape of a cross-section, independent of any model.

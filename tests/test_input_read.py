@@ -1,0 +1,246 @@
+"""Input XML read back: exact round trips, IDEA's own samples, and documents the model refuses."""
+
+import io
+import pathlib
+import xml.etree.ElementTree as ET
+
+import pytest
+from hypothesis import HealthCheck, assume, given, settings
+from hypothesis import strategies as st
+from test_input_xml import load_example, write
+
+from marlox.external.idea_rcs import OpenModel, cli
+from marlox.external.idea_rcs import objects as o
+
+DATA = pathlib.Path(__file__).resolve().parent / "data"
+
+
+def stated(document):
+    """The serialised model with the member-data defaults spelled out as the XML states them."""
+    for _, data in document["attribute_list"]:
+        data["RelativeHumidity"] = data["RelativeHumidity"] or 65
+        data["CoeffKxForWmax"] = data["CoeffKxForWmax"] or 1
+        data["CalculationSetup"] = data["CalculationSetup"] or o.CalculationSetup()._serialize()
+        exposure = data["ExposureClassesData"]
+        if exposure is not None and not any(exposure.values()):
+            data["ExposureClassesData"] = None
+    return document
+
+
+def assert_round_trip(model):
+    xml = write(model)
+    read = OpenModel.from_xml(xml)
+    assert write(read) == xml
+    assert read._serialize() == stated(model._serialize())
+
+
+@pytest.mark.parametrize(
+    "name, build",
+    [
+        ("openmodel_import_sample", "build_model"),
+        ("beam", "build_beam_model"),
+        ("model_members", None),
+        ("model_general_shape", None),
+    ],
+)
+def test_every_example_reads_back_exactly(name, build, capsys):
+    module = load_example(name)
+    made = getattr(module, build)() if build else module.model
+    assert_round_trip(made[0] if isinstance(made, tuple) else made)
+
+
+coordinate = st.floats(-2, 2, allow_nan=False).map(lambda v: round(v, 4))
+point = st.tuples(coordinate, coordinate)
+vertex = st.one_of(point, point, st.tuples(point, point))
+size = st.floats(0.001, 5, allow_nan=False)
+force = st.floats(-1e7, 1e7, allow_nan=False)
+# Text XML can carry: no surrogates, no control characters but tab, line feed, carriage return.
+name = st.text(
+    st.characters(
+        blacklist_categories=("Cs",),
+        blacklist_characters="\ufffe\uffff"
+        + "".join(chr(c) for c in range(32) if c not in (9, 10, 13)),
+    ),
+    max_size=8,
+)
+
+
+def polyline(minimum):
+    return st.tuples(point, st.lists(vertex, min_size=minimum - 1, max_size=6)).map(
+        lambda t: [t[0], *t[1]]
+    )
+
+
+def loading(cls):
+    forces = st.builds(o.InternalForces, force, force, force, force, force, force)
+    return st.builds(cls, forces)
+
+
+@st.composite
+def models(draw):
+    model = OpenModel(o.ProjectData(name=draw(name), date="2024-02-29"))
+    concrete = model.create_matconcrete_ec2(
+        draw(st.sampled_from(o.ConcreteMaterial)), fck_28=draw(st.integers(12, 90))
+    )
+    steel = model.create_matreinforcement_ec2(
+        draw(st.sampled_from(o.ReinforcementMaterial)), epsuk=draw(st.integers(1, 900))
+    )
+    for i in range(draw(st.integers(1, 3))):
+        if draw(st.booleans()):
+            shape = model.create_cross_section_parameter(
+                draw(st.sampled_from(o.CrossSectionType)), concrete, Width=draw(size), H=draw(size)
+            )
+        else:
+            shape = model.create_cross_section_component(draw(name))
+            outline = draw(polyline(3))
+            openings = draw(st.lists(polyline(3), max_size=2)) or None
+            assume(all(line[-1] != line[0] for line in [outline, *(openings or [])]))
+            shape.create_component(outline, concrete, openings)
+        rcs = model.create_reinforced_cross_section(shape)
+        for _ in range(draw(st.integers(0, 3))):
+            rcs.create_bar(draw(point), draw(size), steel)
+        if draw(st.booleans()):
+            rcs.create_stirrup(
+                draw(polyline(2)),
+                draw(size),
+                steel,
+                draw(size),
+                *draw(st.tuples(st.booleans(), st.booleans(), size, size)),
+            )
+        member = model.create_check_member1d(draw(st.sampled_from([None, f"Member {i}"])))
+        check = model.add_check_section(member, rcs)
+        for _ in range(draw(st.integers(0, 2))):
+            fatigue = st.builds(o.FatigueLoading, loading(o.LoadingULS), loading(o.LoadingULS))
+            check.create_extreme(
+                fundamental=draw(st.none() | loading(o.LoadingULS)),
+                frequent=draw(st.none() | loading(o.LoadingSLS)),
+                fatigue=draw(st.none() | fatigue),
+            )
+        model.add_member_data_ec2(
+            member,
+            draw(st.sampled_from(o.MemberType)),
+            draw(st.sampled_from(o.TwoWaySlabType)),
+            draw(st.none() | st.builds(o.CalculationSetup, fatigue=st.booleans())),
+            draw(st.none() | size),
+            draw(
+                st.none()
+                | st.builds(o.ExposureClassesDataEc2, st.sampled_from([None, o.ExposureClass.XC2]))
+            ),
+            draw(st.none() | size),
+            draw(st.none() | st.integers(1, 1000).map(lambda v: v / 10)),
+        )
+    return model
+
+
+@settings(max_examples=60, deadline=None, suppress_health_check=[HealthCheck.filter_too_much])
+@given(models())
+def test_generated_models_read_back_exactly(model):
+    assert_round_trip(model)
+
+
+def test_idea_samples_read_and_state_the_same_model():
+    library = OpenModel.from_xml(DATA / "iom-rcs-ImportOpenModel.xml")  # UTF-8, library materials
+    explicit = OpenModel.from_xml(DATA / "iom-rcs-RcsOpenModel3.xml")  # UTF-16 declared utf-8
+    builder = OpenModel()
+    assert repr(library._mat_concrete_list[0]) == repr(
+        builder.create_matconcrete_ec2(o.ConcreteMaterial.C30_37)
+    )
+    steel = explicit._mat_reinforcement_list[0]
+    assert (steel.epsuk, steel.ftk) == (0.025, 500e6 * 1.08)  # IDEA's Ftk 0: k times fyk
+    for model in library, explicit:
+        rcs = model._reinforced_cross_section_list[0]
+        assert [len(rcs.bars), len(rcs.stirrups), rcs.stirrups[0].mandrel_diameter_factor] == [
+            12,
+            2,
+            4,
+        ]
+        assert model._check_member_list[0].name == "M 1"  # IDEA writes no name
+        assert model._check_section_list[0].extremes[0].description == "S1 - E 1"
+        assert write(OpenModel.from_xml(write(model))) == write(model)
+
+
+def test_sources_and_encodings():
+    xml = write(load_example("openmodel_import_sample").build_model())
+    text = xml.decode()
+    for source in [
+        io.BytesIO(xml),
+        bytearray(xml),
+        text.encode("utf-16"),
+        text.replace("utf-8", "utf-16").encode("utf-16-be"),
+    ]:
+        assert write(OpenModel.from_xml(source)) == xml
+    with pytest.raises(TypeError, match="binary stream"):
+        OpenModel.from_xml(io.StringIO(text))
+
+
+SAMPLE = (DATA / "iom-rcs-ImportOpenModel.xml").read_bytes().replace(b"\r\n", b"\n")
+LAUGHS = (
+    b'<!DOCTYPE r [<!ENTITY a "aaaaaaaaaa">'
+    + b"".join(
+        b'<!ENTITY a%d "%s">' % (i, b"&a%s;" % (str(i - 1).encode() if i else b"") * 10)
+        for i in range(10)
+    )
+    + b"]><OpenModel><Version>&a9;</Version></OpenModel>"
+)
+
+
+def parse_error(read, document):
+    try:
+        read(document)
+    except ET.ParseError as error:
+        return str(error), error.code, error.position
+
+
+NOT_XML = [b"not xml", SAMPLE[:3000], LAUGHS, SAMPLE + b"<x/>", b"<OpenModel>&nope;</OpenModel>"]
+
+
+@pytest.mark.parametrize("document", NOT_XML, ids=["text", "truncated", "laughs", "junk", "entity"])
+def test_documents_that_are_not_xml_fail_as_elementtree_fails(document):
+    ours = parse_error(OpenModel.from_xml, document)
+    assert ours is not None and ours == parse_error(ET.fromstring, document)
+
+
+MEMBER = b'<CheckMember xsi:type="CheckMember1D">\n      <Id>1</Id>\n    </CheckMember>'
+BAD = [
+    (b"<Fck>0</Fck>", b"<Fck>0</Fck><Fk>1</Fk>", "line 29: <Fk> is not part of a MatConcreteEc2"),
+    (
+        b"CrossSectionParameter",
+        b"CrossSectionOval",
+        'line 83: <CrossSection xsi:type="CrossSectionOval"> is not a type',
+    ),
+    (
+        b"<Diameter>0.012",
+        b"<Diameter>0,012",
+        "line 127: <Diameter> holds '0,012', which is not a number",
+    ),
+    (
+        b"<Id>1</Id>\n      </Element>",
+        b"<Id>2</Id>\n      </Element>",
+        "line 377: <Element> refers to CheckMember 2, which the document does not have",
+    ),
+    (b">Tg<", b">Tgg<", "line 88: <CrossSectionType> holds 'Tgg', which is not a CrossSectionType"),
+    (
+        b"<Beam />",
+        b"<Beam><Beam/></Beam>",
+        "line 356: <Beam> stands in <Beam>, which an RCS model cannot hold",
+    ),
+    (b"<L>3</L>", b"<L>6</L>", "line 403: <L> holds '6', but the model can state only '3' here"),
+    (MEMBER, MEMBER * 2, 'line 494: <CheckMember xsi:type="CheckMember1D"> repeats the id 1 of'),
+    (b"<Version>", b"<a>" * 40 + b"<Version>", "line 3: <a> is not part of an OpenModel document"),
+    (b"<X>0.346</X>", b"<X>0.346</X>" + b"<Y>0</Y>", "line 125: <Y> appears twice"),
+]
+
+
+@pytest.mark.parametrize("old, new, message", BAD, ids=[m[:24] for _, _, m in BAD])
+def test_documents_the_model_cannot_hold_name_element_and_line(old, new, message):
+    with pytest.raises(ValueError) as error:
+        OpenModel.from_xml(SAMPLE.replace(old, new, 1))
+    assert message in str(error.value)
+
+
+def test_inventory_command(capsys):
+    assert cli.main(["inventory", "--sections", str(DATA / "iom-rcs-ImportOpenModel.xml")]) == 0
+    out = capsys.readouterr().out
+    assert "concrete    1: C30/37" in out and "S1: member M 1, section R1 (12 bars" in out
+    assert cli.main(["inventory", str(DATA / "rcs-result-synthetic.xml")]) == 2
+    assert "is not an IDEA OpenModel document" in capsys.readouterr().err
