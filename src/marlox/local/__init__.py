@@ -28,7 +28,15 @@ from __future__ import annotations
 
 from . import conversion
 from .endpoints import call_endpoint, endpoint_paths, register_endpoint
-from .jobs import JobRunner, WorkerFailure, find_worker, register_worker, runner, unregister_worker
+from .jobs import JobRunner, runner
+from .workers import (
+    JobCancelled,
+    WorkerFailure,
+    find_worker,
+    progress,
+    register_worker,
+    unregister_worker,
+)
 
 __all__ = [
     "call_endpoint",
@@ -37,6 +45,8 @@ __all__ = [
     "register_endpoint",
     "JobRunner",
     "WorkerFailure",
+    "JobCancelled",
+    "progress",
     "find_worker",
     "register_worker",
     "unregister_worker",
