@@ -85,7 +85,8 @@ class PlatformApp:
         try:
             length = int(environ.get("CONTENT_LENGTH") or "")
         except ValueError:
-            raise _Reply(HTTPStatus.LENGTH_REQUIRED, "Send the body with a Content-Length") from None
+            message = "Send the body with a Content-Length"
+            raise _Reply(HTTPStatus.LENGTH_REQUIRED, message) from None
         if length < 0 or length > self.max_body:
             raise _Reply(
                 HTTPStatus.REQUEST_ENTITY_TOO_LARGE,
@@ -153,4 +154,5 @@ class PlatformApp:
 
 def _allow(method: str, *allowed: str) -> None:
     if method not in allowed:
-        raise _Reply(HTTPStatus.METHOD_NOT_ALLOWED, f"Use {' or '.join(allowed)} here, not {method}")
+        expected = " or ".join(allowed)
+        raise _Reply(HTTPStatus.METHOD_NOT_ALLOWED, f"Use {expected} here, not {method}")

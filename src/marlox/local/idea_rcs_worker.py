@@ -385,7 +385,8 @@ def _calculate(
         done = 0
         for batch in batches:
             if batch:
-                progress(f"fetching the results of sections {done + 1}-{done + len(batch)} of {count}")
+                last = done + len(batch)
+                progress(f"fetching the results of sections {done + 1}-{last} of {count}")
             else:
                 progress("fetching the results of every section")
             document.add(service.results(project_id, batch))
@@ -411,6 +412,6 @@ def _calculate(
 def idearcs(content: dict[str, Any], version: int) -> dict[str, bytes]:
     """The worker of the integration "idearcs": runs IDEA StatiCa RCS on the job's input XML
     and returns the result XML ("body") and, when asked, the .ideaRcs project
-    ("idea_rcs_body"), on the service that the environment names (:meth:`Settings.from_environment`).
+    ("idea_rcs_body"), on the service that the environment names.
     """
     return run(content, version, Settings.from_environment())
