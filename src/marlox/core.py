@@ -120,7 +120,7 @@ class _Deadline:
         self.seconds = seconds
         self.end = time.monotonic() + seconds
         self.expired = False
-        self._connections: list[http.client.HTTPConnection] = []
+        self._sockets: list[socket.socket] = []
         self._timer = threading.Timer(max(0.0, seconds), self._expire)
         self._timer.daemon = True
         self._timer.start()
@@ -128,17 +128,17 @@ class _Deadline:
     def remaining(self) -> float:
         return self.end - time.monotonic()
 
-    def watch(self, connection: http.client.HTTPConnection) -> None:
-        self._connections.append(connection)
+    def watch(self, sock: socket.socket) -> None:
+        self._sockets.append(sock)
         if self.expired:
             self._expire()
 
     def _expire(self) -> None:
         self.expired = True
-        for connection in self._connections:
-            if connection.sock is not None:
-                with contextlib.suppress(OSError):
-                    connection.sock.shutdown(socket.SHUT_RDWR)
+        for sock in self._sockets:
+            # The reply still reads from the socket after urllib let go of the connection.
+            with contextlib.suppress(OSError):
+                sock.shutdown(socket.SHUT_RDWR)
 
     def cancel(self) -> None:
         self._timer.cancel()
@@ -148,13 +148,13 @@ def _opener(deadline: _Deadline) -> urllib.request.OpenerDirector:
     """An opener (proxies of the environment, HTTPS) whose connections the deadline watches."""
 
     def factory(base):
-        def connect(host, **options):
-            options["timeout"] = max(0.001, deadline.remaining())
-            connection = base(host, **options)
-            deadline.watch(connection)
-            return connection
+        class Connection(base):
+            def connect(self) -> None:
+                self.timeout = max(0.001, deadline.remaining())
+                super().connect()
+                deadline.watch(self.sock)
 
-        return connect
+        return Connection
 
     class HTTPHandler(urllib.request.HTTPHandler):
         def http_open(self, request):

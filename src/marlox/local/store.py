@@ -193,7 +193,8 @@ class SqliteStore:
                     for sql, parameters in statements:
                         self._db.execute(sql, parameters)
                 except BaseException:
-                    self._db.execute("ROLLBACK")
+                    if self._db.in_transaction:  # some errors (a full disk) have rolled back
+                        self._db.execute("ROLLBACK")
                     raise
                 self._db.execute("COMMIT")
             except sqlite3.Error as error:
