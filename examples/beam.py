@@ -9,6 +9,7 @@ running RCS itself needs an IDEA StatiCa RCS service (``MARLOX_IDEA_RCS_URL`` or
     python examples/beam.py [beam.xml]
 """
 
+import logging
 import sys
 
 from marlox.errors import ExecutionError
@@ -60,6 +61,8 @@ def build_beam_model() -> Model:
 
 
 def main() -> None:
+    # The SDK logs a long job's progress; an application shows it by configuring logging.
+    logging.basicConfig(level=logging.INFO, format="%(name)s: %(message)s")
     output = sys.argv[1] if len(sys.argv) > 1 else "beam.xml"
     model = build_beam_model()
     input_file = model.generate_xml_input(as_file=True)

@@ -75,7 +75,7 @@ def main(argv: list[str] | None = None) -> int:
         help="how long ended jobs and their results are kept: seconds, or 90m, 12h, 30d (30d)",
     )
     serve.add_argument("--workers", type=int, default=4, help="jobs that run at a time (4)")
-    serve.add_argument("--threads", type=int, default=8, help="threads answering requests (8)")
+    serve.add_argument("--threads", type=int, default=4, help="threads answering requests (4)")
     serve.add_argument("--verbose", action="store_true", help="log every job")
     idea_rcs = commands.add_parser(
         "idea-rcs",
@@ -102,9 +102,10 @@ def main(argv: list[str] | None = None) -> int:
 
 def _serve(args: argparse.Namespace) -> int:
     from .jobs import JobRunner
-    from .server import make_server
+    from .server import SWITCH_INTERVAL, make_server
     from .store import DATABASE_NAME, SqliteStore, StoreError
 
+    sys.setswitchinterval(SWITCH_INTERVAL)
     try:
         store = SqliteStore(args.data_dir / DATABASE_NAME)
     except StoreError as error:
