@@ -121,6 +121,10 @@ class JobRunner:
                 worker = find_worker(record.integration)
             except JobRequestError as error:
                 worker, record.message = None, str(error)
+            if worker is None and not record.message:
+                record.message = (
+                    f"No worker is registered for the integration '{record.integration}'"
+                )
             log.info("job %s (%s) is queued again", record.id, record.integration)
             self._enqueue(_Active(record, worker))
 
@@ -237,6 +241,7 @@ class JobRunner:
 
     def status(self, job_id: str) -> dict[str, Any]:
         """``{"status", "message"}`` of the job, and ``"results"`` (field names) once finished."""
+        self._expire()
         job = self._job(job_id)
         reply: dict[str, Any] = {"status": job.status, "message": job.message}
         if job.status == "finished":
