@@ -111,24 +111,21 @@ def _serve(args: argparse.Namespace) -> int:
     except StoreError as error:
         print(f"python -m marlox.local serve: {error}", file=sys.stderr)
         return 1
-    logging.info("jobs are kept in %s for %g s after they end", store.path, args.keep)
-    jobs = JobRunner(max_running=args.workers, store=store, keep=args.keep)
     try:
+        # Bound before the jobs are taken up again: a port in use must not interrupt them.
         server = make_server(
-            args.host,
-            args.port,
-            token=args.token,
-            max_body=args.max_body,
-            jobs=jobs,
-            threads=args.threads,
+            args.host, args.port, token=args.token, max_body=args.max_body, threads=args.threads
         )
     except (ImportError, OSError) as error:
-        jobs.close()
+        store.close()
         print(f"python -m marlox.local serve: {error}", file=sys.stderr)
         return 1
-    signal.signal(signal.SIGTERM, _stop)
-    print(f"Marlox local platform serving on {server.url}", flush=True)
+    kept = f"{args.keep / 86400:g} days" if args.keep >= 86400 else f"{args.keep:g} s"
+    logging.info("jobs are kept in %s for %s after they end", store.path, kept)
+    server.app.jobs = jobs = JobRunner(max_running=args.workers, store=store, keep=args.keep)
     try:
+        signal.signal(signal.SIGTERM, _stop)
+        print(f"Marlox local platform serving on {server.url}", flush=True)
         server.serve_forever()
     except KeyboardInterrupt:
         pass

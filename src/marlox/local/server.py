@@ -31,7 +31,7 @@ CHANNEL_TIMEOUT = 60
 
 def _waitress() -> Any:
     try:
-        from waitress import channel, server, task
+        from waitress import adjustments, channel, server, task
     except ImportError:
         raise ImportError(
             "Serving the local platform needs waitress: pip install 'marlox[server]'"
@@ -56,16 +56,15 @@ def _waitress() -> Any:
     class Server(server.TcpWSGIServer):
         channel_class = Channel
 
-    return Server
+    return Server, adjustments.Adjustments
 
 
 class PlatformServer:
     """The platform served on one address; ``serve_forever()`` serves until ``shutdown()``."""
 
     def __init__(self, app: PlatformApp, host: str, port: int, threads: int) -> None:
-        from waitress.adjustments import Adjustments
-
-        adjustments = Adjustments(
+        server, adjustments = _waitress()
+        adjustments = adjustments(
             host=host,
             port=port,
             threads=threads,
@@ -75,7 +74,7 @@ class PlatformServer:
             clear_untrusted_proxy_headers=True,
         )
         self.app = app
-        self._server = _waitress()(app, adj=adjustments)
+        self._server = server(app, adj=adjustments)
         self._serving = False
         self._stop = threading.Event()
         self._stopped = threading.Event()
