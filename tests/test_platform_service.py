@@ -141,6 +141,10 @@ def test_concurrent_submissions_and_polling_across_a_restart(tmp_path, monkeypat
             analyses = [IdeaRcsAnalysis(io.BytesIO(b"%d" % i)) for i in range(16)]
             list(pool.map(lambda analysis: analysis.execute(timeout=20), analyses))
         assert len({analysis.job_id for analysis in analyses}) == 16
+        gone = f"jobs/{analyses[0].job_id}"
+        assert core._platform_request("DELETE", gone, None, 5, gone) == {"deleted": gone[5:]}
+        with pytest.raises(InternalError, match="HTTP 404: There is no job"):
+            core._platform_request("GET", gone, None, 5, gone)
         server.app.jobs.submit("test", 1, {"wait": True})  # takes the only slot
         queued = IdeaRcsAnalysis(io.BytesIO(b"late"))
         polling = threading.Thread(target=queued.execute, kwargs={"timeout": 20})
