@@ -133,6 +133,24 @@ def test_cancel_and_delete(tmp_path):
     run.close()
 
 
+def test_a_cancelled_rcs_job_stops_after_its_stage_and_closes_its_project(monkeypatch, tmp_path):
+    from rcs_service_fake import FakeRcsService
+
+    monkeypatch.delitem(jobs._registered, "idearcs")  # the built-in worker
+    service = FakeRcsService([])
+    service.delays["calculate"] = 0.5
+    with serving(service) as url:
+        monkeypatch.setenv("MARLOX_IDEA_RCS_URL", url)
+        run = runner(tmp_path)
+        job = run.submit("idearcs", 1, {"body": "PE9wZW5Nb2RlbC8+"})
+        while run.status(job)["message"] != "calculating every section in RCS":
+            time.sleep(0.01)
+        run.cancel(job)
+        assert run.wait(job, 10) == {"status": "failed", "message": jobs.CANCELLED}
+        assert [call for call, _ in service.calls][-2:] == ["calculate", "close"]
+        run.close()
+
+
 def test_concurrent_submissions_and_polling_across_a_restart(tmp_path, monkeypatch):
     server = make_server(jobs=runner(tmp_path))
     with serving(server) as url:
