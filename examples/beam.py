@@ -10,6 +10,7 @@ clearly.
     python examples/beam.py [beam.xml]
 """
 
+import logging
 import sys
 
 from marlox.errors import ExecutionError
@@ -61,6 +62,8 @@ def build_beam_model() -> tuple[Model, Beam]:
 
 
 def main() -> None:
+    # The SDK logs a long job's progress; an application shows it by configuring logging.
+    logging.basicConfig(level=logging.INFO, format="%(name)s: %(message)s")
     output = sys.argv[1] if len(sys.argv) > 1 else "beam.xml"
     model, beam = build_beam_model()
     # Before paying for a run: the findings (none for this beam) and a drawing to look at.

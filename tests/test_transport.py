@@ -198,12 +198,12 @@ def test_server_replies_with_json_errors():
         connection.close()
 
 
-def test_served_from_the_command_line(monkeypatch):
+def test_served_from_the_command_line(monkeypatch, tmp_path):
     """``python -m marlox.local serve`` on a free loopback port, stopped by SIGTERM."""
     env = {k: v for k, v in os.environ.items() if not k.startswith("MARLOX_")}
     server = subprocess.Popen(
         [sys.executable, "-m", "marlox.local", "serve", "--host", "127.0.0.1", "--port", "0"]
-        + ["--token", "s3cret"],
+        + ["--token", "s3cret", "--data-dir", str(tmp_path)],
         stdout=subprocess.PIPE,
         stderr=subprocess.PIPE,
         text=True,
@@ -218,7 +218,7 @@ def test_served_from_the_command_line(monkeypatch):
         with urllib.request.urlopen(url + "/health", timeout=10) as health:
             assert json.load(health) == {"status": "ok"}
         use_platform(monkeypatch, url, "s3cret")
-        with pytest.raises(InternalError, match="HTTP 500: The 'input' is not base64"):
+        with pytest.raises(InternalError, match="HTTP 400: The 'input' is not base64"):
             core._post_on_addon_endpoint(CONVERSION, {"input": "?"}, timeout=10)
         use_platform(monkeypatch, url, "guess")
         with pytest.raises(InternalError, match="HTTP 401: A valid bearer token is required"):

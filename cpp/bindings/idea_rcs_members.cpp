@@ -103,7 +103,10 @@ void bind_abstract_method(nb::module_ &m) {
         .def("__repr__", [](const AbstractMethod &self) {
             return nb::str("<abstract method {}>").format(self.function.attr("__qualname__"));
         });
-    // An implementation detail: not part of the module's namespace.
+    // An implementation detail: not part of the module's namespace. The type is kept alive here,
+    // since nanobind's registry does not own it: once collected, casts to it would fail.
+    static PyObject *keep = cls.inc_ref().ptr();
+    (void)keep;
     nb::delattr(m, "_AbstractMethod");
 }
 

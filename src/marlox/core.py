@@ -2,10 +2,14 @@
 
 from __future__ import annotations
 
+import contextlib
 import http.client
 import io
 import json
 import os
+import socket
+import threading
+import time
 import urllib.error
 import urllib.request
 from collections.abc import Mapping
@@ -108,12 +112,88 @@ def _platform_message(raw: bytes) -> str:
     return text or "(empty reply)"
 
 
+class _Deadline:
+    """A whole-request deadline: the socket of the connection is shut down when it passes, so
+    that no read or write outlasts it however slowly the other side sends."""
+
+    def __init__(self, seconds: float) -> None:
+        self.seconds = seconds
+        self.end = time.monotonic() + seconds
+        self.expired = False
+        self._sockets: list[socket.socket] = []
+        self._timer = threading.Timer(max(0.0, seconds), self._expire)
+        self._timer.daemon = True
+        self._timer.start()
+
+    def remaining(self) -> float:
+        return self.end - time.monotonic()
+
+    def watch(self, sock: socket.socket) -> None:
+        self._sockets.append(sock)
+        if self.expired:
+            self._expire()
+
+    def _expire(self) -> None:
+        self.expired = True
+        for sock in self._sockets:
+            # The reply still reads from the socket after urllib let go of the connection.
+            with contextlib.suppress(OSError):
+                sock.shutdown(socket.SHUT_RDWR)
+
+    def cancel(self) -> None:
+        self._timer.cancel()
+
+
+def _opener(deadline: _Deadline) -> urllib.request.OpenerDirector:
+    """An opener (proxies of the environment, HTTPS) whose connections the deadline watches."""
+
+    def factory(base):
+        class Connection(base):
+            def connect(self) -> None:
+                self.timeout = max(0.001, deadline.remaining())
+                super().connect()
+                deadline.watch(self.sock)
+
+        return Connection
+
+    class HTTPHandler(urllib.request.HTTPHandler):
+        def http_open(self, request):
+            return self.do_open(factory(http.client.HTTPConnection), request)
+
+    class HTTPSHandler(urllib.request.HTTPSHandler):
+        def https_open(self, request):
+            connection = factory(http.client.HTTPSConnection)
+            return self.do_open(connection, request, context=self._context)
+
+    return urllib.request.build_opener(HTTPHandler, HTTPSHandler)
+
+
+#: Failures of the connection itself, which an idempotent request rides out by retrying.
+_CONNECTION_FAILURES = (ConnectionError, http.client.RemoteDisconnected, http.client.BadStatusLine)
+#: First and longest pause between two tries of an idempotent request, in seconds.
+FIRST_RETRY, LONGEST_RETRY = 0.1, 2.0
+
+
+def _connection_failure(error: BaseException) -> bool:
+    reason = getattr(error, "reason", error)
+    return isinstance(reason, _CONNECTION_FAILURES) or isinstance(error, _CONNECTION_FAILURES)
+
+
 def _platform_request(
-    method: str, route: str, body: Mapping[str, Any] | None, timeout: float, what: str
+    method: str,
+    route: str,
+    body: Mapping[str, Any] | None,
+    timeout: float,
+    what: str,
+    retry: bool = False,
 ) -> Any:
     """Send one JSON request to the configured platform and return its decoded JSON reply.
 
     ``route`` is relative to the platform's base URL; ``what`` names the endpoint in errors.
+    ``timeout`` bounds the whole request (connecting, sending, the complete reply), however
+    slowly the platform answers. With ``retry`` (idempotent requests only) a connection that is
+    refused or dropped is tried again, with pauses growing from :data:`FIRST_RETRY` to
+    :data:`LONGEST_RETRY`, as long as ``timeout`` allows: a platform that restarts is ridden out.
     Every failure (status, transport, reply that is not JSON) is an :class:`InternalError`.
     """
     platform = _platform()
@@ -132,25 +212,43 @@ def _platform_request(
                 f"Platform endpoint '{what}' failed: the request is not JSON: {error}"
             ) from error
         headers["Content-Type"] = "application/json"
-    request = urllib.request.Request(f"{base}/{route}", data=data, headers=headers, method=method)
+    url = f"{base}/{route}"
+    deadline = _Deadline(timeout)
+    pause = FIRST_RETRY
     try:
-        with urllib.request.urlopen(request, timeout=timeout) as response:
-            raw = response.read()
-    except urllib.error.HTTPError as error:
-        try:
-            raw = error.read()
-        except (OSError, http.client.HTTPException):
-            raw = b""
-        finally:
-            error.close()
-        raise InternalError(
-            f"Platform endpoint '{what}' failed with HTTP {error.code}: {_platform_message(raw)}"
-        ) from error
-    except (OSError, http.client.HTTPException) as error:
-        reason = getattr(error, "reason", None) or str(error) or type(error).__name__
-        raise InternalError(
-            f"Platform endpoint '{what}' failed: no answer from {base}: {reason}"
-        ) from error
+        while True:
+            request = urllib.request.Request(url, data=data, headers=headers, method=method)
+            try:
+                with _opener(deadline).open(request) as response:
+                    raw = response.read()
+                break
+            except urllib.error.HTTPError as error:
+                try:
+                    raw = error.read()
+                except (OSError, http.client.HTTPException):
+                    raw = b""
+                finally:
+                    error.close()
+                raise InternalError(
+                    f"Platform endpoint '{what}' failed with HTTP {error.code}: "
+                    f"{_platform_message(raw)}"
+                ) from error
+            except (OSError, http.client.HTTPException) as error:
+                if deadline.expired or isinstance(getattr(error, "reason", error), TimeoutError):
+                    raise InternalError(
+                        f"Platform endpoint '{what}' failed: no complete answer from {url} "
+                        f"within {timeout:g} s (timed out)"
+                    ) from error
+                if retry and _connection_failure(error) and deadline.remaining() > pause:
+                    time.sleep(pause)
+                    pause = min(pause * 2, LONGEST_RETRY)
+                    continue
+                reason = getattr(error, "reason", None) or str(error) or type(error).__name__
+                raise InternalError(
+                    f"Platform endpoint '{what}' failed: no answer from {url}: {reason}"
+                ) from error
+    finally:
+        deadline.cancel()
     try:
         return json.loads(raw)
     except ValueError as error:
@@ -164,8 +262,9 @@ def _post_on_addon_endpoint(path: str, data: Mapping[str, Any], timeout: float =
 
     With a platform configured (``MARLOX_PLATFORM_URL``, ``MARLOX_PLATFORM_TOKEN``) the body goes
     to ``<url>/addon/<path>`` with the token as bearer; without one, the embedded local platform
-    (:mod:`marlox.local`) answers in-process. Any failure raises :class:`InternalError` naming
-    the endpoint and the platform's own message.
+    (:mod:`marlox.local`) answers in-process. ``timeout`` bounds the whole request, however
+    slowly the platform sends its reply. Any failure raises :class:`InternalError` naming the
+    endpoint and the platform's own message.
     """
     path = path.lstrip("/")
     if _platform() is not None:

@@ -33,8 +33,11 @@ DEFAULT_TIMEOUT = 3600.0
 PROGRESS_INTERVAL = 10.0
 #: First and longest pause between two status requests, in seconds.
 FIRST_POLL, LONGEST_POLL = 0.05, 2.0
-#: Longest single request to the platform's job API, in seconds.
+#: Longest status request to the platform's job API, in seconds; a submission and a result
+#: download may take what is left of the caller's time-out.
 REQUEST_TIMEOUT = 30.0
+#: Seconds a job that ran out of time is given to take its cancellation.
+CANCEL_TIMEOUT = 5.0
 
 
 class _JobContent(dict):
@@ -70,16 +73,17 @@ def _abridged(value: Any) -> str:
 class _PlatformJobs:
     """The job API of the configured platform, over HTTP."""
 
-    def submit(self, integration: str, version: int, content: dict[str, Any]) -> str:
+    def submit(self, integration: str, version: int, content: dict, timeout: float) -> str:
+        # Never repeated: a submission that may have arrived would start a second job.
         body = {"integration": integration, "version": version, "content": content}
-        reply = core._platform_request("POST", "jobs", body, REQUEST_TIMEOUT, "jobs")
+        reply = core._platform_request("POST", "jobs", body, timeout, "jobs")
         if not isinstance(reply, dict) or not isinstance(reply.get("id"), str):
             raise InternalError(f"Platform endpoint 'jobs' failed: no job id in {reply!r}")
         return reply["id"]
 
     def status(self, job_id: str, timeout: float) -> dict[str, Any]:
         what = f"jobs/{job_id}"
-        reply = core._platform_request("GET", what, None, timeout, what)
+        reply = core._platform_request("GET", what, None, timeout, what, retry=True)
         status = reply.get("status") if isinstance(reply, dict) else None
         unlisted = status == "finished" and not isinstance(reply.get("results"), list)
         if status not in ("queued", "running", "finished", "failed") or unlisted:
@@ -91,7 +95,7 @@ class _PlatformJobs:
 
     def result(self, job_id: str, field: str, timeout: float) -> bytes:
         what = f"jobs/{job_id}/results/{field}"
-        reply = core._platform_request("GET", what, None, timeout, what)
+        reply = core._platform_request("GET", what, None, timeout, what, retry=True)
         data = reply.get("data") if isinstance(reply, dict) else None
         try:
             if not isinstance(data, str):
@@ -101,6 +105,10 @@ class _PlatformJobs:
             raise InternalError(
                 f"Platform endpoint '{what}' failed: the result is not base64 data: {error}"
             ) from error
+
+    def cancel(self, job_id: str) -> None:
+        what = f"jobs/{job_id}/cancel"
+        core._platform_request("POST", what, {}, CANCEL_TIMEOUT, what)
 
 
 class _LocalJobs:
@@ -122,7 +130,7 @@ class _LocalJobs:
         ) as error:
             raise InternalError(f"Platform endpoint '{what}' failed: {error}") from error
 
-    def submit(self, integration: str, version: int, content: dict[str, Any]) -> str:
+    def submit(self, integration: str, version: int, content: dict, timeout: float) -> str:
         try:
             # Through JSON, as over the wire: the worker sees what a remote worker would see.
             content = json.loads(json.dumps(content))
@@ -140,6 +148,9 @@ class _LocalJobs:
 
     def result(self, job_id: str, field: str, timeout: float) -> bytes:
         return self._call(f"jobs/{job_id}/results/{field}", self._runner.result, job_id, field)
+
+    def cancel(self, job_id: str) -> None:
+        self._call(f"jobs/{job_id}/cancel", self._runner.cancel, job_id)
 
 
 class ExternalProgram:
@@ -191,29 +202,38 @@ class ExternalProgram:
         self._results = None
         started = time.monotonic()
         deadline = started + timeout
-        self._job_id = job_id = jobs.submit(self._integration, self._version, body)
-        log.debug("job %s (%s) submitted", job_id, self._integration)
 
-        def request_timeout() -> float:
-            return max(1.0, min(REQUEST_TIMEOUT, deadline - time.monotonic()))
+        def left() -> float:
+            return deadline - time.monotonic()
+
+        self._job_id = job_id = jobs.submit(self._integration, self._version, body, timeout)
+        log.debug("job %s (%s) submitted", job_id, self._integration)
 
         pause, next_report = FIRST_POLL, started + PROGRESS_INTERVAL
         while True:
-            status = jobs.status(job_id, request_timeout())
+            try:
+                status = jobs.status(job_id, min(REQUEST_TIMEOUT, max(left(), 0.001)))
+            except InternalError:
+                if left() > 0:
+                    raise
+                status = {"status": "unknown (the platform did not answer in time)"}
             if status["status"] in ("finished", "failed"):
                 break
             now = time.monotonic()
             if now >= deadline:
+                self._cancel(jobs, job_id)
                 raise ExecutionError(
                     f"The job {job_id} ({self._integration}) did not finish within "
                     f"{timeout:g} s (waited {now - started:.1f} s; it is {status['status']})"
                 )
             if now >= next_report:
+                stage = status.get("message") or ""
                 log.info(
-                    "job %s (%s) is %s after %.0f s",
+                    "job %s (%s) is %s%s after %.0f s",
                     job_id,
                     self._integration,
                     status["status"],
+                    f" ({stage})" if stage else "",
                     now - started,
                 )
                 next_report = now + PROGRESS_INTERVAL
@@ -227,10 +247,17 @@ class ExternalProgram:
             self._handle_execution_error(message)
             raise ExecutionError(message or f"The job {job_id} ({self._integration}) failed")
         self._results = {
-            field: jobs.result(job_id, field, request_timeout()) for field in status["results"]
+            field: jobs.result(job_id, field, max(left(), 0.001)) for field in status["results"]
         }
         waited = time.monotonic() - started
         log.debug("job %s (%s) finished after %.1f s", job_id, self._integration, waited)
+
+    def _cancel(self, jobs: Any, job_id: str) -> None:
+        # Nobody will fetch the results of a job that ran out of time: free its worker.
+        try:
+            jobs.cancel(job_id)
+        except InternalError as error:
+            log.debug("job %s (%s) was not cancelled: %s", job_id, self._integration, error)
 
     def _get_result(self, field: str, as_file: bool = False) -> io.BytesIO | core.File:
         """The bytes of the result field ``field`` of the executed job: a :class:`io.BytesIO`

@@ -6,7 +6,7 @@ endpoints are answered by :func:`call_endpoint` and jobs run on the in-process :
 one the SDK speaks to any platform (README.md beside this file has the details).
 
 Protocol (every body is JSON; every error reply is ``{"error": text}`` with status 400, 401, 404,
-405, 409, 411, 413 or 500; with a token configured every request but ``/health`` needs
+405, 409, 411, 413, 500 or 503; with a token configured every request but ``/health`` needs
 ``Authorization: Bearer <token>``):
 
 =========================================  ==================================================
@@ -21,6 +21,10 @@ Protocol (every body is JSON; every error reply is ``{"error": text}`` with stat
                                            worker's failure text
 ``GET /jobs/<id>/results/<field>``         ``{"data": base64}``: the field's bytes (409 while
                                            the job has not finished)
+``POST /jobs/<id>/cancel``                 cancels the job (a running one at its worker's next
+                                           :func:`progress`); its status
+``DELETE /jobs/<id>``                      cancels the job if need be and forgets it:
+                                           ``{"deleted": id}``
 =========================================  ==================================================
 """
 
@@ -28,7 +32,15 @@ from __future__ import annotations
 
 from . import conversion
 from .endpoints import call_endpoint, endpoint_paths, register_endpoint
-from .jobs import JobRunner, WorkerFailure, find_worker, register_worker, runner, unregister_worker
+from .jobs import JobRunner, runner
+from .workers import (
+    JobCancelled,
+    WorkerFailure,
+    find_worker,
+    progress,
+    register_worker,
+    unregister_worker,
+)
 
 __all__ = [
     "call_endpoint",
@@ -37,6 +49,8 @@ __all__ = [
     "register_endpoint",
     "JobRunner",
     "WorkerFailure",
+    "JobCancelled",
+    "progress",
     "find_worker",
     "register_worker",
     "unregister_worker",

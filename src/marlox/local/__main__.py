@@ -8,10 +8,33 @@ import argparse
 import base64
 import ipaddress
 import logging
+import os
+import re
 import signal
 import sys
+from pathlib import Path
 
-from .server import DEFAULT_MAX_BODY, make_server
+from .app import DEFAULT_MAX_BODY
+
+#: Seconds an ended job is kept unless ``--keep`` says otherwise (30 days).
+DEFAULT_KEEP = 30 * 86400.0
+_UNITS = {"s": 1, "m": 60, "h": 3600, "d": 86400}
+
+
+def default_data_dir() -> Path:
+    """The per-user directory of the served platform's jobs."""
+    if sys.platform == "win32":
+        base = os.environ.get("LOCALAPPDATA") or Path.home() / "AppData" / "Local"
+    else:
+        base = os.environ.get("XDG_DATA_HOME") or Path.home() / ".local" / "share"
+    return Path(base) / "marlox" / "platform"
+
+
+def _duration(text: str) -> float:
+    match = re.fullmatch(r"\s*(\d+(?:\.\d*)?)\s*([smhd]?)\s*", text)
+    if not match:
+        raise argparse.ArgumentTypeError(f"not a duration such as 3600, 90m, 12h or 30d: {text!r}")
+    return float(match[1]) * _UNITS[match[2] or "s"]
 
 
 def _is_loopback(host: str) -> bool:
@@ -39,7 +62,21 @@ def main(argv: list[str] | None = None) -> int:
         default=DEFAULT_MAX_BODY,
         help=f"largest request body in bytes ({DEFAULT_MAX_BODY})",
     )
-    serve.add_argument("--verbose", action="store_true", help="log every request")
+    serve.add_argument(
+        "--data-dir",
+        type=Path,
+        default=default_data_dir(),
+        help=f"directory of the job database ({default_data_dir()})",
+    )
+    serve.add_argument(
+        "--keep",
+        type=_duration,
+        default=DEFAULT_KEEP,
+        help="how long ended jobs and their results are kept: seconds, or 90m, 12h, 30d (30d)",
+    )
+    serve.add_argument("--workers", type=int, default=4, help="jobs that run at a time (4)")
+    serve.add_argument("--threads", type=int, default=4, help="threads answering requests (4)")
+    serve.add_argument("--verbose", action="store_true", help="log every job")
     idea_rcs = commands.add_parser(
         "idea-rcs",
         help="check the IDEA StatiCa RCS service that MARLOX_IDEA_RCS_URL or "
@@ -60,21 +97,48 @@ def main(argv: list[str] | None = None) -> int:
     )
     if not args.token and not _is_loopback(args.host):
         logging.warning("serving on %s without a token: anyone may use it", args.host)
-    server = make_server(args.host, args.port, token=args.token, max_body=args.max_body)
-    signal.signal(signal.SIGTERM, _stop)
-    print(f"Marlox local platform serving on {server.url}", flush=True)
+    return _serve(args)
+
+
+def _serve(args: argparse.Namespace) -> int:
+    from .jobs import JobRunner
+    from .server import SWITCH_INTERVAL, make_server
+    from .store import DATABASE_NAME, SqliteStore, StoreError
+
+    sys.setswitchinterval(SWITCH_INTERVAL)
     try:
+        store = SqliteStore(args.data_dir / DATABASE_NAME)
+    except StoreError as error:
+        print(f"python -m marlox.local serve: {error}", file=sys.stderr)
+        return 1
+    try:
+        # Bound before the jobs are taken up again: a port in use must not interrupt them.
+        server = make_server(
+            args.host, args.port, token=args.token, max_body=args.max_body, threads=args.threads
+        )
+    except (ImportError, OSError) as error:
+        store.close()
+        print(f"python -m marlox.local serve: {error}", file=sys.stderr)
+        return 1
+    kept = f"{args.keep / 86400:g} days" if args.keep >= 86400 else f"{args.keep:g} s"
+    logging.info("jobs are kept in %s for %s after they end", store.path, kept)
+    server.app.jobs = jobs = JobRunner(max_running=args.workers, store=store, keep=args.keep)
+    try:
+        signal.signal(signal.SIGTERM, _stop)
+        print(f"Marlox local platform serving on {server.url}", flush=True)
         server.serve_forever()
     except KeyboardInterrupt:
         pass
     finally:
         server.server_close()
+        jobs.close()
+        logging.info("stopped")
     return 0
 
 
 def _idea_rcs(input_path: str | None, output: str, rcs_file: str | None) -> int:
     from . import idea_rcs_worker as worker
-    from .jobs import WorkerFailure
+    from .workers import WorkerFailure
 
     try:
         settings = worker.Settings.from_environment()

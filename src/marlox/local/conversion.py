@@ -15,7 +15,7 @@ import zlib
 from typing import Any
 
 from ..errors import InternalError
-from .endpoints import register_endpoint
+from .endpoints import RequestError, register_endpoint
 
 __all__ = ["CONVERSION_PATH", "convert"]
 
@@ -36,16 +36,16 @@ def convert(request: dict[str, Any]) -> dict[str, str]:
     """Answer one conversion request (see the module documentation)."""
     payload = request.get("input")
     if not isinstance(payload, str):
-        raise InternalError("The request has no text 'input' (base64 of the gzipped model JSON)")
+        raise RequestError("The request has no text 'input' (base64 of the gzipped model JSON)")
     try:
         document = gzip.decompress(base64.b64decode(payload, validate=True))
     except (binascii.Error, ValueError) as error:
-        raise InternalError(f"The 'input' is not base64 text: {error}") from error
+        raise RequestError(f"The 'input' is not base64 text: {error}") from error
     except (OSError, EOFError, zlib.error) as error:
-        raise InternalError(f"The 'input' is not gzip data: {error}") from error
+        raise RequestError(f"The 'input' is not gzip data: {error}") from error
     try:
         xml = _writer()(document)
     except (ValueError, TypeError, KeyError) as error:
-        raise InternalError(f"The model cannot be converted to input XML: {error}") from error
+        raise RequestError(f"The model cannot be converted to input XML: {error}") from error
     encoded = base64.b64encode(gzip.compress(xml, compresslevel=6)).decode("ascii")
     return {"input_file": encoded}

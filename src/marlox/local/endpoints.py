@@ -8,11 +8,16 @@ from typing import Any
 
 from ..errors import InternalError
 
-__all__ = ["register_endpoint", "call_endpoint", "endpoint_paths"]
+__all__ = ["register_endpoint", "call_endpoint", "endpoint_paths", "RequestError"]
 
 Service = Callable[[dict[str, Any]], dict[str, Any]]
 
 _ENDPOINTS: dict[str, Service] = {}
+
+
+class RequestError(InternalError):
+    """A request that the endpoint cannot take (malformed body): the caller's fault, answered
+    400 over HTTP. Other failures of a service are answered 500."""
 
 
 def _key(path: str) -> str:
@@ -49,9 +54,9 @@ def call_endpoint(path: str, body: Mapping[str, Any]) -> dict[str, Any]:
     try:
         request = json.loads(json.dumps(body))
     except (TypeError, ValueError) as error:
-        raise InternalError(f"The request is not JSON: {error}") from error
+        raise RequestError(f"The request is not JSON: {error}") from error
     if not isinstance(request, dict):
-        raise InternalError("The request body must be a JSON object")
+        raise RequestError("The request body must be a JSON object")
     try:
         reply = service(request)
         return json.loads(json.dumps(reply))

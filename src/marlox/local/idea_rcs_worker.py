@@ -14,6 +14,10 @@ IDEA StatiCa installs the service with RCS on Windows (``IdeaStatiCa.RcsRestApi.
    (``GET .../download``) into "idea_rcs_body";
 5. closes the project (``PUT .../close``) whenever it was opened, and stops a service it started.
 
+It reports each stage as the job's progress (connecting, importing, calculating, fetching the
+results of sections k to m of n, writing, downloading); a job asked to stop stops there, and the
+project is closed as in any failure.
+
 Failures carry the texts that the analysis job knows: "Marlox Idea link not found" (no service
 configured, reachable or startable), "Missing input" (an empty or undecodable body), "Failed
 creating model" (the import failed), "Failed calculation" (calculating or fetching the results
@@ -45,10 +49,11 @@ from dataclasses import dataclass
 from pathlib import Path
 from typing import Any
 
-from .jobs import WorkerFailure
 from .rcs_result_xml import ResultFormatError, ResultXml
+from .workers import WorkerFailure, progress
 
 __all__ = [
+    "idearcs",
     "Settings",
     "RcsService",
     "ServiceError",
@@ -338,7 +343,9 @@ def run(content: Mapping[str, Any], version: int, settings: Settings) -> dict[st
     want_xml = content.get("return_result_xml", True) is not False
     want_rcs_file = version >= 2 and bool(content.get("return_rcs_file"))
 
+    progress("connecting to the RCS service")
     with connect(settings) as service:
+        progress("importing the input into RCS")
         try:
             project_id = service.import_iom(input_xml)
         except ServiceError as error:
@@ -371,9 +378,19 @@ def _calculate(
 ) -> dict[str, bytes]:
     document = ResultXml()
     try:
+        progress("calculating every section in RCS")
         overview = service.calculate(project_id)
-        for batch in _section_batches(overview) if want_xml else ():
+        batches = _section_batches(overview) if want_xml else []
+        count = sum(len(batch) for batch in batches)
+        done = 0
+        for batch in batches:
+            if batch:
+                last = done + len(batch)
+                progress(f"fetching the results of sections {done + 1}-{last} of {count}")
+            else:
+                progress("fetching the results of every section")
             document.add(service.results(project_id, batch))
+            done += len(batch)
     except ServiceError as error:
         log.warning("RCS did not calculate the project %s: %s", project_id, error)
         raise WorkerFailure(FAILED_CALCULATION) from None
@@ -381,10 +398,20 @@ def _calculate(
         raise WorkerFailure(f"The RCS results cannot be written as result XML: {error}") from None
     fields: dict[str, bytes] = {}
     if want_xml:
+        progress("writing the result XML")
         fields["body"] = document.finish()
     if want_rcs_file:
+        progress("downloading the RCS project")
         try:
             fields["idea_rcs_body"] = service.download(project_id)
         except ServiceError as error:
             raise WorkerFailure(f"The .ideaRcs project cannot be downloaded: {error}") from None
     return fields
+
+
+def idearcs(content: dict[str, Any], version: int) -> dict[str, bytes]:
+    """The worker of the integration "idearcs": runs IDEA StatiCa RCS on the job's input XML
+    and returns the result XML ("body") and, when asked, the .ideaRcs project
+    ("idea_rcs_body"), on the service that the environment names.
+    """
+    return run(content, version, Settings.from_environment())

@@ -1,184 +1,128 @@
-"""The local platform over HTTP (see the package documentation for the protocol)."""
+"""The local platform over HTTP: :class:`~marlox.local.app.PlatformApp` under waitress.
+
+Waitress is a pure-Python WSGI server: it installs and runs alike on Windows (where IDEA StatiCa
+RCS lives) and Linux, with no compiler and no event-loop extension; it speaks HTTP/1.1 with
+keep-alive, buffers request bodies before the application sees them (to a bound), answers from a
+fixed pool of threads and is kept by the Pylons project. It is the optional extra ``server``;
+the embedded platform does not need it.
+"""
 
 from __future__ import annotations
 
-import base64
-import hmac
-import json
-import logging
-import re
-import sys
+import threading
 from http import HTTPStatus
-from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 from typing import Any
-from urllib.parse import unquote, urlsplit
 
-from ..errors import InternalError
-from . import endpoints
-from .jobs import JobNotFinished, JobNotFound, JobRequestError, JobRunner, runner
+from .app import DEFAULT_MAX_BODY, PlatformApp, json_reply
+from .jobs import JobRunner, runner
 
-__all__ = ["DEFAULT_MAX_BODY", "LocalPlatformServer", "make_server"]
+__all__ = ["DEFAULT_MAX_BODY", "PlatformServer", "make_server"]
 
-log = logging.getLogger("marlox.local.server")
-
-#: Largest request body accepted, in bytes (larger ones get 413).
-DEFAULT_MAX_BODY = 256 * 1024 * 1024
-
-_JOB = re.compile(r"^/jobs/([^/]+)$")
-_RESULT = re.compile(r"^/jobs/([^/]+)/results/([^/]+)$")
-
-
-class _Reply(Exception):
-    """Ends a request with an error reply ``{"error": message}``."""
-
-    def __init__(self, status: HTTPStatus, message: str) -> None:
-        super().__init__(message)
-        self.status = status
-        self.message = message
+#: Threads that answer requests. Answering is brief and holds the interpreter lock, so more
+#: threads only queue for it; jobs run on threads of their own.
+DEFAULT_THREADS = 4
+#: Interpreter switch interval (seconds) that ``python -m marlox.local serve`` sets for its
+#: process: the one thread that reads and writes every connection then waits less for the
+#: interpreter lock (a tenth of the p99 latency of a status poll under 20 pollers).
+SWITCH_INTERVAL = 0.001
+#: Seconds an idle keep-alive connection is kept, and a client may take to send its request.
+CHANNEL_TIMEOUT = 60
 
 
-class LocalPlatformServer(ThreadingHTTPServer):
-    """A threading HTTP server that answers the local platform's protocol."""
+def _waitress() -> Any:
+    try:
+        from waitress import adjustments, channel, server, task
+    except ImportError:
+        raise ImportError(
+            "Serving the local platform needs waitress: pip install 'marlox[server]'"
+        ) from None
 
-    daemon_threads = True
+    class JsonErrorTask(task.ErrorTask):
+        # Requests that waitress refuses itself (too large, malformed) get the platform's
+        # JSON error reply too.
+        def execute(self) -> None:
+            error = self.request.error
+            reply = {"error": f"{error.reason}: {error.body}"}
+            status, headers, body = json_reply(HTTPStatus(error.code), reply)
+            self.status = status
+            self.response_headers.extend(headers[:1])
+            self.set_close_on_finish()
+            self.content_length = len(body)
+            self.write(body)
 
-    def __init__(self, address, *, token=None, max_body=DEFAULT_MAX_BODY, jobs=None) -> None:
-        super().__init__(address, _Handler)
-        self.token: str | None = token or None
-        self.max_body: int = max_body
-        self.jobs: JobRunner = jobs if jobs is not None else runner()
+    class Channel(channel.HTTPChannel):
+        error_task_class = JsonErrorTask
 
-    def handle_error(self, request, client_address) -> None:
-        # A client that went away is no fault of the server's; anything else is logged.
-        error = sys.exc_info()[1]
-        if isinstance(error, (ConnectionError, TimeoutError)):
-            log.debug("client %s went away: %s", client_address, error)
-        else:
-            log.exception("request from %s failed", client_address)
+    class Server(server.TcpWSGIServer):
+        channel_class = Channel
+
+    return Server, adjustments.Adjustments
+
+
+class PlatformServer:
+    """The platform served on one address; ``serve_forever()`` serves until ``shutdown()``."""
+
+    def __init__(self, app: PlatformApp, host: str, port: int, threads: int) -> None:
+        server, adjustments = _waitress()
+        adjustments = adjustments(
+            host=host,
+            port=port,
+            threads=threads,
+            max_request_body_size=app.max_body + 1,
+            channel_timeout=CHANNEL_TIMEOUT,
+            ident="MarloxLocalPlatform",
+            clear_untrusted_proxy_headers=True,
+        )
+        self.app = app
+        self._server = server(app, adj=adjustments)
+        self._serving = False
+        self._stop = threading.Event()
+        self._stopped = threading.Event()
+
+    @property
+    def server_address(self) -> tuple[str, int]:
+        return self._server.effective_host, self._server.effective_port
 
     @property
     def url(self) -> str:
-        host, port = self.server_address[:2]
-        return f"http://{host}:{port}"
+        host, port = self.server_address
+        return f"http://[{host}]:{port}" if ":" in host else f"http://{host}:{port}"
 
+    def serve_forever(self, poll_interval: float = 0.5) -> None:
+        """Serve until :meth:`shutdown` or Ctrl-C; ``poll_interval`` is how often (seconds) the
+        loop looks for a request to stop."""
+        from waitress import wasyncore
 
-class _Handler(BaseHTTPRequestHandler):
-    server: LocalPlatformServer
-    server_version = "MarloxLocalPlatform/1"
-    timeout = 60  # seconds a client may take to send its request
-
-    def log_message(self, format: str, *args: Any) -> None:  # noqa: A002
-        log.debug("%s %s", self.address_string(), format % args)
-
-    def do_GET(self) -> None:  # noqa: N802
-        self._answer("GET")
-
-    def do_POST(self) -> None:  # noqa: N802
-        self._answer("POST")
-
-    def do_PUT(self) -> None:  # noqa: N802
-        self._answer("PUT")
-
-    def do_DELETE(self) -> None:  # noqa: N802
-        self._answer("DELETE")
-
-    def _answer(self, method: str) -> None:
+        adj = self._server.adj
+        self._serving = True
         try:
-            path = unquote(urlsplit(self.path).path)
-            if not (method == "GET" and path == "/health"):
-                self._authorise()
-            status, reply = self._route(method, path)
-        except _Reply as failure:
-            status, reply = failure.status, {"error": failure.message}
-        except Exception as error:  # the reply says what broke; the server keeps serving
-            log.exception("request %s %s failed", method, self.path)
-            status, reply = HTTPStatus.INTERNAL_SERVER_ERROR, {"error": str(error)}
-        self._send(status, reply)
+            while not self._stop.is_set():
+                wasyncore.loop(poll_interval, adj.asyncore_use_poll, self._server._map, count=1)
+        except KeyboardInterrupt:
+            pass
+        finally:
+            self._close()
 
-    def _send(self, status: HTTPStatus, reply: dict[str, Any]) -> None:
-        body = json.dumps(reply).encode("utf-8")
-        self.send_response(status)
-        self.send_header("Content-Type", "application/json")
-        self.send_header("Content-Length", str(len(body)))
-        if status == HTTPStatus.UNAUTHORIZED:
-            self.send_header("WWW-Authenticate", "Bearer")
-        self.end_headers()
-        self.wfile.write(body)
+    def _close(self) -> None:
+        from waitress import wasyncore
 
-    def _authorise(self) -> None:
-        token = self.server.token
-        if token is None:
-            return
-        given = self.headers.get("Authorization", "")
-        if not hmac.compare_digest(given.encode(), f"Bearer {token}".encode()):
-            raise _Reply(HTTPStatus.UNAUTHORIZED, "A valid bearer token is required")
+        wasyncore.close_all(self._server._map)
+        self._server.task_dispatcher.shutdown()
+        self._stopped.set()
 
-    def _body(self) -> dict[str, Any]:
-        try:
-            if self.headers.get("Transfer-Encoding"):
-                raise ValueError
-            length = int(self.headers.get("Content-Length", ""))
-        except ValueError:
-            self.close_connection = True
-            message = "Send the body with a Content-Length"
-            raise _Reply(HTTPStatus.LENGTH_REQUIRED, message) from None
-        if length < 0 or length > self.server.max_body:
-            self.close_connection = True
-            raise _Reply(
-                HTTPStatus.REQUEST_ENTITY_TOO_LARGE,
-                f"The request body has {length} bytes; at most {self.server.max_body} are accepted",
-            )
-        raw = self.rfile.read(length)
-        try:
-            body = json.loads(raw)
-        except ValueError as error:
-            raise _Reply(HTTPStatus.BAD_REQUEST, f"The request body is not JSON: {error}") from None
-        if not isinstance(body, dict):
-            raise _Reply(HTTPStatus.BAD_REQUEST, "The request body must be a JSON object")
-        return body
+    def shutdown(self, timeout: float = 10.0) -> None:
+        """Stop serving: close the listening socket and every connection once the answers being
+        written are done, and return once :meth:`serve_forever` has returned."""
+        self._stop.set()
+        if self._serving:
+            self._stopped.wait(timeout)
+        elif not self._stopped.is_set():
+            self._close()
 
-    def _route(self, method: str, path: str) -> tuple[HTTPStatus, dict[str, Any]]:
-        jobs = self.server.jobs
-        if path == "/health":
-            self._allow(method, "GET")
-            return HTTPStatus.OK, {"status": "ok"}
-        if path.startswith("/addon/"):
-            self._allow(method, "POST")
-            name = path[len("/addon/") :]
-            if name.strip("/") not in endpoints.endpoint_paths():
-                raise _Reply(HTTPStatus.NOT_FOUND, f"There is no endpoint '{name}'")
-            body = self._body()
-            try:
-                return HTTPStatus.OK, endpoints.call_endpoint(name, body)
-            except InternalError as error:
-                raise _Reply(HTTPStatus.INTERNAL_SERVER_ERROR, str(error)) from None
-        try:
-            if path == "/jobs":
-                self._allow(method, "POST")
-                body = self._body()
-                fields = (body.get(key) for key in ("integration", "version", "content"))
-                job_id = jobs.submit(*fields)
-                return HTTPStatus.CREATED, {"id": job_id}
-            match = _JOB.match(path)
-            if match:
-                self._allow(method, "GET")
-                return HTTPStatus.OK, jobs.status(match[1])
-            match = _RESULT.match(path)
-            if match:
-                self._allow(method, "GET")
-                data = jobs.result(match[1], match[2])
-                return HTTPStatus.OK, {"data": base64.b64encode(data).decode("ascii")}
-        except JobRequestError as error:
-            raise _Reply(HTTPStatus.BAD_REQUEST, str(error)) from None
-        except JobNotFound as error:
-            raise _Reply(HTTPStatus.NOT_FOUND, str(error)) from None
-        except JobNotFinished as error:
-            raise _Reply(HTTPStatus.CONFLICT, str(error)) from None
-        raise _Reply(HTTPStatus.NOT_FOUND, f"There is nothing at '{path}'")
-
-    def _allow(self, method: str, allowed: str) -> None:
-        if method != allowed:
-            raise _Reply(HTTPStatus.METHOD_NOT_ALLOWED, f"Use {allowed} here, not {method}")
+    def server_close(self) -> None:
+        """Close the sockets of a server that is not serving."""
+        if not self._serving and not self._stopped.is_set():
+            self._close()
 
 
 def make_server(
@@ -188,6 +132,9 @@ def make_server(
     token: str | None = None,
     max_body: int = DEFAULT_MAX_BODY,
     jobs: JobRunner | None = None,
-) -> LocalPlatformServer:
-    """A server bound to ``host``:``port`` (0: any free port); run it with ``serve_forever()``."""
-    return LocalPlatformServer((host, port), token=token, max_body=max_body, jobs=jobs)
+    threads: int = DEFAULT_THREADS,
+) -> PlatformServer:
+    """A server bound to ``host``:``port`` (0: any free port) that runs jobs on ``jobs`` (the
+    embedded runner by default); run it with ``serve_forever()``."""
+    app = PlatformApp(jobs if jobs is not None else runner(), token=token, max_body=max_body)
+    return PlatformServer(app, host, port, threads)

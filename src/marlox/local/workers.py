@@ -1,24 +1,130 @@
-"""Workers built into the local platform."""
+"""What a worker of the local platform sees: the registry of workers, the failure it raises and
+the progress it reports.
+
+A worker is a callable ``worker(content, version) -> {field: bytes}``. It reads the job content
+(a JSON object) and returns the job's result fields; it fails the job with a text the caller is
+to see by raising :class:`WorkerFailure` (any other exception fails the job with that
+exception's text). While it runs it may call :func:`progress` with its stage: the text becomes
+the job's ``message``, and the call is where a job that was asked to stop stops
+(:class:`JobCancelled` is raised there; the worker's ``finally`` blocks clean up).
+
+Workers come from, in this order: :func:`register_worker`, the entry-point group
+``marlox.workers`` (entry-point name = integration name), the built-in ones. Built-in workers are
+named here by module and attribute and imported only when a job needs one, so that this module
+imports none of them (they import this one).
+"""
 
 from __future__ import annotations
 
+import contextvars
+import importlib
+import importlib.metadata
+import threading
+from collections.abc import Callable, Mapping
 from typing import Any
 
-from . import idea_rcs_worker
-from .jobs import _builtin_worker
+__all__ = [
+    "WorkerFailure",
+    "JobCancelled",
+    "JobRequestError",
+    "Worker",
+    "progress",
+    "register_worker",
+    "unregister_worker",
+    "find_worker",
+]
 
-#: Base URL of a running IDEA StatiCa RCS REST service.
-IDEA_RCS_URL_VARIABLE = idea_rcs_worker.URL_VARIABLE
-#: Path of the IDEA StatiCa RCS REST service executable, started on demand.
-IDEA_RCS_EXE_VARIABLE = idea_rcs_worker.EXE_VARIABLE
+Worker = Callable[[dict[str, Any], int], Mapping[str, bytes]]
+
+ENTRY_POINT_GROUP = "marlox.workers"
+
+#: Built-in workers: integration -> "module:attribute".
+BUILTIN = {"idearcs": "marlox.local.idea_rcs_worker:idearcs"}
 
 
-@_builtin_worker("idearcs")
-def idearcs(content: dict[str, Any], version: int) -> dict[str, bytes]:
-    """Run IDEA StatiCa RCS on the job's input XML and return the result XML ("body") and, when
-    asked, the .ideaRcs project ("idea_rcs_body").
+class WorkerFailure(Exception):
+    """Raised by a worker: the job fails with exactly this text."""
 
-    Needs an IDEA StatiCa RCS REST service: ``MARLOX_IDEA_RCS_URL`` or ``MARLOX_IDEA_RCS_EXE``
-    (see :mod:`marlox.local.idea_rcs_worker`).
+
+class JobCancelled(BaseException):
+    """Raised by :func:`progress` in a job that was asked to stop.
+
+    Like :class:`KeyboardInterrupt` it is no :class:`Exception`, so a worker's ``except
+    Exception`` does not swallow it; ``finally`` blocks run as it passes.
     """
-    return idea_rcs_worker.run(content, version, idea_rcs_worker.Settings.from_environment())
+
+
+class JobRequestError(ValueError):
+    """A job request that cannot be accepted (unknown integration, malformed fields)."""
+
+
+class Control:
+    """The link between a running job and its runner: the stage reported, the stop asked."""
+
+    def __init__(self, report: Callable[[str], None]) -> None:
+        self._report = report
+        self.stop = threading.Event()
+
+    def progress(self, message: str) -> None:
+        if self.stop.is_set():
+            raise JobCancelled
+        self._report(message)
+
+
+_current: contextvars.ContextVar[Control | None] = contextvars.ContextVar(
+    "marlox_job", default=None
+)
+
+
+def progress(message: str) -> None:
+    """Report the stage of the job that this thread runs (its status ``message``); raises
+    :class:`JobCancelled` when the job was asked to stop. Outside a job it does nothing."""
+    control = _current.get()
+    if control is not None:
+        control.progress(str(message))
+
+
+def run_with(control: Control, worker: Worker, content: dict[str, Any], version: int):
+    """Call ``worker`` with :func:`progress` reporting to ``control``."""
+    token = _current.set(control)
+    try:
+        return worker(content, version)
+    finally:
+        _current.reset(token)
+
+
+_registered: dict[str, Worker] = {}
+
+
+def register_worker(integration: str, worker: Worker | None = None):
+    """Run jobs of ``integration`` with ``worker``; usable as a decorator without ``worker``."""
+
+    def register(function: Worker) -> Worker:
+        _registered[integration] = function
+        return function
+
+    return register if worker is None else register(worker)
+
+
+def unregister_worker(integration: str) -> None:
+    """Forget a worker registered with :func:`register_worker` (built-in ones stay)."""
+    _registered.pop(integration, None)
+
+
+def find_worker(integration: str) -> Worker | None:
+    """The worker that runs jobs of ``integration``, or None."""
+    worker = _registered.get(integration)
+    if worker is not None:
+        return worker
+    entries = list(importlib.metadata.entry_points(group=ENTRY_POINT_GROUP, name=integration))
+    if not entries and integration in BUILTIN:
+        entries = [importlib.metadata.EntryPoint(integration, BUILTIN[integration], "")]
+    for entry in entries:
+        try:
+            return entry.load()
+        except Exception as error:
+            raise JobRequestError(
+                f"The worker '{entry.value}' for the integration '{integration}' cannot be "
+                f"loaded: {error}"
+            ) from error
+    return None
