@@ -837,6 +837,9 @@ struct SectionIterator {
             doc->scanner->builder().clear(current);
             current = kNoNode;
             ++doc->generation;
+            // What the consumer has moved past goes before the next waiting section is handed out.
+            wait_for_readers(*doc);
+            doc->shift_nodes(doc->scanner->builder().collect());
         }
         DomBuilder &builder = doc->scanner->builder();
         for (;;) {
