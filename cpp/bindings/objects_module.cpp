@@ -14,6 +14,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "bindings/objects.hpp"
 #include "bindings/translate.hpp"
 #include "core/error.hpp"
 #include "core/input_xml.hpp"
@@ -27,16 +28,6 @@ namespace marlox::objects {
 namespace schema = marlox::schema;
 using schema::Field;
 using schema::Kind;
-
-// Storage of every object: the checked value of each field of its type, in table order.
-struct Obj {
-    const schema::Type *type = nullptr;
-    std::vector<nb::object> values;
-};
-
-// One C++ type per Python class (nanobind binds each C++ type once).
-template <int N, class Base = Obj>
-struct T : Base {};
 
 namespace {
 
@@ -394,6 +385,8 @@ std::vector<nb::object> bind_arguments(const schema::Type &type, nb::args args, 
 
 // --- the Python face of an object -------------------------------------------------------
 
+}  // namespace
+
 nb::object plain(const Field &field, nb::handle value) {
     if (value.is_none()) return nb::none();
     switch (field.kind) {
@@ -431,6 +424,8 @@ nb::object plain(const Field &field, nb::handle value) {
             return nb::borrow(value);
     }
 }
+
+namespace {
 
 nb::dict serialize(const Obj &self) {
     nb::dict out;
@@ -873,6 +868,7 @@ NB_MODULE(objects, m) {
         nb::setattr(m, entry.name, value);
     }
 
+    bind_document(m);
     m.def("_write_input_xml", &write_input_xml, "document"_a,
           nb::sig("def _write_input_xml(document: bytes) -> bytes"),
           "Write IDEA StatiCa RCS input XML (an OpenModel document in UTF-8) for a serialised "
