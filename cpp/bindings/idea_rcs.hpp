@@ -20,4 +20,7 @@ void bind_analysis(nb::module_ &m);
 // OutputFileParser.
 void bind_results(nb::module_ &m);
 
+// _expat_floor, a diagnostic for the benchmarks.
+void bind_floor(nb::module_ &m);
+
 }  // namespace marlox::py

@@ -16,4 +16,5 @@ NB_MODULE(idea_rcs, m) {
     marlox::py::bind_members(m);
     marlox::py::bind_analysis(m);
     marlox::py::bind_results(m);
+    marlox::py::bind_floor(m);
 }
