@@ -82,7 +82,8 @@ nb::object native_plain(nb::handle document) {
 }
 
 nb::object native_request(nb::handle self) {
-    if (!own_serialize(self) || !encoding_unchanged()) return nb::none();
+    if (!nb::isinstance<ModelBase>(self) || !own_serialize(self) || !encoding_unchanged())
+        return nb::none();
     return companion().attr("_dump_document")(document_pairs(nb::cast<ModelBase &>(self)));
 }
 
