@@ -1,5 +1,6 @@
 #include "core/input_xml.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -779,8 +780,9 @@ std::string write(std::string_view text) {
         "<OpenModel xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" "
         "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\">\n");
     Xml body;
-    body.reserve(text.size() * 4);  // a model's XML is about 3.5 times its JSON: no regrowth
-    body.open("OpenModel");         // only for the indentation of the content
+    // A model's XML is about 3.5 times its JSON: no regrowth (pages are touched as written).
+    body.reserve(std::min(text.size() * 4, size_t{1} << 30));
+    body.open("OpenModel");  // only for the indentation of the content
     body.leaf("Version", "2");
     for (const char *tag : {"Point3D", "LineSegment3D", "ArcSegment3D", "PolyLine3D", "Region3D"})
         body.empty(tag);
