@@ -208,7 +208,9 @@ nb::object pairs(const nb::list &list) {
     return std::move(out);
 }
 
-nb::object serialize(ModelBase &self) {
+}  // namespace
+
+nb::dict document_pairs(ModelBase &self) {
     nb::dict document;
     document["mat_concrete_list"] = pairs(self.mat_concrete);
     document["mat_reinforcement_list"] = pairs(self.mat_reinforcement);
@@ -219,6 +221,15 @@ nb::object serialize(ModelBase &self) {
     document["attribute_list"] = pairs(self.attribute);
     document["project_data"] = self.project_data;
     document["code_settings"] = self.code_settings;
+    return document;
+}
+
+namespace {
+
+nb::object serialize(ModelBase &self) {
+    nb::dict document = document_pairs(self);
+    nb::object plain = native_plain(document);
+    if (!plain.is_none()) return plain;
     nb::module_ json = nb::module_::import_("json");
     nb::object text = json.attr("dumps")(document, "cls"_a = encoder_class());
     return json.attr("loads")(text);
@@ -238,12 +249,14 @@ nb::object serialize(ModelBase &self) {
 }
 
 nb::object generate_xml_input(nb::handle self, nb::handle as_file) {
-    nb::object document = self.attr("_serialize")();
-    nb::module_ json = nb::module_::import_("json");
+    nb::object raw = native_request(self);
+    if (raw.is_none()) {
+        nb::object document = self.attr("_serialize")();
+        nb::object text = nb::module_::import_("json").attr("dumps")(document);
+        raw = text.attr("encode")("utf-8");
+    }
     nb::module_ gzip = nb::module_::import_("gzip");
     nb::module_ base64 = nb::module_::import_("base64");
-    nb::object text = json.attr("dumps")(document);
-    nb::object raw = text.attr("encode")("utf-8");
     nb::object payload =
         base64.attr("b64encode")(gzip.attr("compress")(raw)).attr("decode")("utf-8");
     nb::dict body;
@@ -479,6 +492,7 @@ void bind_model(nb::module_ &m) {
             nb::sig("def generate_xml_input(self, as_file: bool = False) -> io.BytesIO | "
                     "marlox.core.File"),
             doc::generate_xml_input);
+    remember_standard_encoding(encoder, model);
 
     nb::class_<OpenModelBase, ModelBase> open_model(m, "OpenModel", nb::type_slots(model_gc_slots),
                                                     nb::is_weak_referenceable(), doc::open_model);

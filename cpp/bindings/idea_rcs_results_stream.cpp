@@ -25,7 +25,8 @@ struct SectionIterator {
     bool closed_input = false;  // the final parse has run
     NodeId current = kNoNode;   // the section handed out last, cleared when resumed
     nb::object pending_error;   // a ParseError raised after the sections parsed before it
-    nb::object read_size;       // the argument of every read
+    nb::object read_size;       // the argument of the next read
+    long read_bytes = 0;
 
     ~SectionIterator() {
         if (close_source && source.is_valid() && state != State::Finished) {
@@ -108,6 +109,9 @@ struct SectionIterator {
             doc->scanner->builder().clear(current);
             current = kNoNode;
             ++doc->generation;
+            // What the consumer has moved past goes before the next waiting section is handed out.
+            wait_for_readers(*doc);
+            doc->shift_nodes(doc->scanner->builder().collect());
         }
         DomBuilder &builder = doc->scanner->builder();
         for (;;) {
@@ -138,9 +142,13 @@ struct SectionIterator {
             // Nothing waits: whatever the tree still holds of earlier sections can go.
             wait_for_readers(*doc);
             doc->shift_nodes(builder.collect());
-            // source.read(16384), as iterparse reads, without a format string or a bound method
-            // per call.
-            if (!read_size.is_valid()) read_size = steal_or_throw(PyLong_FromLong(16 * 1024));
+            // source.read(n), without a format string or a bound method per call: 16 KiB at
+            // first, as iterparse reads, then twice as much each time up to 1 MiB, so that a
+            // large file takes few reads and few handovers of the interpreter lock.
+            if (!read_size.is_valid() || read_bytes < (1 << 20)) {
+                read_bytes = read_size.is_valid() ? read_bytes * 2 : 16 * 1024;
+                read_size = steal_or_throw(PyLong_FromLong(read_bytes));
+            }
             PyObject *args[] = {nullptr, source.ptr(), read_size.ptr()};
             nb::object data = steal_or_throw(PyObject_VectorcallMethod(
                 interned("read"), args + 1, 2 | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr));

@@ -61,6 +61,19 @@ struct FacadeModelBase : ModelBase {};
 // The companion module of OpenModel objects.
 nb::module_ companion();
 
+// The document that `_serialize()` encodes: the nine keys, each list as (class name, object)
+// pairs.
+nb::dict document_pairs(ModelBase &model);
+
+// Remember the JSON functions, the encoder and the model's `_serialize` as bound, for the
+// native roads below.
+void remember_standard_encoding(nb::handle encoder, nb::handle model_class);
+// `_serialize()`'s result for `document_pairs`, or None where only the encoder can tell.
+nb::object native_plain(nb::handle document);
+// The UTF-8 JSON text that generate_xml_input sends for `self`, or None where only
+// `self._serialize()` and json.dumps can tell.
+nb::object native_request(nb::handle self);
+
 // Garbage-collector support for every model class.
 extern PyType_Slot model_gc_slots[];
 

@@ -1,5 +1,5 @@
 // What the files of the objects module share: the storage of every object, the module's
-// classes by name, and the checks of the values given to the objects.
+// classes by name, the checks of the values given to the objects, and their serialisation.
 #pragma once
 
 #include <Python.h>
@@ -50,5 +50,13 @@ std::vector<nb::object> bind_arguments(const schema::Type &type, nb::args args, 
 
 // The operations of the objects that own lists (objects_operations.cpp).
 void bind_operations(nb::handle rcs_cls, nb::handle section_cls, nb::handle component_cls);
+
+// The value of one field as `_serialize()` gives it: nested objects and enumeration members
+// are left for the encoder.
+nb::object plain(const schema::Field &field, nb::handle value);
+
+// The serialised document written natively: _plain_document and _dump_document. Called once
+// every class and enumeration of the module is published.
+void bind_document(nb::module_ &m);
 
 }  // namespace marlox::objects

@@ -57,6 +57,8 @@ void remember(const std::string &name, nb::handle object) {
 
 // --- the Python face of an object -------------------------------------------------------
 
+}  // namespace
+
 nb::object plain(const Field &field, nb::handle value) {
     if (value.is_none()) return nb::none();
     switch (field.kind) {
@@ -94,6 +96,8 @@ nb::object plain(const Field &field, nb::handle value) {
             return nb::borrow(value);
     }
 }
+
+namespace {
 
 nb::dict serialize(const Obj &self) {
     nb::dict out;
@@ -357,6 +361,7 @@ NB_MODULE(objects, m) {
         nb::setattr(m, entry.name, value);
     }
 
+    bind_document(m);
     m.def("_write_input_xml", &write_input_xml, "document"_a,
           nb::sig("def _write_input_xml(document: bytes) -> bytes"),
           "Write IDEA StatiCa RCS input XML (an OpenModel document in UTF-8) for a serialised "

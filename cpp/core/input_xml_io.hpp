@@ -70,6 +70,7 @@ class Xml {
     }
 
     void raw(std::string_view text) { out_ += text; }
+    void reserve(size_t bytes) { out_.reserve(bytes); }
     std::string take() { return std::move(out_); }
 
   private:

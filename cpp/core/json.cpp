@@ -1,8 +1,10 @@
 #include "core/json.hpp"
 
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <system_error>
 
 #include "core/error.hpp"
 
@@ -152,7 +154,13 @@ class Parser {
         v.type = Value::Type::Number;
         v.integral = integral;
         v.text = std::string(s_.substr(start, pos_ - start));
-        v.number = std::strtod(v.text.c_str(), nullptr);
+        // Correctly rounded, as strtod, without the locale.
+        const auto [end, status] = std::from_chars(s_.data() + start, s_.data() + pos_, v.number);
+        if (status == std::errc::result_out_of_range) {
+            v.number = std::strtod(v.text.c_str(), nullptr);  // the overflow and underflow values
+        } else if (status != std::errc() || end != s_.data() + pos_) {
+            error("unexpected character");
+        }
         return v;
     }
 
@@ -198,6 +206,12 @@ class Parser {
         ++pos_;  // the opening quote
         std::string out;
         for (;;) {
+            // Plain characters are taken a run at a time.
+            const size_t run = pos_;
+            while (pos_ < s_.size() && s_[pos_] != '"' && s_[pos_] != '\\' &&
+                   static_cast<unsigned char>(s_[pos_]) >= 0x20)
+                ++pos_;
+            out.append(s_.data() + run, pos_ - run);
             if (pos_ >= s_.size()) error("unterminated string");
             const char c = s_[pos_++];
             if (c == '"') return out;

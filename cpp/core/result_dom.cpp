@@ -14,6 +14,19 @@ const char *const kNameTexts[] = {
 #undef MARLOX_RESULT_NAME
 };
 
+// Storage that a large section grew is given back once the scan has moved past it: capacity
+// above this, and above four times what is still held, is released. Ordinary sections stay
+// far below, so their storage is reused from one section to the next.
+constexpr std::size_t kKeptCapacityBytes = std::size_t{1} << 20;
+
+template <class C>
+void release_excess(C &c) {
+    const std::size_t element = sizeof(*c.data());
+    if (c.capacity() * element > kKeptCapacityBytes && c.capacity() > 4 * c.size()) {
+        C(c.begin(), c.end()).swap(c);
+    }
+}
+
 }  // namespace
 
 const char *name_text(Name name) noexcept { return kNameTexts[name]; }
@@ -200,10 +213,9 @@ void DomBuilder::start(const char *name, const char **atts) {
         for_tail_ = false;
         return;
     }
+    const Region region{(NodeId)dom_.nodes_.size(), dom_.attrs_.size(), dom_.attr_index_.size(),
+                        dom_.arena_.size()};
     if (!parent_kept) {
-        region_attr_ = dom_.attrs_.size();
-        region_attr_index_ = dom_.attr_index_.size();
-        region_arena_ = dom_.arena_.size();
         // Stored indentation before this point goes with the earlier region.
         if (!keep_all_) std::memset(indent_valid_, 0, sizeof indent_valid_);
     }
@@ -257,9 +269,14 @@ void DomBuilder::start(const char *name, const char **atts) {
         dom_.attr_index_.push_back(range);
     }
     // Room first, so that a failure leaves the stacks and the nodes consistent.
-    if (kept_stack_.size() == kept_stack_.capacity()) kept_stack_.reserve(kept_stack_.size() + 64);
-    if (last_child_.size() == last_child_.capacity()) last_child_.reserve(last_child_.size() + 64);
+    // The stacks grow geometrically: a document may nest millions deep.
+    if (kept_stack_.size() == kept_stack_.capacity())
+        kept_stack_.reserve(kept_stack_.size() * 2 + 64);
+    if (last_child_.size() == last_child_.capacity())
+        last_child_.reserve(last_child_.size() * 2 + 64);
+    if (regions_.size() == regions_.capacity()) regions_.reserve(regions_.size() * 2 + 4);
     dom_.nodes_.push_back(n);
+    if (!parent_kept) regions_.push_back(region);
     if (parent_kept) {
         NodeId &prev = last_child_.back();
         if (prev == kNoNode) {
@@ -269,8 +286,13 @@ void DomBuilder::start(const char *name, const char **atts) {
         }
         prev = id;
         if (is_section) {
+            // An ancestor that already has the flag has it on all of its own ancestors too, so
+            // the walk stops there: every node is flagged once, whatever the nesting.
+            constexpr std::uint32_t kFlag = Node::kContainsSection << Node::kTagBits;
             for (NodeId up = n.parent; up != kNoNode; up = dom_.nodes_[(std::size_t)up].parent) {
-                dom_.nodes_[(std::size_t)up].tag_flags |= Node::kContainsSection << Node::kTagBits;
+                std::uint32_t &flags = dom_.nodes_[(std::size_t)up].tag_flags;
+                if ((flags & kFlag) != 0) break;
+                flags |= kFlag;
             }
         }
     } else if (keep_all_ && root_ == kNoNode) {
@@ -308,12 +330,13 @@ void DomBuilder::clear(NodeId id) noexcept {
     auto it = std::lower_bound(index.begin(), index.end(), id,
                                [](const AttrRange &r, NodeId x) { return r.node < x; });
     if (it != index.end() && it->node == id) it->count = 0;
+    if (regions_done_ < regions_.size() && regions_[regions_done_].node == id) ++regions_done_;
 }
 
 NodeId DomBuilder::collect() noexcept {
     if (keep_all_) return 0;
     std::vector<Node> &nodes = dom_.nodes_;
-    if (kept_stack_.empty()) {
+    if (kept_stack_.empty() && ended_.empty()) {
         const auto dropped = (NodeId)nodes.size();
         nodes.clear();
         dom_.attrs_.clear();
@@ -323,18 +346,28 @@ NodeId DomBuilder::collect() noexcept {
         pending_ = kNoPending;
         indent_len_ = 0;
         if (last_ >= 0) last_ = kLastUnkept;
-        region_attr_ = region_attr_index_ = region_arena_ = 0;
+        regions_.clear();
+        regions_done_ = 0;
         std::memset(indent_valid_, 0, sizeof indent_valid_);
+        release_storage();
         return dropped;
     }
-    const NodeId r = kept_stack_.front();
-    const std::uint64_t live_bytes = dom_.arena_.size() - region_arena_;
+    // The oldest node still needed is the outermost section not yet handed out (a section
+    // inside another is handed out before it).
+    if (regions_done_ >= regions_.size()) return 0;  // not expected
+    const Region keep = regions_[regions_done_];
+    const NodeId r = keep.node;
+    if (2 * regions_done_ > regions_.size()) {
+        regions_.erase(regions_.begin(), regions_.begin() + (std::ptrdiff_t)regions_done_);
+        regions_done_ = 0;
+    }
+    const std::uint64_t live_bytes = dom_.arena_.size() - keep.arena;
     const std::uint64_t live_nodes = nodes.size() - (std::size_t)r;
-    const bool worth = (region_arena_ >= (1u << 18) && region_arena_ >= live_bytes) ||
+    const bool worth = (keep.arena >= (1u << 18) && keep.arena >= live_bytes) ||
                        ((std::uint64_t)r >= 4096 && (std::uint64_t)r >= live_nodes);
     if (r == 0 || !worth) return 0;
-    const std::uint64_t a0 = region_attr_;
-    const std::uint64_t s0 = region_arena_;
+    const std::uint64_t a0 = keep.attr;
+    const std::uint64_t s0 = keep.arena;
     nodes.erase(nodes.begin(), nodes.begin() + r);
     auto move_id = [r](NodeId &id) {
         if (id != kNoNode) id -= r;
@@ -358,7 +391,7 @@ NodeId DomBuilder::collect() noexcept {
         move_slice(a.value);
     }
     auto &index = dom_.attr_index_;
-    index.erase(index.begin(), index.begin() + (std::ptrdiff_t)region_attr_index_);
+    index.erase(index.begin(), index.begin() + (std::ptrdiff_t)keep.attr_index);
     for (AttrRange &range : index) {
         range.node -= r;
         range.begin -= a0;
@@ -386,8 +419,29 @@ NodeId DomBuilder::collect() noexcept {
             if (indent_valid_[kind][len]) move_ref(indent_[kind][len]);
         }
     }
-    region_attr_ = region_attr_index_ = region_arena_ = 0;
+    regions_.erase(regions_.begin(), regions_.begin() + (std::ptrdiff_t)regions_done_);
+    regions_done_ = 0;
+    for (Region &g : regions_) {
+        g.node -= r;
+        g.attr -= a0;
+        g.attr_index -= keep.attr_index;
+        g.arena -= s0;
+    }
+    release_storage();
     return r;
+}
+
+void DomBuilder::release_storage() noexcept {
+    // A copy that cannot be made leaves the storage as it is.
+    try {
+        release_excess(dom_.nodes_);
+        release_excess(dom_.attrs_);
+        release_excess(dom_.attr_index_);
+        release_excess(dom_.arena_);
+        release_excess(kept_stack_);
+        release_excess(last_child_);
+    } catch (...) {
+    }
 }
 
 }  // namespace marlox::results

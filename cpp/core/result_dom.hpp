@@ -201,13 +201,15 @@ class DomBuilder {
     // The first element of the document (whole-document mode), or kNoNode.
     NodeId root() const noexcept { return root_; }
 
-    // ElementTree's Element.clear() on a kept node.
+    // ElementTree's Element.clear() on a kept node; for a section that the consumer has moved
+    // past, which collect() may then drop.
     void clear(NodeId id) noexcept;
 
-    // Drop every node that no reader can reach any more: all of them when no section is open,
-    // else what lies before the open section, when that is worth the copy. Call only when no
-    // ended section is waiting and all sections handed out before are stale. Returns the
-    // number of node slots dropped from the front (node ids above it move down by as much).
+    // Drop every node that no reader can reach any more: all of them when no section is open
+    // or waiting, else what lies before the oldest such section, when that is worth the copy.
+    // Call only when all sections handed out before are stale. Returns the number of node
+    // slots dropped from the front (node ids above it, those of waiting sections included,
+    // move down by as much).
     NodeId collect() noexcept;
 
   private:
@@ -231,6 +233,8 @@ class DomBuilder {
     Slice store(std::string_view text);
     Slice store_universal(const char *name);
     void flush_pending();
+    // Give back capacity far above what the tree still holds (see collect).
+    void release_storage() noexcept;
     // Write the pending indentation into the arena: it becomes ordinary pending text.
     void spill_indent();
 
@@ -253,10 +257,16 @@ class DomBuilder {
     std::size_t indent_len_ = 0;
     int indent_kind_ = 0;
     std::deque<NodeId> ended_;
-    // Where the outermost open kept element begins in the attribute arrays and the arena.
-    std::uint64_t region_attr_ = 0;
-    std::uint64_t region_attr_index_ = 0;
-    std::uint64_t region_arena_ = 0;
+    // Where each outermost kept element begins in the attribute arrays and the arena, in
+    // document order; the first `regions_done_` of them have been handed out and cleared.
+    struct Region {
+        NodeId node;
+        std::uint64_t attr;
+        std::uint64_t attr_index;
+        std::uint64_t arena;
+    };
+    std::vector<Region> regions_;
+    std::size_t regions_done_ = 0;
     // Indentation already stored, by length: [0] "\n" + spaces, [1] spaces only.
     std::uint64_t indent_[2][kIndentCache] = {};
     bool indent_valid_[2][kIndentCache] = {};

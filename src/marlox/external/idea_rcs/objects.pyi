@@ -1874,6 +1874,16 @@ class ThermalStateType(enum.Enum):
     Temperature dependence of a material property: none, or as the code gives it.
     """
 
+def _plain_document(document: object) -> Any:
+    """
+    json.loads(json.dumps(document, cls=_EnumEncoder)) for a model's document, or None where a value's encoding is not fixed natively.
+    """
+
+def _dump_document(document: object) -> bytes | None:
+    """
+    The UTF-8 bytes of json.dumps(document) for the result of _plain_document, or None where a value's encoding is not fixed natively.
+    """
+
 def _write_input_xml(document: bytes) -> bytes:
     """
     Write IDEA StatiCa RCS input XML (an OpenModel document in UTF-8) for a serialised model given as JSON bytes.
