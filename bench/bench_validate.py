@@ -25,9 +25,9 @@ from marlox.external.idea_rcs import objects as o
 
 def beams(count: int):
     path = pathlib.Path(__file__).with_name("bench_input_xml.py")
-    spec = importlib.util.spec_from_file_location("bench_input_xml", path)
-    module = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(module)
+    found = importlib.util.spec_from_file_location("bench_input_xml", path)
+    module = importlib.util.module_from_spec(found)
+    found.loader.exec_module(module)
     return module.build(count)
 
 
