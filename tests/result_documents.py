@@ -181,6 +181,15 @@ def family(result_type, *items):
     return Node("ConcreteCheckResult", children=children)
 
 
+def item(**leaves):
+    """A "ConcreteCheckResultBase" with the given leaves, in the given order."""
+    return Node("ConcreteCheckResultBase", children=[leaf(k, v) for k, v in leaves.items()])
+
+
+def extreme(*families):
+    return Node("ConcreteCheckResults", children=[Node("CheckResults", children=families)])
+
+
 def overall(result_types):
     items = [
         Node(
