@@ -1,4 +1,6 @@
-"""The eight family readers and extremes(), with the values written down case by case."""
+"""The section result: its id, its extremes, and the reading rules worth stating by value
+(result type text, first item of a term, NaN stresses, shear items matched by force text).
+Every other shape is compared with the reference readers by the differential tests."""
 
 import io
 import math
@@ -111,61 +113,6 @@ def test_capacity_force_sets():
     assert list(entry["Fu"].items()) == [("N", 3.0), ("My", 2.0)]
 
 
-def test_capacity_absent_empty_and_second_extreme():
-    item = "<Fu><N>1</N></Fu><Fu1/><Fu2/>" + leaves(CheckValue=1, Result=None)
-    result = read("capacity", extreme(), extreme(family("Capacity", item)))
-    assert result[0] is None and result[1]["Result"] is None
-    empty = family("Capacity", "<ConcreteCheckResultBase/>", wrap=False)
-    assert read("capacity", extreme(empty)) == [None]
-
-
-def test_capacity_failures():
-    no_fu1 = "<Fu><N>1</N></Fu><Fu2/>" + leaves(CheckValue=1, Result="x")
-    with pytest.raises(TypeError, match="'NoneType' object is not iterable"):
-        read("capacity", extreme(family("Capacity", no_fu1)))
-    empty_value = "<Fu><N/></Fu><Fu1/><Fu2/>" + leaves(CheckValue=1, Result="x")
-    with pytest.raises(TypeError, match="float\\(\\) argument must be a string or a real number"):
-        read("capacity", extreme(family("Capacity", empty_value)))
-    loading = "<Fu><Loading>LC1</Loading><N>1</N></Fu><Fu1/><Fu2/>" + leaves(
-        CheckValue=1, Result="x"
-    )
-    with pytest.raises(ValueError, match="could not convert string to float: 'LC1'"):
-        read("capacity", extreme(family("Capacity", loading)))
-    no_result = "<Fu><N>1</N></Fu><Fu1/><Fu2/>" + leaves(CheckValue=1)
-    with pytest.raises(AttributeError, match="'NoneType' object has no attribute 'text'"):
-        read("capacity", extreme(family("Capacity", no_result)))
-
-
-def test_torsion_and_interaction():
-    torsion = leaves(Ted=1, Trdc=2, Trdmax=3, Trds=4, Trd=5, CheckValue=6, Result="Passed")
-    [entry] = read("torsion", extreme(family("Torsion", torsion)))
-    assert list(entry) == ["Ted", "Trdc", "Trdmax", "Trds", "Trd", "CheckValue", "Result"]
-    with pytest.raises(AttributeError):
-        read("torsion", extreme(family("Torsion", torsion.replace("<Trd>5</Trd>", ""))))
-    with pytest.raises(AttributeError):
-        read("extremes", extreme(family("Torsion", torsion.replace("<Trd>5</Trd>", ""))))
-    with pytest.raises(AttributeError):
-        read("interaction", extreme(family("Interaction", leaves(Result="Passed"))))
-    assert read("torsion", extreme(), extreme()) == [None, None]
-    interaction = leaves(
-        Ned=1,
-        Medy=2,
-        Medz=3,
-        Ved=4,
-        Ted=5,
-        CheckValue=6,
-        CheckValueShearAndTorsion=7,
-        CheckValueShearTorsionAndBending=8,
-        Result="Failed",
-    )
-    [entry] = read("interaction", extreme(family("Interaction", interaction)))
-    assert list(entry)[-3:] == [
-        "CheckValueShearAndTorsion",
-        "CheckValueShearTorsionAndBending",
-        "Result",
-    ]
-
-
 def test_result_type_is_matched_on_the_whole_text():
     split = (
         "<ConcreteCheckResult><ResultType>Sh<!--c-->ea<b>r</b></ResultType><CheckResults>"
@@ -175,17 +122,6 @@ def test_result_type_is_matched_on_the_whole_text():
     assert read("shear", extreme(split))[0]["Vrd"] == 2.0
     spaced = family(" Shear", SHEAR_ITEM)
     assert read("shear", extreme(spaced)) == [None]
-    nested = f"<Deep><Deeper>{family('Shear', SHEAR_ITEM)}</Deeper></Deep>"
-    assert read("shear", extreme(nested))[0]["Ved"] == 1.0
-
-
-def test_first_full_match_wins():
-    overall_first = (
-        "<X><ResultType>Shear</ResultType></X>"
-        + family("Shear", SHEAR_ITEM.replace(">1<", ">9<", 1))
-        + family("Shear", SHEAR_ITEM)
-    )
-    assert read("shear", extreme(overall_first))[0]["Ved"] == 9.0
 
 
 def crack(check, w="0.0002", result="Passed"):
@@ -194,12 +130,7 @@ def crack(check, w="0.0002", result="Passed"):
     )
 
 
-def test_crack_width():
-    [entry] = read("crack_width", extreme(family("CrackWidth", crack("CrackWidthLong"))))
-    assert entry["short"] is None and list(entry["long"]) == (
-        "N My Mz W Wlim CheckValue Result".split()
-    )
-    assert math.isnan(entry["long"]["CheckValue"])
+def test_crack_width_takes_the_first_item_of_a_term():
     both = family(
         "CrackWidth",
         crack("CrackWidthShort", result=" ok "),
@@ -208,45 +139,12 @@ def test_crack_width():
     )
     [entry] = read("crack_width", extreme(both))
     assert entry["short"]["W"] == 0.0002 and entry["short"]["Result"] == " ok "
-    empty = family("CrackWidth", "", wrap=False)
-    assert read("crack_width", extreme(empty), extreme()) == [None, None]
-    with pytest.raises(AttributeError):
-        read(
-            "crack_width",
-            extreme(
-                family("CrackWidth", crack("CrackWidthShort").replace("<Wlim>0.0003</Wlim>", ""))
-            ),
-        )
-
-
-def test_detailing():
-    item = leaves(CheckValueLongReinf="0.3", CheckValue="0.4", Result="Passed")
-    [entry] = read("detailing", extreme(family("Detailing", item)))
-    assert entry == {
-        "longitudinal": 0.3,
-        "shear": None,
-        "CheckValue": 0.4,
-        "CheckValueLongReinf": 0.3,
-        "CheckValueShearReinf": None,
-        "Result": "Passed",
-    }
-    assert list(entry) == (
-        "longitudinal shear CheckValue CheckValueLongReinf CheckValueShearReinf Result".split()
-    )
-    with pytest.raises(AttributeError):
-        read("detailing", extreme(family("Detailing", leaves(CheckValue=1))))
 
 
 def stress(term, type_check, value, check_value="0.5"):
     return leaves(
         Check=term, TypeCheck=type_check, Stress=value, CheckValue=check_value, Result="Passed"
     )
-
-
-CHECKS = (
-    "Check_7_2_2_Concrete_fck Check_7_2_3_Concrete_fck Check_7_2_5_Tendons_fpk "
-    "Check_7_2_5_ReinforcementBars_fyk Check_5_10_3_2_Tendons Check_5_10_2_1_1_Tendons".split()
-)
 
 
 def test_stress_limitation_shapes():
@@ -256,7 +154,7 @@ def test_stress_limitation_shapes():
         stress("StressLimitationShort", "Check_7_2_2_Concrete_fck", "-1.5e6"),
         stress("StressLimitationShort", "Check_7_2_3_Concrete_fck", "NaN"),
     )
-    [entry] = read("stress_limitation", extreme(items), extreme())[:1]
+    entry, absent = read("stress_limitation", extreme(items), extreme())
     assert entry["short"] == {"Check_7_2_2_Concrete_fck": -1.5e6, "Check_7_2_3_Concrete_fck": None}
     assert entry["long"] == {"Check_7_2_5_ReinforcementBars_fyk": None}
     assert entry["Check_7_2_2_Concrete_fck"] == {
@@ -265,52 +163,24 @@ def test_stress_limitation_shapes():
     assert entry["Check_7_2_3_Concrete_fck"]["short"]["Stress"] is None
     assert math.isnan(entry["Check_7_2_5_ReinforcementBars_fyk"]["long"]["Stress"])
     assert entry["Check_7_2_5_Tendons_fpk"] is None
-    assert read("stress_limitation", extreme(items), extreme())[1] is None
-
-
-def test_stress_limitation_odd_items():
-    others = family("StressLimitation", "<Other/>", wrap=False)
-    [entry] = read("stress_limitation", extreme(others))
-    assert entry == dict.fromkeys(["short", "long", *CHECKS])
-    empty_stress = family(
-        "StressLimitation", stress("StressLimitationShort", "Check_7_2_2_Concrete_fck", None)
-    )
-    with pytest.raises(ValueError, match="could not convert string to float: ''"):
-        read("stress_limitation", extreme(empty_stress))
-    stage = family(
-        "StressLimitation", stress("StressLimitationStage", "Check_7_2_2_Concrete_fck", 1)
-    )
-    with pytest.raises(NotImplementedError):
-        read("stress_limitation", extreme(stage))
-    old_only = family("StressLimitation", stress("StressLimitationShort", "notSet", None))
-    [entry] = read("stress_limitation", extreme(old_only))
-    assert entry["short"] == {"notSet": None}
-
-
-FORCE_KEYS = ("N", "Qy", "Qz", "Mx", "My", "Mz")
+    assert absent is None
 
 
 def forces(tag, values):
-    return (
-        f"<{tag}>"
-        + "".join(f"<{k}>{v}</{k}>" for k, v in zip(FORCE_KEYS, values, strict=True))
-        + f"</{tag}>"
-    )
+    pairs = zip(("N", "Qy", "Qz", "Mx", "My", "Mz"), values, strict=True)
+    return f"<{tag}>" + "".join(f"<{k}>{v}</{k}>" for k, v in pairs) + f"</{tag}>"
 
 
-def fatigue_items(shears, fatigue_extra=""):
+def fatigue_items(shears):
     head = leaves(
         Check="Fatigue", CheckValue="0.7", DecissionMethod="Method_6_8_7_1", Result="Passed"
     )
     head += forces("InternalForceMax", [0, 1, 2, 3, 4, 5])
-    head += forces("InternalForceMin", [0, 1, 2, 3, 4, "5.0"]) + fatigue_extra
+    head += forces("InternalForceMin", [0, 1, 2, 3, 4, "5.0"])
     items = [head]
     for values, ved in shears:
-        items.append(
-            leaves(Check="Shear")
-            + forces("InternalFores", values)
-            + SHEAR_ITEM.replace("<Ved>1</Ved>", f"<Ved>{ved}</Ved>")
-        )
+        shear = SHEAR_ITEM.replace("<Ved>1</Ved>", f"<Ved>{ved}</Ved>")
+        items.append(leaves(Check="Shear") + forces("InternalFores", values) + shear)
     return family("Fatigue", *items)
 
 
@@ -334,20 +204,6 @@ def test_fatigue_matching():
     assert list(entry["shear"]["max"]) == "Ved Vrd Vrdc Vrdmax Vrdr Vrds CheckValue Result".split()
     [entry] = read("fatigue", extreme(fatigue_items([])))
     assert entry["shear"] == {}
-
-
-def test_fatigue_both_and_failures():
-    items = fatigue_items([([0, 1, 2, 3, 4, 5], 10)]).replace("<Mz>5.0</Mz>", "<Mz>5</Mz>")
-    [entry] = read("fatigue", extreme(items))
-    assert entry["shear"]["max"] == entry["shear"]["min"]
-    misspelt = fatigue_items([]).replace("DecissionMethod", "DecisionMethod")
-    with pytest.raises(AttributeError):
-        read("fatigue", extreme(misspelt))
-    no_max = fatigue_items([([0, 1, 2, 3, 4, 5], 10)]).replace("InternalForceMax", "Other")
-    with pytest.raises(AttributeError, match="'NoneType' object has no attribute 'findtext'"):
-        read("fatigue", extreme(no_max))
-    no_max_no_shear = fatigue_items([]).replace("InternalForceMax", "Other")
-    assert read("fatigue", extreme(no_max_no_shear))[0]["shear"] == {}
 
 
 def test_results_are_new_lists_every_call():
