@@ -16,6 +16,7 @@ import pytest
 from platform_fakes import clean_environment, closed_port_url, serving  # noqa: F401
 from rcs_service_fake import FakeRcsService, results_from_xml
 
+from marlox.external.idea_rcs import OutputFileParser, RcsOutputFileParser
 from marlox.local import idea_rcs_worker, jobs
 from marlox.local.rcs_result_xml import format_double, result_xml
 
@@ -129,25 +130,12 @@ def test_results_are_fetched_a_batch_of_sections_at_a_time(service, monkeypatch)
     assert service.bodies["results"] == [{"sections": []}]
 
 
-def _parsers():
-    try:
-        from marlox.external.idea_rcs import OutputFileParser, RcsOutputFileParser
-    except ImportError:
-        try:
-            from results_oracle import OracleStreamParser as RcsOutputFileParser
-            from results_oracle import OracleWholeParser as OutputFileParser
-        except ImportError:
-            pytest.skip("no result parser on this branch yet")
-    return RcsOutputFileParser, OutputFileParser
-
-
 def _read(document: bytes) -> tuple[dict, dict]:
-    streaming_parser, whole_parser = _parsers()
     streamed = {
         section.id_: {family: getattr(section, family)() for family in FAMILIES}
-        for section in streaming_parser(io.BytesIO(document)).section_results()
+        for section in RcsOutputFileParser(io.BytesIO(document)).section_results()
     }
-    whole = whole_parser(io.BytesIO(document))
+    whole = OutputFileParser(io.BytesIO(document))
     loaded = {
         id_: {
             family: getattr(whole, f"{family}_results")(id_)

@@ -34,18 +34,8 @@ from result_documents import (
 )
 from results_oracle import OracleStreamParser, OracleWholeParser
 
-import marlox.external.idea_rcs as idea_rcs
 from marlox.errors import ParsingError
-
-RcsOutputFileParser = getattr(idea_rcs, "RcsOutputFileParser", None)
-OutputFileParser = getattr(idea_rcs, "OutputFileParser", None)
-
-needs_stream = pytest.mark.skipif(
-    RcsOutputFileParser is None, reason="native RcsOutputFileParser not built yet"
-)
-needs_whole = pytest.mark.skipif(
-    OutputFileParser is None, reason="native OutputFileParser not built yet"
-)
+from marlox.external.idea_rcs import OutputFileParser, RcsOutputFileParser
 
 READERS = tuple(
     "capacity shear torsion interaction crack_width detailing stress_limitation fatigue "
@@ -184,7 +174,6 @@ def as_text(data):
 # -- generated documents --
 
 
-@needs_stream
 @examples(150)
 @given(documents(), st.integers(0, 80))
 def test_streaming_parser_matches_reference(data, offset):
@@ -196,7 +185,6 @@ def test_streaming_parser_matches_reference(data, offset):
     )
 
 
-@needs_whole
 @examples(100)
 @given(documents(), st.booleans())
 def test_whole_document_parser_matches_reference(data, text):
@@ -209,7 +197,6 @@ def test_whole_document_parser_matches_reference(data, text):
     assert_same(whole(OutputFileParser, native, ids), whole(OracleWholeParser, oracle, ids))
 
 
-@needs_stream
 @examples(50)
 @given(documents(allow_broken=False))
 def test_section_result_over_a_caller_element_matches_reference(data):
@@ -236,7 +223,6 @@ texts = st.one_of(
 )
 
 
-@needs_stream
 @examples(100)
 @given(st.lists(texts, min_size=7, max_size=7), st.sampled_from(["utf-16", "utf-8"]))
 def test_any_leaf_text_is_converted_or_refused_as_the_reference_does(values, encoding):
@@ -251,7 +237,6 @@ def test_any_leaf_text_is_converted_or_refused_as_the_reference_does(values, enc
     assert_same(scan(RcsOutputFileParser, data, 0), scan(OracleStreamParser, data, 0))
 
 
-@needs_stream
 @examples(150)
 @given(
     st.lists(st.lists(path_trees, max_size=3), min_size=1, max_size=3),
@@ -320,7 +305,6 @@ def fixed_documents():
     }
 
 
-@needs_stream
 @pytest.mark.parametrize("offset", [0, 100])
 @pytest.mark.parametrize("name", list(fixed_documents()))
 def test_streaming_parser_on_fixed_documents(name, offset):
@@ -334,7 +318,6 @@ def test_streaming_parser_on_fixed_documents(name, offset):
     )
 
 
-@needs_whole
 @pytest.mark.parametrize("name", list(fixed_documents()))
 def test_whole_document_parser_on_fixed_documents(name):
     data = fixed_documents()[name]
@@ -361,7 +344,6 @@ class NoSeek:
         return 0
 
 
-@needs_stream
 def test_streams_without_tell_or_seek_fail_as_the_reference_does():
     def steps(parser_class, stream):
         log = []
@@ -380,7 +362,6 @@ def test_streams_without_tell_or_seek_fail_as_the_reference_does():
         assert native == steps(OracleStreamParser, stream_class())
 
 
-@needs_stream
 def test_a_real_file_is_read_from_its_start_and_left_where_it_was(tmp_path):
     path = tmp_path / "result.xml"
     path.write_bytes(sample_document(sections=2, extremes=1))
@@ -401,7 +382,6 @@ def test_a_real_file_is_read_from_its_start_and_left_where_it_was(tmp_path):
     assert logs[1][0] == logs[1][-1] == 100
 
 
-@needs_whole
 def test_whole_document_parser_without_getvalue_or_torsion_accessor():
     for parser_class in (OutputFileParser, OracleWholeParser):
         assert not hasattr(parser_class, "torsion_results")
@@ -411,7 +391,6 @@ def test_whole_document_parser_without_getvalue_or_torsion_accessor():
     )
 
 
-@needs_stream
 def test_a_subclass_section_result_is_the_one_handed_out():
     class Native(RcsOutputFileParser):
         class SectionResult(RcsOutputFileParser.SectionResult):
@@ -460,7 +439,6 @@ def test_reference_reads_documented_cases():
     assert parser.section_result(12.0).id_ == 12
 
 
-@needs_stream
 def test_closing_the_scan_early_keeps_the_current_section_and_ends_the_scan():
     def steps(parser_class):
         parser = parser_class(io.BytesIO(sample_document(sections=3, extremes=1)))
@@ -478,7 +456,6 @@ def test_closing_the_scan_early_keeps_the_current_section_and_ends_the_scan():
     assert native[1:3] == [[], []]
 
 
-@needs_stream
 def test_benchmark_files_read_alike(tmp_path):
     # The benchmark's generated files must be results both readers accept, or its figures
     # would measure error paths.
@@ -497,7 +474,6 @@ def test_benchmark_files_read_alike(tmp_path):
     assert all(outcome[0] == "ok" for _, _, reads in sections for _, outcome in reads)
 
 
-@needs_whole
 def test_whole_document_parser_lets_go_of_the_stream():
     for parser_class in (OutputFileParser, OracleWholeParser):
         stream = io.BytesIO(sample_document(sections=1, extremes=1))
@@ -540,8 +516,6 @@ def subclassed(stream_base, whole_base):
     return Stream, Whole
 
 
-@needs_stream
-@needs_whole
 def test_what_subclasses_replace_is_used():
     data = sample_document(sections=3, extremes=2)
     logs = []
