@@ -133,16 +133,12 @@ class OracleStreamParser:
                     continue
                 long_reinf = element.find("CheckValueLongReinf")
                 shear_reinf = element.find("CheckValueShearReinf")
-                entry = {}
-                entry["longitudinal"] = float(long_reinf.text) if long_reinf is not None else None
-                entry["shear"] = float(shear_reinf.text) if shear_reinf is not None else None
+                longitudinal = float(long_reinf.text) if long_reinf is not None else None
+                shear = float(shear_reinf.text) if shear_reinf is not None else None
+                entry = {"longitudinal": longitudinal, "shear": shear}
                 entry["CheckValue"] = float(element.find("CheckValue").text)
-                entry["CheckValueLongReinf"] = (
-                    float(long_reinf.text) if long_reinf is not None else None
-                )
-                entry["CheckValueShearReinf"] = (
-                    float(shear_reinf.text) if shear_reinf is not None else None
-                )
+                entry["CheckValueLongReinf"] = longitudinal
+                entry["CheckValueShearReinf"] = shear
                 entry["Result"] = element.find("Result").text
                 results.append(entry)
             return results

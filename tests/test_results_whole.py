@@ -40,22 +40,6 @@ def test_text_content_and_files():
     assert OutputFileParser(File.from_data(text.encode())).section_ids == [2]  # getvalue(): str
 
 
-def test_raw_results():
-    p = parser(section(1))
-    assert p.raw_results() == {
-        "ArrayOfSectionConcreteCheckResult": [
-            {"SectionConcreteCheckResult": [{"SectionId": "1"}, {"ExtremeResults": None}]}
-        ]
-    }
-    leaf_root = OutputFileParser(io.BytesIO(b"<r a='1'>text<!-- c --> more</r>"))
-    assert leaf_root.raw_results() == {"r": "text more"}
-    empty_root = OutputFileParser(io.BytesIO(b"<r/>"))
-    assert empty_root.raw_results() == {"r": None}
-    ns = OutputFileParser(io.BytesIO(b"<r xmlns='urn:x'><c>1</c><c>2</c></r>"))
-    assert ns.raw_results() == {"{urn:x}r": [{"{urn:x}c": "1"}, {"{urn:x}c": "2"}]}
-    assert p._element_to_dict(ET.fromstring("<a><b/>t</a>")) == {"a": [{"b": None}]}
-
-
 def test_the_tree_is_made_on_demand_and_then_authoritative():
     p = parser(section(1, SHEAR), section(2, SHEAR, SHEAR))
     element = p._section_element(2)
