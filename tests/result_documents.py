@@ -430,6 +430,7 @@ def _family(chaos, result_type):
     type_text = result_type
     if shape == "odd_type":
         odd = [result_type.lower(), f" {result_type} ", Raw(f"<![CDATA[{result_type}]]>")]
+        odd.append(Raw(f"{result_type[:2]}<!--c-->{result_type[2:]}"))  # still matched
         type_text = draw(st.sampled_from(odd))
     children = [Node("ResultType", type_text)]
     if shape == "empty_check_results":
