@@ -81,25 +81,6 @@ def test_class_tree():
         )
 
 
-def test_a_python_subclass_adds_a_shape():
-    class Trapezoid(SectionPrototype1D):
-        def __init__(self, height, bottom, top):
-            self.dimensions = {"H": height, "Bb": bottom, "Bt": top}
-
-        @property
-        def _type(self):
-            return o.CrossSectionType.TRAPEZOID
-
-        @property
-        def _parameters(self):
-            return dict(self.dimensions)
-
-    shape = Trapezoid(0.6, 0.4, 0.2)
-    assert isinstance(shape, idea_rcs._SectionPrototype)
-    assert shape._type is o.CrossSectionType.TRAPEZOID
-    assert shape._parameters == {"H": 0.6, "Bb": 0.4, "Bt": 0.2}
-
-
 def test_a_subclass_without_the_properties_stays_abstract():
     class Incomplete(SectionPrototype1D):
         def __init__(self):
