@@ -391,18 +391,6 @@ def test_whole_document_parser_without_getvalue_or_torsion_accessor():
     )
 
 
-def test_a_subclass_section_result_is_the_one_handed_out():
-    class Native(RcsOutputFileParser):
-        class SectionResult(RcsOutputFileParser.SectionResult):
-            pass
-
-    sections = list(Native(io.BytesIO(sample_document(1, 1))).section_results())
-    assert [type(s) for s in sections] == [Native.SectionResult]
-
-
-# -- the reference itself, on the cases whose answer is written down independently --
-
-
 def test_reference_reads_documented_cases():
     nan_stress = item(Check="StressLimitationShort", TypeCheck="Check_7_2_2_Concrete_fck")
     nan_stress.add(leaf("Stress", "-nan"), leaf("CheckValue", "0"), leaf("Result", "Passed"))
