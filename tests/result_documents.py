@@ -141,13 +141,9 @@ def render(
     _render(root, out, 0, newline, pretty)
     out.append(trailer)
     text = "".join(out)
-    if encoding == "utf-16":
-        return b"\xff\xfe" + text.encode("utf-16-le")
-    if encoding == "utf-16-be":
-        return b"\xfe\xff" + text.encode("utf-16-be")
-    if encoding == "utf-8-sig":
-        return b"\xef\xbb\xbf" + text.encode("utf-8")
-    return text.encode("utf-8")
+    boms = {"utf-16": b"\xff\xfe", "utf-16-be": b"\xfe\xff", "utf-8-sig": b"\xef\xbb\xbf"}
+    codec = {"utf-16": "utf-16-le", "utf-16-be": "utf-16-be"}.get(encoding, "utf-8")
+    return boms.get(encoding, b"") + text.encode(codec)
 
 
 # -- well-formed building blocks, shared by the fixed document and the strategies --
