@@ -281,6 +281,9 @@ def fixed_documents():
         ),
         "section without SectionId": render(result_root([Node("SectionConcreteCheckResult")])),
         "SectionId 3.0": render(result_root([section_node("3.0", [])])),
+        "signed and padded ids": render(
+            result_root([section_node(" -4 ", [Node("X")]), section_node("+3", [])])
+        ),
         "empty": b"",
         "not XML": b"this is not XML",
         "cut short": sample[: len(sample) // 2],
