@@ -266,6 +266,85 @@ def shear_only_in_second_of_three():
     return render(result_root([section_node(" 12 ", extremes)]))
 
 
+def one_extreme(result_type, *items):
+    """A document of one section with one extreme holding one family of the given items."""
+    items = "".join(f"<ConcreteCheckResultBase>{item}</ConcreteCheckResultBase>" for item in items)
+    family = f"<ConcreteCheckResult><ResultType>{result_type}</ResultType><CheckResults>{items}"
+    return (
+        "<r><SectionConcreteCheckResult><SectionId>1</SectionId><ExtremeResults>"
+        f"<ConcreteCheckResults><CheckResults>{family}</CheckResults></ConcreteCheckResult>"
+        "</CheckResults></ConcreteCheckResults></ExtremeResults></SectionConcreteCheckResult></r>"
+    ).encode()
+
+
+def stress(check, type_check, text):
+    return f"<Check>{check}</Check><TypeCheck>{type_check}</TypeCheck><Stress>{text}</Stress>" + (
+        "<CheckValue>0.5</CheckValue><Result>Passed</Result>"
+    )
+
+
+def fatigue(max_mz, min_mz, *shears):
+    forces = "<N>0</N><Qy>1</Qy><Qz>2</Qz><Mx>3</Mx><My>4</My><Mz>{}</Mz>"
+    head = "<Check>Fatigue</Check><CheckValue>0.7</CheckValue><DecissionMethod>M</DecissionMethod>"
+    head += "<Result>Passed</Result>" + "".join(
+        f"<{tag}>{forces.format(mz)}</{tag}>" if mz is not None else ""
+        for tag, mz in (("InternalForceMax", max_mz), ("InternalForceMin", min_mz))
+    )
+    shear = "<Ved>{}</Ved><Vrd>2</Vrd><Vrdc>3</Vrdc><Vrdmax>4</Vrdmax><Vrdr>5</Vrdr><Vrds>6</Vrds>"
+    shear += "<CheckValue>0.5</CheckValue><Result>OK</Result>"
+    items = [
+        f"<Check>Shear</Check><InternalFores>{forces.format(mz)}</InternalFores>"
+        + (shear.format(ved))
+        for mz, ved in shears
+    ]
+    return one_extreme("Fatigue", head, *items)
+
+
+# Reading rules stated by value: force sets, NaN stresses, first items, shear matched by text.
+READER_RULES = {
+    "capacity force sets": one_extreme(
+        "Capacity",
+        "<Fu><N>1</N><My>2</My><N>3</N></Fu><Fu1/><Fu2/><CheckValue> 0.25 </CheckValue>"
+        "<Result>Passed</Result>",
+    ),
+    "capacity without Fu1": one_extreme("Capacity", "<Fu><N>1</N></Fu><Fu2/>"),
+    "capacity force without text": one_extreme("Capacity", "<Fu><N/></Fu><Fu1/><Fu2/>"),
+    "capacity force set with a loading": one_extreme(
+        "Capacity", "<Fu><Loading>LC1</Loading><N>1</N></Fu><Fu1/><Fu2/>"
+    ),
+    "stress limitation NaN rules": one_extreme(
+        "StressLimitation",
+        stress("StressLimitationLong", "Check_7_2_5_ReinforcementBars_fyk", "-nan"),
+        stress("StressLimitationShort", "Check_7_2_2_Concrete_fck", "-1.5e6"),
+        stress("StressLimitationShort", "Check_7_2_3_Concrete_fck", "NaN"),
+        stress("StressLimitationShort", "notSet", ""),
+    ),
+    "stress without text": one_extreme(
+        "StressLimitation", stress("StressLimitationShort", "Check_7_2_2_Concrete_fck", "")
+    ),
+    "stress of a stage": one_extreme(
+        "StressLimitation", stress("StressLimitationStage", "Check_7_2_2_Concrete_fck", "1")
+    ),
+    "crack width, first item of a term": one_extreme(
+        "CrackWidth",
+        *(
+            f"<Check>CrackWidth{term}</Check><N>0</N><My>8</My><Mz>7</Mz><W>{w}</W><Wlim>3</Wlim>"
+            "<CheckValue>NaN</CheckValue><Result> ok </Result>"
+            for term, w in (("Short", "0.2"), ("Short", "1"), ("Long", "2"))
+        ),
+    ),
+    "detailing without shear value": one_extreme(
+        "Detailing",
+        "<CheckValueLongReinf>0.3</CheckValueLongReinf><CheckValue>0.4</CheckValue>"
+        "<Result>Passed</Result>",
+    ),
+    "fatigue shear matched by text": fatigue("5", "5.0", ("5", 10), ("5.00", 20), ("5.0", 30)),
+    "fatigue, one shear for both": fatigue("5", "5", ("5", 10)),
+    "fatigue without maximum": fatigue(None, "5", ("5", 10)),
+    "fatigue without maximum nor shear": fatigue(None, "5"),
+}
+
+
 def fixed_documents():
     sample = open(SAMPLE, "rb").read()
     utf8 = sample.decode("utf-16").replace('encoding="utf-16"', 'encoding="utf-8"').encode()
@@ -305,6 +384,7 @@ def fixed_documents():
         b"</SectionId></SectionConcreteCheckResult></A>",
         "two root elements": f"<A>{section}</A><A/>".encode(),
         "nested 1500 deep": f"<A>{section}".encode() + b"<d>" * 1500 + b"</d>" * 1500 + b"</A>",
+        **READER_RULES,
     }
 
 
