@@ -365,7 +365,7 @@ def _stress_limitation(chaos):
     pairs = st.lists(st.tuples(st.sampled_from(terms), st.sampled_from(type_checks)), max_size=6)
     items = []
     for check, type_check in chaos.draw(pairs):
-        nan = chaos.draw(st.sampled_from(["NaN", "nan", "-nan", " nan ", "NAN"]))
+        nan = chaos.draw(st.sampled_from(["NaN", "nan", "-nan", " nan ", "NAN", "nan\n"]))
         own = [
             _value_leaf(chaos, "TypeCheck", type_check),
             _value_leaf(chaos, "Stress", nan if chaos.odd(10) else _number(chaos)),

@@ -318,6 +318,7 @@ READER_RULES = {
         stress("StressLimitationShort", "Check_7_2_2_Concrete_fck", "-1.5e6"),
         stress("StressLimitationShort", "Check_7_2_3_Concrete_fck", "NaN"),
         stress("StressLimitationShort", "notSet", ""),
+        stress("StressLimitationLong", "Check_7_2_2_Concrete_fck", "nan "),
     ),
     "stress without text": one_extreme(
         "StressLimitation", stress("StressLimitationShort", "Check_7_2_2_Concrete_fck", "")
