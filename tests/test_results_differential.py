@@ -560,15 +560,17 @@ def test_whole_document_parser_lets_go_of_the_stream():
 
 
 def subclassed(stream_base, whole_base):
-    """Subclasses that replace what the parsers are built from: readers, extreme iteration,
-    the scan behind section_result, the lookup and raw conversion behind the accessors."""
+    """Subclasses that replace what the parsers are built from: a reader, then also the extreme
+    iteration, the scan behind section_result, the lookup and raw conversion behind the
+    accessors."""
 
     class Section(stream_base.SectionResult):
-        def _iter_extreme_results(self):
-            yield from reversed(list(super()._iter_extreme_results()))
-
         def torsion(self):
             return [("torsion of", self.id_)] * len(super().torsion())
+
+    class Reversed(Section):
+        def _iter_extreme_results(self):
+            yield from reversed(list(super()._iter_extreme_results()))
 
     class Stream(stream_base):
         SectionResult = Section
@@ -585,17 +587,17 @@ def subclassed(stream_base, whole_base):
         def _element_to_dict(self, e):
             return {"<" + e.tag: [self._element_to_dict(child) for child in e] or e.text}
 
-    return Stream, Whole
+    return Stream, type("ReversedStream", (Stream,), {"SectionResult": Reversed}), Whole
 
 
 def test_what_subclasses_replace_is_used():
     data = sample_document(sections=3, extremes=2)
     logs = []
-    for stream_class, whole_class in (
+    for stream_class, reversed_class, whole_class in (
         subclassed(RcsOutputFileParser, OutputFileParser),
         subclassed(OracleStreamParser, OracleWholeParser),
     ):
         log = scan(stream_class, data, 0) + lookups(stream_class, data, 0, [1, 2, 3])
-        log += whole(whole_class, io.BytesIO(data), [0, 1, 2])
+        log += scan(reversed_class, data, 0) + whole(whole_class, io.BytesIO(data), [0, 1, 2])
         logs.append(log)
     assert_same(*logs)
