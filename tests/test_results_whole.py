@@ -72,6 +72,12 @@ def test_replacing_the_root():
     p = parser(section(1))
     p._root = ET.fromstring("<r>" + section(5) + "</r>")
     assert p.section_ids == [5]
+    other = ET.fromstring("<r>" + section(6) + "</r>")  # a subclass's own tree
+    p = type("Replaced", (OutputFileParser,), {"_root": property(lambda self: other)})(
+        io.BytesIO(b"<r/>")
+    )
+    assert p.section_ids == [6] and p._section_element(6) is other[0]
+    assert p.capacity_results(6) == [] and list(p.raw_results()["r"][0]) == [other[0].tag]
 
 
 def test_invalid_documents_hide_the_context_and_a_non_bytes_value_is_refused():
