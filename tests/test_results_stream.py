@@ -175,11 +175,11 @@ def test_large_sections_after_many_small_ones_read_as_elementtree_does():
             assert a._element.find(".//SectionConcreteCheckResult") is inner[a.id_ + 1000]
         count += 1
     assert count == 120 + 3 * 2  # three outer sections, each with one inside
-    previous = None  # read natively only, then kept past the next step: empty, not stale nodes
+    kept = []  # read natively only, then kept past later steps: empty, not recycled nodes
     for current in RcsOutputFileParser(io.BytesIO(data)).section_results():
-        assert previous is None or previous.extremes() == []
+        assert all(s.extremes() == [] for s in kept)
         current.shear()
-        previous = current
+        kept.append(current)
 
 
 def test_section_results_speak_the_generator_protocol():
