@@ -73,13 +73,9 @@ def overview(results: list[dict[str, Any]]) -> list[dict[str, Any]]:
     replies = []
     for detailed in results:
         section = detailed["sectionResult"]
-        extremes = section.get("extremeResults") or [{}]
-        replies.append(
-            {
-                "sectionId": section.get("sectionId"),
-                "overallItems": (extremes[0].get("overall") or {}).get("checks") or [],
-            }
-        )
+        first = (section.get("extremeResults") or [{}])[0]
+        checks = (first.get("overall") or {}).get("checks") or []
+        replies.append({"sectionId": section.get("sectionId"), "overallItems": checks})
     return replies
 
 
@@ -128,15 +124,8 @@ class FakeRcsService(ThreadingHTTPServer):
                 return problem(404, "Not Found")
             project, call = match.groups()
             call = {"get-results": "results"}.get(call, call)
-        expected = {
-            "heartbeat": "GET",
-            "version": "GET",
-            "import": "POST",
-            "calculate": "POST",
-            "results": "POST",
-            "download": "GET",
-            "close": "PUT",
-        }.get(call)
+        expected = {"heartbeat": "GET", "version": "GET", "download": "GET", "close": "PUT"}
+        expected = {"import": "POST", "calculate": "POST", "results": "POST", **expected}.get(call)
         if expected is None:
             return problem(404, "Not Found")
         if method != expected:
@@ -197,17 +186,7 @@ class FakeRcsService(ThreadingHTTPServer):
         self.imported.append(files[0])
         project = str(uuid.uuid4())
         self.projects[project] = "open"
-        sections = [detailed["sectionResult"].get("sectionId") for detailed in self.results]
-        reply = {  # RcsProject
-            "projectId": project,
-            "projectData": {"projectName": "input", "code": "EC-EN", "fireResistanceCheck": False},
-            "sections": [
-                {"id": id_, "name": f"S {id_}", "checkMemberId": 1, "rcsId": id_}
-                for id_ in sections
-            ],
-            "checkMembers": [{"id": 1, "name": "M 1"}],
-            "reinforcedCrossSections": [{"id": 1, "name": "R1", "crossSectionId": 1}],
-        }
+        reply = {"projectId": project}  # of an RcsProject, the worker reads only its id
         return 200, "application/json", json.dumps(reply).encode()
 
 

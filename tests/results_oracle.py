@@ -29,24 +29,15 @@ FATIGUE = './/*[ResultType="Fatigue"]/CheckResults'
 
 SHEAR_KEYS = ("Ved", "Vrd", "Vrdc", "Vrdmax", "Vrdr", "Vrds", "CheckValue")
 TORSION_KEYS = ("Ted", "Trdc", "Trdmax", "Trds", "Trd", "CheckValue")
-INTERACTION_KEYS = (
-    "Ned",
-    "Medy",
-    "Medz",
-    "Ved",
-    "Ted",
-    "CheckValue",
-    "CheckValueShearAndTorsion",
-    "CheckValueShearTorsionAndBending",
-)
+INTERACTION_KEYS = ("Ned", "Medy", "Medz", "Ved", "Ted", "CheckValue", "CheckValueShearAndTorsion")
+INTERACTION_KEYS += ("CheckValueShearTorsionAndBending",)
 CRACK_WIDTH_KEYS = ("N", "My", "Mz", "W", "Wlim", "CheckValue")
-STRESS_CHECKS = (
-    "Check_7_2_2_Concrete_fck",
-    "Check_7_2_3_Concrete_fck",
-    "Check_7_2_5_Tendons_fpk",
-    "Check_7_2_5_ReinforcementBars_fyk",
-    "Check_5_10_3_2_Tendons",
-    "Check_5_10_2_1_1_Tendons",
+STRESS_CHECKS = tuple(
+    "Check_7_2_2_Concrete_fck Check_7_2_3_Concrete_fck Check_7_2_5_Tendons_fpk "
+    "Check_7_2_5_ReinforcementBars_fyk Check_5_10_3_2_Tendons Check_5_10_2_1_1_Tendons".split()
+)
+FAMILIES = tuple(
+    "capacity shear torsion interaction crack_width detailing stress_limitation fatigue".split()
 )
 INTERNAL_FORCES_KEYS = ("N", "Qy", "Qz", "Mx", "My", "Mz")
 
@@ -142,16 +133,12 @@ class OracleStreamParser:
                     continue
                 long_reinf = element.find("CheckValueLongReinf")
                 shear_reinf = element.find("CheckValueShearReinf")
-                entry = {}
-                entry["longitudinal"] = float(long_reinf.text) if long_reinf is not None else None
-                entry["shear"] = float(shear_reinf.text) if shear_reinf is not None else None
+                longitudinal = float(long_reinf.text) if long_reinf is not None else None
+                shear = float(shear_reinf.text) if shear_reinf is not None else None
+                entry = {"longitudinal": longitudinal, "shear": shear}
                 entry["CheckValue"] = float(element.find("CheckValue").text)
-                entry["CheckValueLongReinf"] = (
-                    float(long_reinf.text) if long_reinf is not None else None
-                )
-                entry["CheckValueShearReinf"] = (
-                    float(shear_reinf.text) if shear_reinf is not None else None
-                )
+                entry["CheckValueLongReinf"] = longitudinal
+                entry["CheckValueShearReinf"] = shear
                 entry["Result"] = element.find("Result").text
                 results.append(entry)
             return results
@@ -234,38 +221,9 @@ class OracleStreamParser:
             return results
 
         def extremes(self) -> list:
-            return [
-                {
-                    "capacity": capacity,
-                    "shear": shear,
-                    "torsion": torsion,
-                    "interaction": interaction,
-                    "crack_width": crack_width,
-                    "detailing": detailing,
-                    "stress_limitation": stress_limitation,
-                    "fatigue": fatigue,
-                }
-                for (
-                    capacity,
-                    shear,
-                    torsion,
-                    interaction,
-                    crack_width,
-                    detailing,
-                    stress_limitation,
-                    fatigue,
-                ) in zip(
-                    self.capacity(),
-                    self.shear(),
-                    self.torsion(),
-                    self.interaction(),
-                    self.crack_width(),
-                    self.detailing(),
-                    self.stress_limitation(),
-                    self.fatigue(),
-                    strict=False,
-                )
-            ]
+            per_family = [getattr(self, family)() for family in FAMILIES]
+            rows = zip(*per_family, strict=False)
+            return [dict(zip(FAMILIES, row, strict=True)) for row in rows]
 
     def __init__(self, xml_file: BinaryIO) -> None:
         self._pos = xml_file.tell()
@@ -325,20 +283,14 @@ class OracleWholeParser:
     def _section(self, section_id: Any) -> OracleStreamParser.SectionResult:
         return OracleStreamParser.SectionResult(section_id, self._section_element(section_id))
 
-    def capacity_results(self, section_id: Any) -> list:
-        return self._section(section_id).capacity()
 
-    def shear_results(self, section_id: Any) -> list:
-        return self._section(section_id).shear()
+def _accessor(family: str) -> Any:
+    def results(self: OracleWholeParser, section_id: Any) -> list:
+        return getattr(self._section(section_id), family)()
 
-    def crack_width_results(self, section_id: Any) -> list:
-        return self._section(section_id).crack_width()
+    results.__name__ = f"{family}_results"
+    return results
 
-    def detailing_results(self, section_id: Any) -> list:
-        return self._section(section_id).detailing()
 
-    def stress_limitation_results(self, section_id: Any) -> list:
-        return self._section(section_id).stress_limitation()
-
-    def fatigue_results(self, section_id: Any) -> list:
-        return self._section(section_id).fatigue()
+for _family in ("capacity", "shear", "crack_width", "detailing", "stress_limitation", "fatigue"):
+    setattr(OracleWholeParser, f"{_family}_results", _accessor(_family))

@@ -241,27 +241,20 @@ def execute_against(monkeypatch, answer, timeout=10.0):
 
 
 def test_platform_polls_until_finished(monkeypatch):
+    result = as_json(200, {"data": base64.b64encode(RESULT_XML).decode()})
     answer = Scripted(
-        {"status": "queued", "message": ""},
-        RUNNING,
-        RUNNING,
-        FINISHED,
-        result=as_json(200, {"data": base64.b64encode(RESULT_XML).decode()}),
+        {"status": "queued", "message": ""}, RUNNING, RUNNING, FINISHED, result=result
     )
     analysis, requests = execute_against(monkeypatch, answer)
     assert analysis.get_output_file().getvalue() == RESULT_XML
     assert analysis.job_id == "job-7"
     paths = [(method, path) for method, path, _, _ in requests]
-    assert paths == [("POST", "/jobs")] + [("GET", "/jobs/job-7")] * 4 + [
-        ("GET", "/jobs/job-7/results/body")
-    ]
+    polls = [("GET", "/jobs/job-7")] * 4
+    assert paths == [("POST", "/jobs"), *polls, ("GET", "/jobs/job-7/results/body")]
     submitted = json.loads(requests[0][3])
     assert (submitted["integration"], submitted["version"]) == ("idearcs", 1)
-    assert submitted["content"] == {
-        "body": "eA==",
-        "return_result_xml": True,
-        "return_rcs_file": False,
-    }
+    flags = {"return_result_xml": True, "return_rcs_file": False}
+    assert submitted["content"] == {"body": "eA==", **flags}
     assert all(headers["Authorization"] == "Bearer tok" for _, _, headers, _ in requests)
 
 

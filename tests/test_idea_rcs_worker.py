@@ -16,6 +16,7 @@ import pytest
 from platform_fakes import clean_environment, closed_port_url, serving  # noqa: F401
 from rcs_service_fake import FakeRcsService, results_from_xml
 
+from marlox.external.idea_rcs import OutputFileParser, RcsOutputFileParser
 from marlox.local import idea_rcs_worker, jobs
 from marlox.local.rcs_result_xml import format_double, result_xml
 
@@ -24,15 +25,8 @@ SYNTHETIC = (DATA / "rcs-result-synthetic.xml").read_bytes()
 INPUT_XML = b'<?xml version="1.0" encoding="utf-8"?>\r\n<OpenModel><Version>2</Version></OpenModel>'
 BOM = "\ufeff".encode("utf-16-le")
 XSI = "{http://www.w3.org/2001/XMLSchema-instance}type"
-FAMILIES = (
-    "capacity",
-    "shear",
-    "torsion",
-    "interaction",
-    "crack_width",
-    "detailing",
-    "stress_limitation",
-    "fatigue",
+FAMILIES = tuple(
+    "capacity shear torsion interaction crack_width detailing stress_limitation fatigue".split()
 )
 
 
@@ -76,9 +70,8 @@ def test_a_run_returns_the_result_document_in_ideas_form(service):
     assert status["status"] == "finished", status
     assert list(fields) == ["body"]
     document = fields["body"]
-    assert document.startswith(
-        BOM + '<?xml version="1.0" encoding="utf-16"?>\r\n'.encode("utf-16-le")
-    )
+    declaration = '<?xml version="1.0" encoding="utf-16"?>\r\n'.encode("utf-16-le")
+    assert document.startswith(BOM + declaration)
     text = document.decode("utf-16")
     assert "\n" not in text.replace("\r\n", "") and not text.endswith("\n")
     ET.fromstring(document)  # consistent bytes and declaration
@@ -96,13 +89,7 @@ def test_a_run_returns_the_result_document_in_ideas_form(service):
             assert same_number(line[len(head) + 1 : -len(tail) - 1], value), (number, line)
 
     # The calls, in order, on one project that ends closed.
-    assert [call for call, _ in service.calls] == [
-        "heartbeat",
-        "import",
-        "calculate",
-        "results",
-        "close",
-    ]
+    assert [call for call, _ in service.calls] == "heartbeat import calculate results close".split()
     assert service.imported == [INPUT_XML]
     assert service.bodies["calculate"] == [{"sections": []}]
     assert list(service.projects.values()) == ["closed"]
@@ -143,25 +130,12 @@ def test_results_are_fetched_a_batch_of_sections_at_a_time(service, monkeypatch)
     assert service.bodies["results"] == [{"sections": []}]
 
 
-def _parsers():
-    try:
-        from marlox.external.idea_rcs import OutputFileParser, RcsOutputFileParser
-    except ImportError:
-        try:
-            from results_oracle import OracleStreamParser as RcsOutputFileParser
-            from results_oracle import OracleWholeParser as OutputFileParser
-        except ImportError:
-            pytest.skip("no result parser on this branch yet")
-    return RcsOutputFileParser, OutputFileParser
-
-
 def _read(document: bytes) -> tuple[dict, dict]:
-    streaming_parser, whole_parser = _parsers()
     streamed = {
         section.id_: {family: getattr(section, family)() for family in FAMILIES}
-        for section in streaming_parser(io.BytesIO(document)).section_results()
+        for section in RcsOutputFileParser(io.BytesIO(document)).section_results()
     }
-    whole = whole_parser(io.BytesIO(document))
+    whole = OutputFileParser(io.BytesIO(document))
     loaded = {
         id_: {
             family: getattr(whole, f"{family}_results")(id_)
@@ -187,22 +161,10 @@ def test_the_written_document_reads_as_the_synthetic_one_through_both_parsers(se
 
 @pytest.mark.parametrize(
     ("value", "text"),
-    [
-        (0, "0"),
-        (-0.0, "-0"),
-        (80000.0, "80000"),
-        (32836600000, "32836600000"),
-        (-23.7, "-23.7"),
-        (0.0001, "0.0001"),
-        (1e-05, "1E-05"),
-        (-2.5e-07, "-2.5E-07"),
-        (1e16, "10000000000000000"),
-        (1.2345e20, "1.2345E+20"),
-        (5e-324, "5E-324"),
-        (-math.inf, "-INF"),
-        ("NaN", "NaN"),  # JSON carries these as text
-        ("Infinity", "INF"),
-    ],
+    [(0, "0"), (-0.0, "-0"), (80000.0, "80000"), (32836600000, "32836600000"), (-23.7, "-23.7")]
+    + [(0.0001, "0.0001"), (1e-05, "1E-05"), (-2.5e-07, "-2.5E-07"), (1e16, "10000000000000000")]
+    + [(1.2345e20, "1.2345E+20"), (5e-324, "5E-324"), (-math.inf, "-INF")]
+    + [("NaN", "NaN"), ("Infinity", "INF")],  # JSON carries these as text
 )
 def test_numbers_are_written_as_dotnet_writes_doubles(value, text):
     assert format_double(value) == text

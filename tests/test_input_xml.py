@@ -75,12 +75,8 @@ def test_the_import_sample_model_matches_idea_s_document():
     ours = ET.fromstring(write(model))
     theirs = ET.parse(SAMPLES / "iom-rcs-ImportOpenModel.xml").getroot()
     # The sample takes its materials from IDEA's library (all values 0); ours states them.
-    assert (
-        structural_diff(
-            ours, theirs, extra=OUR_EXTRAS, differing=("/MatConcrete/", "/MatReinforcement/")
-        )
-        is None
-    )
+    differing = ("/MatConcrete/", "/MatReinforcement/")
+    assert structural_diff(ours, theirs, extra=OUR_EXTRAS, differing=differing) is None
 
 
 def test_a_model_with_explicit_materials_matches_idea_s_document():
@@ -97,15 +93,8 @@ def test_a_model_with_explicit_materials_matches_idea_s_document():
     ours = ET.fromstring(write(model))
     # The sample's stone diameter and ftk are 0, which a model cannot state; it has no
     # IsInPrincipal.
-    assert (
-        structural_diff(
-            ours,
-            theirs,
-            extra=OUR_EXTRAS + ("/IsInPrincipal",),
-            differing=("/StoneDiameter", "/Ftk"),
-        )
-        is None
-    )
+    extra, differing = OUR_EXTRAS + ("/IsInPrincipal",), ("/StoneDiameter", "/Ftk")
+    assert structural_diff(ours, theirs, extra=extra, differing=differing) is None
 
 
 @pytest.mark.parametrize("shape", list(o.CrossSectionType), ids=lambda t: t.name)
@@ -131,9 +120,8 @@ def test_a_general_shape_with_openings_and_arcs():
         openings=[[(-0.1, -0.1), (0.1, -0.1), (0.0, 0.1)], [(0, -0.3), (0.05, -0.3), (0, -0.25)]],
     )
     model.create_reinforced_cross_section(section)
-    component = ET.fromstring(write(model)).find(
-        "CrossSection/CrossSection/Components/CssComponent"
-    )
+    root = ET.fromstring(write(model))
+    component = root.find("CrossSection/CrossSection/Components/CssComponent")
     outline = component.find("Geometry/Outline/Segments")
     # The arc ends at the start point, so the outline is closed without another segment.
     assert [s.get(XSI_TYPE) for s in outline] == ["LineSegment2D", "ArcSegment2D"]
@@ -150,13 +138,8 @@ def test_units_numbers_and_defaults_as_idea_writes_them():
         o.ConcreteMaterial.C30_37, e_modulus=1e12, g_modulus=0.0001, thermal_expansion=1e-5
     )
     member = model.create_check_member1d()
-    model.add_member_data_ec2(
-        member,
-        o.MemberType.COLUMN,
-        o.TwoWaySlabType.SLAB,
-        relative_humidity=80,
-        creep_coefficient=2,
-    )
+    given = {"relative_humidity": 80, "creep_coefficient": 2}
+    model.add_member_data_ec2(member, o.MemberType.COLUMN, o.TwoWaySlabType.SLAB, **given)
     root = ET.fromstring(write(model))
     concrete = root.find("MatConcrete/MatConcrete")
     assert concrete.findtext("E") == "1E+18"
@@ -164,10 +147,8 @@ def test_units_numbers_and_defaults_as_idea_writes_them():
     assert concrete.findtext("ThermalExpansion") == "1E-05"
     data = root.find("Attribute/OpenAttribute")
     assert data.findtext("RelativeHumidity") == "0.8"
-    assert (data.findtext("CreepCoeffInfinityValue"), data.findtext("CreepCoeffInfinity")) == (
-        "UserInput",
-        "2",
-    )
+    assert data.findtext("CreepCoeffInfinityValue") == "UserInput"
+    assert data.findtext("CreepCoeffInfinity") == "2"
     assert data.findtext("ExposureClassesData/NoCorrosionCheck") == "true"
     setup = {e.tag: e.text for e in data.find("CalculationSetup")}
     assert setup["UlsDiagram"] == setup["UlsShear"] == setup["Detailing"] == "true"

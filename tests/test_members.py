@@ -73,34 +73,12 @@ def test_class_tree():
     for cls in (Beam, CompressionMember, OneWaySlab):
         assert cls.__bases__ == (Member,)
     assert Member.__doc__ == "Base class of all member types."
-    for cls, operation in [
-        (Beam, "create_beam"),
-        (CompressionMember, "create_compression_member"),
-        (OneWaySlab, "create_one_way_slab"),
-    ]:
+    operations = ["create_beam", "create_compression_member", "create_one_way_slab"]
+    for cls, operation in zip((Beam, CompressionMember, OneWaySlab), operations, strict=True):
         assert cls.__doc__ == (
             "Do not use this __init__ directly, but create the object by "
             f":meth:`Model.{operation}`."
         )
-
-
-def test_a_python_subclass_adds_a_shape():
-    class Trapezoid(SectionPrototype1D):
-        def __init__(self, height, bottom, top):
-            self.dimensions = {"H": height, "Bb": bottom, "Bt": top}
-
-        @property
-        def _type(self):
-            return o.CrossSectionType.TRAPEZOID
-
-        @property
-        def _parameters(self):
-            return dict(self.dimensions)
-
-    shape = Trapezoid(0.6, 0.4, 0.2)
-    assert isinstance(shape, idea_rcs._SectionPrototype)
-    assert shape._type is o.CrossSectionType.TRAPEZOID
-    assert shape._parameters == {"H": 0.6, "Bb": 0.4, "Bt": 0.2}
 
 
 def test_a_subclass_without_the_properties_stays_abstract():
@@ -135,14 +113,9 @@ def test_a_subclass_without_the_properties_stays_abstract():
 
 def test_inherited_constructors():
     def complete(base, init):
+        rect = property(lambda self: o.CrossSectionType.RECT)
         return type(
-            "Shape",
-            (base,),
-            {
-                "__init__": init,
-                "_type": property(lambda self: o.CrossSectionType.RECT),
-                "_parameters": property(lambda self: {}),
-            },
+            "Shape", (base,), {"__init__": init, "_type": rect, "_parameters": property(dict)}
         )
 
     # The 1D root refuses to be called, the 2D root stores the thickness, the root does nothing.
@@ -216,39 +189,22 @@ def test_members_forward_by_position_or_keyword_and_return_none():
     assert member.create_bar((0.1, 0.2), 0.02, "steel") is None
     assert member.create_stirrup([(0, 0), (1, 0)], 0.008, "steel", 0.15) is None
     assert member.create_stirrup("p", "d", "m", "s", True, False, 4.0, 0.3) is None
-    assert (
-        member.create_bar_layer(origin=(0, 0), diameter=0.02, material="steel", number_of_bars=3)
-        is None
-    )
+    layer = {"origin": (0, 0), "diameter": 0.02, "material": "steel", "number_of_bars": 3}
+    assert member.create_bar_layer(**layer) is None
     assert rcs.calls == [
         ("create_bar", ((0.1, 0.2), 0.02, "steel"), []),
         ("create_stirrup", ([(0, 0), (1, 0)], 0.008, "steel", 0.15, None, None, None, None), []),
         ("create_stirrup", ("p", "d", "m", "s", True, False, 4.0, 0.3), []),
-        (
-            "create_bar_layer",
-            (),
-            [
-                ("origin", (0, 0)),
-                ("diameter", 0.02),
-                ("material", "steel"),
-                ("number_of_bars", 3),
-                ("delta_y", None),
-                ("delta_z", None),
-            ],
-        ),
+        ("create_bar_layer", (), [*layer.items(), ("delta_y", None), ("delta_z", None)]),
     ]
 
     assert member.create_extreme() is None
     assert member.create_extreme(quasi_permanent="qp", description="E") is None
-    names = ["description", "accidental", "fatigue", "frequent", "fundamental"]
-    names += ["characteristic", "quasi_permanent"]
+    names = "description accidental fatigue frequent fundamental characteristic quasi_permanent"
+    given = {"description": "E", "quasi_permanent": "qp"}
     assert section.calls == [
-        ("create_extreme", (), [(name, None) for name in names]),
-        (
-            "create_extreme",
-            (),
-            [(name, {"description": "E", "quasi_permanent": "qp"}.get(name)) for name in names],
-        ),
+        ("create_extreme", (), [(name, given.get(name)) for name in names.split()])
+        for given in ({}, given)
     ]
 
 

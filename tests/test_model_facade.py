@@ -64,23 +64,12 @@ def test_model_construction():
 def test_concrete_material_renames_fck_and_forwards_in_order():
     model, calls = recording_model("_create_matconcrete_ec2")
     made = model.create_concrete_material(o.ConcreteMaterial.C30_37, fck=35, unit_mass=2400)
-    assert calls == [
-        (
-            "_create_matconcrete_ec2",
-            (o.ConcreteMaterial.C30_37, None),
-            [
-                ("unit_mass", 2400),
-                ("fck_28", 35),
-                ("stone_diameter", 0.016),
-                ("cement_class", o.ConcCementClass.R),
-                ("aggregate_type", o.ConcAggregateType.QUARTZITE),
-                ("diagram_type", o.ConcDiagramType.PARABOLIC),
-                ("silica_fume", False),
-                ("plain_concrete_diagram", False),
-                ("dep_params", None),
-            ],
-        )
-    ]
+    forwarded = [("unit_mass", 2400), ("fck_28", 35), ("stone_diameter", 0.016)]
+    forwarded += [("cement_class", o.ConcCementClass.R)]
+    forwarded += [("aggregate_type", o.ConcAggregateType.QUARTZITE)]
+    forwarded += [("diagram_type", o.ConcDiagramType.PARABOLIC), ("silica_fume", False)]
+    forwarded += [("plain_concrete_diagram", False), ("dep_params", None)]
+    assert calls == [("_create_matconcrete_ec2", (o.ConcreteMaterial.C30_37, None), forwarded)]
     assert (made.name, made.fck, made.e_modulus) == ("C30/37", 35e6, 32800e6)
     assert model._mat_concrete_list == [made]
     assert model.create_concrete_material(o.ConcreteMaterial.C30_37, "mine").name == "mine"
@@ -94,19 +83,10 @@ def test_reinforcement_material_defaults_and_tensile_strength():
     made = model.create_reinforcement_material(STEEL, fyk=0, epsuk=25)
     ((_, args, kwargs),) = calls
     assert args == (STEEL, None)
-    assert [key for key, _ in kwargs] == [
-        "unit_mass",
-        "e_modulus",
-        "fyk",
-        "ftk_by_fyk",
-        "ftk",
-        "epsuk",
-        "type_",
-        "bar_surface",
-        "class_",
-        "fabrication",
-        "diagram_type",
-    ]
+    assert [key for key, _ in kwargs] == (
+        "unit_mass e_modulus fyk ftk_by_fyk ftk epsuk type_ bar_surface class_ fabrication "
+        "diagram_type".split()
+    )
     values = dict(kwargs)
     assert (values["fyk"], values["ftk_by_fyk"]) == (base["fyk"], base["ftk_by_fyk"])
     assert values["ftk"] == base["fyk"] * base["ftk_by_fyk"]
@@ -152,18 +132,10 @@ def test_member_operations(model, concrete, operation, member_type, cls):
 
 def test_member_operation_names_and_member_data(model, concrete):
     setup, exposure = o.CalculationSetup(), o.ExposureClassesDataEc2()
-    member = model.create_compression_member(
-        RectSection(0.4, 0.4),
-        concrete,
-        name="Column base",
-        rcs_name="Column section",
-        design_member_name="C1",
-        calculation_control=setup,
-        exposure_classes=exposure,
-        coeff_kx=1.2,
-        creep_coefficient=2.1,
-        relative_humidity=50,
-    )
+    names = {"name": "Column base", "rcs_name": "Column section", "design_member_name": "C1"}
+    data = {"calculation_control": setup, "exposure_classes": exposure, "coeff_kx": 1.2}
+    data.update(creep_coefficient=2.1, relative_humidity=50)
+    member = model.create_compression_member(RectSection(0.4, 0.4), concrete, **names, **data)
     assert model._cross_section_list[0].name == ""
     assert member._rcs.name == "Column section"
     assert member._check_section.description == "Column base"
@@ -197,12 +169,8 @@ def test_member_operation_calls_1d_section_through_self():
     )
     assert kwargs == [("design_member_name", None)]
     assert data_args == (model._check_member_list[0], o.MemberType.BEAM_SLAB, o.TwoWaySlabType.SLAB)
-    assert data_kwargs == [
-        ("calculation_setup", None),
-        ("coeff_kx_for_wmax", 1.1),
-        ("exposure_class_data", None),
-        ("creep_coefficient", None),
-        ("relative_humidity", None),
+    assert data_kwargs == [("calculation_setup", None), ("coeff_kx_for_wmax", 1.1)] + [
+        (name, None) for name in ("exposure_class_data", "creep_coefficient", "relative_humidity")
     ]
 
 

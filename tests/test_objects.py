@@ -24,24 +24,9 @@ VOCABULARY = (
 
 @pytest.fixture
 def steel():
+    values = (200e9, 83.333e9, 0.2, 7850, 0.6, 1e-5, 45, False, 1, o.ThermalState())
     return o.MatReinforcementEc2(
-        1,
-        "B 500B",
-        200e9,
-        83.333e9,
-        0.2,
-        7850,
-        0.6,
-        1e-5,
-        45,
-        False,
-        1,
-        o.ThermalState(),
-        o.BarSurface.RIBBED,
-        500e6,
-        1.08,
-        0.05,
-        540e6,
+        1, "B 500B", *values, o.BarSurface.RIBBED, 500e6, 1.08, 0.05, 540e6
     )
 
 
@@ -73,23 +58,8 @@ def test_material_tables_cover_the_code_classes():
     concretes = list(o.ConcreteMaterial)
     assert concretes[0] is o.ConcreteMaterial.C12_15 and concretes[-1].name == "C100_115"
     assert o._MATERIAL_NAMES[o.ConcreteMaterial.C30_37] == {"name": "C30/37"}
-    assert [o._MATERIAL_PROPERTIES[c]["fck"] for c in concretes] == [
-        12,
-        16,
-        20,
-        25,
-        30,
-        35,
-        40,
-        45,
-        50,
-        55,
-        60,
-        70,
-        80,
-        90,
-        100,
-    ]
+    fck = [12, 16, 20, 25, 30, 35, 40, 45, 50, 55, 60, 70, 80, 90, 100]
+    assert [o._MATERIAL_PROPERTIES[c]["fck"] for c in concretes] == fck
     for grade in (400, 450, 500):
         for ductility, k, epsuk in (("A", 1.05, 250), ("B", 1.08, 500), ("C", 1.15, 750)):
             member = getattr(o.ReinforcementMaterial, f"B_{grade}{ductility}")
@@ -147,14 +117,8 @@ def test_attributes_are_checked_like_constructor_arguments(steel):
 
 
 def test_bar_layers_are_spread_evenly_from_the_origin(rcs, steel):
-    made = rcs.create_bar_layer(
-        origin=(-0.1, 0.2),
-        diameter=0.016,
-        material=steel,
-        number_of_bars=5,
-        delta_y=0.2,
-        delta_z=-0.4,
-    )
+    layer = {"origin": (-0.1, 0.2), "diameter": 0.016, "material": steel, "number_of_bars": 5}
+    made = rcs.create_bar_layer(**layer, delta_y=0.2, delta_z=-0.4)
     points = [bar.coordinates for bar in rcs.bars]
     expected = [(-0.1, 0.2), (-0.05, 0.1), (0.0, 0.0), (0.05, -0.1), (0.1, -0.2)]
     assert [pytest.approx(p, abs=1e-15) for p in points] == expected
@@ -193,22 +157,18 @@ def test_stirrups_take_their_documented_defaults_and_arcs(rcs, steel):
 
 
 def test_extremes_are_numbered_within_their_section():
-    section = o.StandardCheckSection(
-        4,
-        "Support",
+    member, rcs = (
         o._ReferenceElement(1, o.CheckMember),
         o._ReferenceElement(1, o.ReinforcedCrossSection),
     )
+    section = o.StandardCheckSection(4, "Support", member, rcs)
     first = section.create_extreme()
     second = section.create_extreme(
         description="wind", frequent=o.LoadingSLS(o.InternalForces(n=-1.0))
     )
     third = section.create_extreme(description="")
-    assert [e.description for e in (first, second, third)] == [
-        "Support - E 1",
-        "wind",
-        "Support - E 3",
-    ]
+    descriptions = [e.description for e in (first, second, third)]
+    assert descriptions == ["Support - E 1", "wind", "Support - E 3"]
     assert section.extremes == [first, second, third]
     section.extremes.clear()
     assert len(section.extremes) == 3
@@ -218,13 +178,8 @@ def test_extremes_are_numbered_within_their_section():
 
 
 def test_serialise_uses_idea_names_and_leaves_nesting_to_the_encoder():
-    data = o.ConcreteMemberDataEc2(
-        o._ReferenceElement(2, o.CheckMember),
-        o.MemberType.COLUMN,
-        o.TwoWaySlabType.SLAB,
-        o.CalculationSetup(),
-        1.2,
-    )
+    member, setup = o._ReferenceElement(2, o.CheckMember), o.CalculationSetup()
+    data = o.ConcreteMemberDataEc2(member, o.MemberType.COLUMN, o.TwoWaySlabType.SLAB, setup, 1.2)
     serialised = data._serialize()
     assert list(serialised) == (
         "Element MemberType TwoWaySlabType CalculationSetup ExposureClassesData "

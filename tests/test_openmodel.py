@@ -25,9 +25,8 @@ def complete_model():
         o.CrossSectionType.RECT, concrete, Width=0.3, Height=0.5
     )
     rcs = model.create_reinforced_cross_section(section)
-    rcs.create_bar_layer(
-        origin=(-0.1, -0.2), diameter=0.016, material=steel, number_of_bars=3, delta_y=0.2
-    )
+    layer = {"origin": (-0.1, -0.2), "diameter": 0.016, "material": steel, "number_of_bars": 3}
+    rcs.create_bar_layer(**layer, delta_y=0.2)
     member = model.create_check_member1d()
     check = model.add_check_section(member, rcs)
     check.create_extreme(fundamental=o.LoadingULS(o.InternalForces(my=50000.0)))
@@ -113,11 +112,9 @@ class TestSections:
     def test_default_names_follow_the_ids(self):
         model = OpenModel()
         concrete = model.create_matconcrete_ec2(C30)
+        rect = {"cross_section_type": o.CrossSectionType.RECT, "Width": 0.3, "Height": 0.5}
         sections = [
-            model.create_cross_section_parameter(
-                o.CrossSectionType.RECT, concrete, Width=0.3, Height=0.5
-            )
-            for _ in range(2)
+            model.create_cross_section_parameter(material=concrete, **rect) for _ in range(2)
         ]
         rcs = [model.create_reinforced_cross_section(s) for s in sections]
         members = [model.create_check_member1d() for _ in range(2)]
@@ -132,13 +129,8 @@ class TestSections:
     def test_both_kinds_of_cross_section_share_one_sequence(self):
         model = OpenModel()
         concrete = model.create_matconcrete_ec2(C30)
-        parametric = model.create_cross_section_parameter(
-            name="cs",
-            cross_section_type=o.CrossSectionType.RECT,
-            material=concrete,
-            Width=2.0,
-            Height=2.0,
-        )
+        rect = {"cross_section_type": o.CrossSectionType.RECT, "Width": 2.0, "Height": 2.0}
+        parametric = model.create_cross_section_parameter(name="cs", material=concrete, **rect)
         component = model.create_cross_section_component()
         assert (parametric.id, component.id) == (1, 2)
         assert parametric.name == "cs"
@@ -150,10 +142,8 @@ class TestSections:
     def test_member_data_passes_absent_values_as_none(self):
         model = OpenModel()
         member = model.create_check_member1d()
-        result = model.add_member_data_ec2(
-            member, o.MemberType.BEAM_SLAB, o.TwoWaySlabType.SHELL_AS_PLATE
-        )
-        assert result is None
+        shell = o.TwoWaySlabType.SHELL_AS_PLATE
+        assert model.add_member_data_ec2(member, o.MemberType.BEAM_SLAB, shell) is None
         (data,) = model._attribute_list
         assert data.member._serialize() == {"TypeName": "CheckMember", "Id": 1}
         names = "calculation_setup coeff_kx_for_wmax exposure_class_data creep_coefficient"
@@ -288,11 +278,8 @@ class TestInputXml:
 
     @pytest.mark.parametrize(
         "reply, error",
-        [
-            (ConnectionError("down"), ConnectionError),
-            ({"other": 1}, KeyError),
-            ({"input_file": "not base64!"}, Exception),
-        ],
+        [(ConnectionError("down"), ConnectionError), ({"other": 1}, KeyError)]
+        + [({"input_file": "not base64!"}, Exception)],
     )
     def test_other_failures_propagate_as_they_are(self, monkeypatch, reply, error):
         def post(path, data, timeout=None):

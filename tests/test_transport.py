@@ -91,12 +91,9 @@ def test_conversion_failure_names_endpoint_and_cause(mode, writer):
 
 @pytest.mark.parametrize(
     "body, text",
-    [
-        ({}, "no text 'input'"),
-        ({"input": "***"}, "not base64"),
-        ({"input": base64.b64encode(b"plain").decode()}, "not gzip"),
-        ({"input": packed(b"{}"), "extra": {1, 2}}, "not JSON"),
-    ],
+    [({}, "no text 'input'"), ({"input": "***"}, "not base64")]
+    + [({"input": base64.b64encode(b"plain").decode()}, "not gzip")]
+    + [({"input": packed(b"{}"), "extra": {1, 2}}, "not JSON")],
 )
 def test_malformed_requests(mode, writer, body, text):
     with pytest.raises(InternalError, match=text):
@@ -166,25 +163,18 @@ def test_server_replies_with_json_errors():
     auth = {"Authorization": "Bearer s3cret"}
     with serving(make_server(token="s3cret", max_body=1000)) as url:
         assert request(url, "GET", "/health") == (200, {"status": "ok"})
-        cases = [
-            ("POST", f"/addon/{CONVERSION}", b"{}", {}, 401),
-            ("POST", f"/addon/{CONVERSION}", b"{}", {"Authorization": "Bearer wrong"}, 401),
-            ("POST", f"/addon/{CONVERSION}", b"{not json", auth, 400),
-            ("POST", f"/addon/{CONVERSION}", b"[1, 2]", auth, 400),
-            ("POST", f"/addon/{CONVERSION}", b"x" * 1001, auth, 413),
-            ("GET", f"/addon/{CONVERSION}", None, auth, 405),
-            ("POST", "/addon/unknown", b"{}", auth, 404),
-            ("GET", "/elsewhere", None, auth, 404),
-            ("GET", "/jobs/nonexistent", None, auth, 404),
-            ("POST", "/jobs", b'{"integration": "nobody", "version": 1, "content": {}}', auth, 400),
-            (
-                "POST",
-                "/jobs",
-                b'{"integration": "idearcs", "version": "1", "content": {}}',
-                auth,
-                400,
-            ),
-        ]
+        addon = f"/addon/{CONVERSION}"
+        cases = [("POST", addon, b"{}", {}, 401)]
+        cases += [("POST", addon, b"{}", {"Authorization": "Bearer wrong"}, 401)]
+        cases += [("POST", addon, body, auth, 400) for body in (b"{not json", b"[1, 2]")]
+        cases += [("POST", addon, b"x" * 1001, auth, 413), ("GET", addon, None, auth, 405)]
+        cases += [("POST", "/addon/unknown", b"{}", auth, 404)]
+        cases += [("GET", path, None, auth, 404) for path in ("/elsewhere", "/jobs/nonexistent")]
+        jobs = (
+            '{"integration": "nobody", "version": 1',
+            '{"integration": "idearcs", "version": "1"',
+        )
+        cases += [("POST", "/jobs", (job + ', "content": {}}').encode(), auth, 400) for job in jobs]
         for method, path, body, headers, status in cases:
             got, reply = request(url, method, path, body, headers)
             assert (got, list(reply)) == (status, ["error"]), (method, path, reply)
