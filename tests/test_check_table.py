@@ -15,9 +15,9 @@ import pytest
 from hypothesis import HealthCheck, given, settings
 from result_documents import (
     Node,
-    check_item,
     documents,
     family,
+    forces_node,
     leaf,
     render,
     result_root,
@@ -28,6 +28,15 @@ from result_documents import (
 from marlox.errors import ParsingError
 from marlox.external.idea_rcs import RcsOutputFileParser, check_table
 from marlox.external.idea_rcs.cli import main
+
+
+def check_item(xsi_type, check, own, result="Passed", check_value="0.5"):
+    """One "ConcreteCheckResultBase" with the common head that every RCS result item has."""
+    forces = forces_node("InternalFores", ("0", "5000", "50000", "0", "150000", "20000"))
+    head = [forces, Node("NonConformities"), leaf("Result", result)]
+    head += [leaf("CheckValue", check_value), leaf("LimitCheckValue", "1"), leaf("Check", check)]
+    return Node("ConcreteCheckResultBase", attrs={"xsi:type": xsi_type}, children=head + own)
+
 
 pa = pytest.importorskip("pyarrow")
 
