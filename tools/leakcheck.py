@@ -198,7 +198,7 @@ def model_round() -> None:
         )
         forces = o.LoadingULS(o.InternalForces(my=1e5))
         beam.create_extreme(fundamental=forces, fatigue=o.FatigueLoading(forces, forces))
-        for bad in ({"number_of_bars": 1}, {"diameter": -1.0}, {"origin": "here"}):
+        for bad in ({"number_of_bars": 1}, {"diameter": "thick"}, {"origin": "here"}):
             try:
                 beam.create_bar_layer(
                     **{
@@ -220,7 +220,7 @@ def model_round() -> None:
     # Read back, whole and from a stream, and refused part-way (by the parser, by an object).
     OpenModel.from_xml(xml)
     OpenModel.from_xml(io.BytesIO(xml.decode().encode("utf-16")))
-    for broken in (xml[: len(xml) // 2], xml.replace(b"<Diameter>0.02", b"<Diameter>-1")):
+    for broken in (xml[: len(xml) // 2], xml.replace(b"<Diameter>0.02", b"<Diameter>thick")):
         try:
             OpenModel.from_xml(broken)
         except (ET.ParseError, ValueError):
