@@ -5,7 +5,6 @@
 // object and every failure are the constructor's.
 #include "bindings/objects_factory.hpp"
 
-#include <memory>
 #include <unordered_map>
 #include <vector>
 
@@ -40,6 +39,8 @@ nb::handle base_class() {
     static nb::handle cls = lookup("_OpenObject");
     return cls;
 }
+
+constexpr std::size_t kMaxFields = 64;  // a type has a few dozen at most
 
 bool is_number(PyObject *v) { return PyFloat_CheckExact(v) || PyLong_CheckExact(v); }
 
@@ -184,15 +185,15 @@ R guarded(R failed, F &&f) noexcept {
 PyObject *make(std::size_t index, PyObject **values) {
     const auto &types = schema::types();
     const std::size_t n = index < types.size() ? types[index].fields.size() : 0;
-    std::unique_ptr<nb::object[]> given(new (std::nothrow) nb::object[n]);
-    if (given == nullptr) {
-        for (std::size_t i = 0; i < n; ++i) Py_XDECREF(values[i]);
-        return PyErr_NoMemory();
-    }
-    for (std::size_t i = 0; i < n; ++i) given[i] = nb::steal(values[i]);
+    nb::object given[kMaxFields];
+    for (std::size_t i = 0; i < n; ++i)
+        if (i < kMaxFields)
+            given[i] = nb::steal(values[i]);
+        else
+            Py_XDECREF(values[i]);
     return guarded<PyObject *>(nullptr, [&] {
-        if (index >= types.size()) fail(ErrorKind::Value, "no such object type");
-        return make_object(types[index], given.get()).release().ptr();
+        if (index >= types.size() || n > kMaxFields) fail(ErrorKind::Value, "no such object type");
+        return make_object(types[index], given).release().ptr();
     });
 }
 

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <unordered_map>
 
 #include "core/error.hpp"
 #include "core/input_tree.hpp"
@@ -52,8 +53,8 @@ bool empty_allowed(std::string_view key) {
 
 // The member data that the model cannot state, as our writer writes it: "ColumnData/L" -> "3".
 // Taken from the writer itself, so that the reader accepts exactly what the writer writes.
-const std::map<std::string, std::string> &fixed_member_values() {
-    static const std::map<std::string, std::string> values = [] {
+const std::unordered_map<std::string, std::string> &fixed_member_values() {
+    static const std::unordered_map<std::string, std::string> values = [] {
         const std::string xml = input_xml::write(
             R"({"mat_concrete_list": [], "mat_reinforcement_list": [], "cross_section_list": [],
             "reinforced_cross_section_list": [], "check_section_list": [],
@@ -64,7 +65,7 @@ const std::map<std::string, std::string> &fixed_member_values() {
             "Date": "2000-01-01"}, "code_settings": {"AnnexCode": "NoAnnex",
             "FatigueCheck": false, "FatigueAnnexNN": false, "DesignWorkingLife": 50,
             "CodeEN1992_2": false, "CodeEN1992_3": false}})");
-        std::map<std::string, std::string> out;
+        std::unordered_map<std::string, std::string> out;
         std::string group;
         size_t at = xml.find("<OpenAttribute");
         while (at != std::string::npos && at < xml.size()) {
