@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 #include "bindings/idea_rcs.hpp"
 #include "bindings/idea_rcs_results.hpp"
@@ -58,6 +59,31 @@ const objects::Factory &factory() {
     return *table;
 }
 
+// Immutable values that repeat through a model (numbers, ids, points) are made once and shared,
+// as far as the table reaches: fewer objects to allocate, the same values.
+template <class Key, class Hash = std::hash<Key>>
+class Shared {
+  public:
+    template <class Make>
+    nb::object get(const Key &key, Make &&make) {
+        auto found = made_.find(key);
+        if (found != made_.end()) return found->second;
+        nb::object value = make();
+        if (made_.size() < kMax) made_.emplace(key, value);
+        return value;
+    }
+
+  private:
+    static constexpr std::size_t kMax = 1 << 16;
+    std::unordered_map<Key, nb::object, Hash> made_;
+};
+
+struct PairHash {
+    std::size_t operator()(const std::pair<std::uint64_t, std::uint64_t> &p) const {
+        return std::hash<std::uint64_t>()(p.first * 0x9E3779B97F4A7C15ull ^ p.second);
+    }
+};
+
 class ModelSink : public input_read::Sink {
   public:
     ModelSink(nb::handle model_type, ModelBase &model)
@@ -105,22 +131,27 @@ class ModelSink : public input_read::Sink {
         return members_.emplace(m, cls(enumeration).attr(m->name)).first->second;
     }
 
-    // A float for a number: equal numbers share one object, as far as the cache reaches.
-    nb::object number(double d) {
+    static std::uint64_t bits_of(double d) {
         std::uint64_t bits;
         std::memcpy(&bits, &d, sizeof bits);  // -0.0 and 0.0 stay apart
-        auto found = numbers_.find(bits);
-        if (found != numbers_.end()) return found->second;
-        nb::object made = steal(PyFloat_FromDouble(d));
-        if (numbers_.size() < kNumbersCached) numbers_.emplace(bits, made);
-        return made;
+        return bits;
+    }
+
+    nb::object number(double d) {
+        return numbers_.get(bits_of(d), [d] { return steal(PyFloat_FromDouble(d)); });
+    }
+
+    nb::object integer(long long i) {
+        return integers_.get(i, [i] { return steal(PyLong_FromLongLong(i)); });
     }
 
     nb::object point(double y, double z) {
-        nb::object out = steal(PyTuple_New(2));
-        PyTuple_SET_ITEM(out.ptr(), 0, number(y).release().ptr());
-        PyTuple_SET_ITEM(out.ptr(), 1, number(z).release().ptr());
-        return out;
+        return points_.get({bits_of(y), bits_of(z)}, [&] {
+            nb::object out = steal(PyTuple_New(2));
+            PyTuple_SET_ITEM(out.ptr(), 0, number(y).release().ptr());
+            PyTuple_SET_ITEM(out.ptr(), 1, number(z).release().ptr());
+            return out;
+        });
     }
 
     nb::object polyline(const std::vector<input_read::Vertex> &line) {
@@ -142,7 +173,7 @@ class ModelSink : public input_read::Sink {
             case Val::Kind::Parameters:
                 return nb::none();
             case Val::Kind::Int:
-                return steal(PyLong_FromLongLong(v.integer));
+                return integer(v.integer);
             case Val::Kind::Number:
                 return number(v.number);
             case Val::Kind::Bool:
@@ -156,7 +187,7 @@ class ModelSink : public input_read::Sink {
             case Val::Kind::Reference: {
                 Fields values;
                 values.set(reference_type_, nb::borrow(cls(v.type_name)));
-                values.set(reference_id_, steal(PyLong_FromLongLong(v.integer)));
+                values.set(reference_id_, integer(v.integer));
                 return create(item, reference_, values);
             }
             case Val::Kind::Point:
@@ -312,8 +343,9 @@ class ModelSink : public input_read::Sink {
         (std::size_t)(schema::find_type("_ReferenceElement") - schema::types().data());
     const std::size_t reference_type_ = (std::size_t)schema::types()[reference_].index_of("type");
     const std::size_t reference_id_ = (std::size_t)schema::types()[reference_].index_of("id");
-    static constexpr std::size_t kNumbersCached = 1 << 16;
-    std::unordered_map<std::uint64_t, nb::object> numbers_;
+    Shared<std::uint64_t> numbers_;
+    Shared<long long> integers_;
+    Shared<std::pair<std::uint64_t, std::uint64_t>, PairHash> points_;
     std::unordered_map<const char *, nb::object> classes_;
     std::unordered_map<const schema::EnumMember *, nb::object> members_;
     std::unordered_map<const schema::Type *, Layout> layouts_;
