@@ -2,6 +2,7 @@
 // it into items by the schema tables (input_decode.cpp).
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <initializer_list>
 #include <map>
@@ -125,8 +126,9 @@ class Decoder {
     bool boolean(int node) const;
     std::string_view value(int node) const;
     const schema::EnumMember *member(int node, const char *enumeration) const;
-    std::vector<int> parts(int node, std::initializer_list<std::string_view> names,
-                           std::size_t required, const char *owner) const;
+    using Parts = std::array<int, 2>;
+    Parts parts(int node, std::initializer_list<std::string_view> names, std::size_t required,
+                const char *owner) const;
     Vertex point(int node) const;
     std::vector<Vertex> polyline(int node, bool drop_closing) const;
     Val &val(int index, const char *field);
