@@ -4,6 +4,7 @@
 #include <Python.h>
 #include <nanobind/nanobind.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -185,7 +186,7 @@ class ModelSink : public input_read::Sink {
             case Val::Kind::Object:
                 return make(items, v.objects[0]);
             case Val::Kind::Reference: {
-                Fields values;
+                Fields values(reference_);
                 values.set(reference_type_, nb::borrow(cls(v.type_name)));
                 values.set(reference_id_, integer(v.integer));
                 return create(item, reference_, values);
@@ -223,23 +224,39 @@ class ModelSink : public input_read::Sink {
     }
 
     // The values of an object's fields in table order, owned until they are handed over.
-    struct Fields {
-        static constexpr std::size_t kMax = 48;
-        nb::object values[kMax];
+    class Fields {
+      public:
+        explicit Fields(std::size_t type) : n_(schema::types()[type].fields.size()) {
+            if (n_ > kMax) fail(ErrorKind::Value, "an object with too many fields");
+            std::fill(values_, values_ + n_, nullptr);
+        }
+        ~Fields() {
+            for (std::size_t i = 0; i < n_; ++i) Py_XDECREF(values_[i]);
+        }
+        Fields(const Fields &) = delete;
+        Fields &operator=(const Fields &) = delete;
 
         void set(std::size_t field, nb::object value) {
-            if (field >= kMax) fail(ErrorKind::Value, "an object with too many fields");
-            values[field] = std::move(value);
+            if (field >= n_) fail(ErrorKind::Value, "no such field");
+            Py_XDECREF(values_[field]);
+            values_[field] = value.release().ptr();
         }
+        // Hand the values over to the factory, which releases them in any case.
+        PyObject **give() {
+            n_ = 0;
+            return values_;
+        }
+
+      private:
+        static constexpr std::size_t kMax = 64;  // a type has a few dozen fields at most
+        PyObject *values_[kMax];
+        std::size_t n_;
     };
 
     // Make an object of the type at `index`, naming the element and its line when it refuses
     // a value.
     static nb::object create(const Item &item, std::size_t index, Fields &fields) {
-        PyObject *raw[Fields::kMax];
-        const std::size_t n = schema::types()[index].fields.size();
-        for (std::size_t i = 0; i < n; ++i) raw[i] = fields.values[i].release().ptr();
-        PyObject *made = factory().make(index, raw);
+        PyObject *made = factory().make(index, fields.give());
         if (made != nullptr) return nb::steal(made);
         if (!PyErr_ExceptionMatches(PyExc_ValueError) && !PyErr_ExceptionMatches(PyExc_TypeError))
             throw nb::python_error();
@@ -280,7 +297,7 @@ class ModelSink : public input_read::Sink {
         if (item.library) return library_material(item);
         const schema::Type &type = *item.type;
         const Layout &l = layout(type);
-        Fields fields;
+        Fields fields(l.index);
         fill(items, item, l, fields);
         nb::object made = create(item, l.index, fields);
         // The parts of the managed lists, as the owner's operations make and add them.
@@ -291,7 +308,7 @@ class ModelSink : public input_read::Sink {
             for (int child : parts.objects) {
                 const Item &part = items[child];
                 const Layout &pl = layout(*part.type);
-                Fields values;
+                Fields values(pl.index);
                 fill(items, part, pl, values);
                 ++count;
                 const int id = pl.settable_id;
@@ -324,8 +341,8 @@ class ModelSink : public input_read::Sink {
         nb::object made =
             scratch.attr(concrete ? "_create_matconcrete_ec2" : "_create_matreinforcement_ec2")(
                 member(table, base), name.text.c_str());
-        Fields fields;
         const Layout &l = layout(type);
+        Fields fields(l.index);
         for (std::size_t f = 0; f < type.fields.size(); ++f) {
             const Field &field = type.fields[f];
             if (std::string_view(field.name) == "id")

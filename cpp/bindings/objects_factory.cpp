@@ -5,7 +5,6 @@
 // object and every failure are the constructor's.
 #include "bindings/objects_factory.hpp"
 
-#include <unordered_map>
 #include <vector>
 
 #include "bindings/objects.hpp"
@@ -25,9 +24,10 @@ struct Maker {
     bool ready = false;
 };
 
-std::unordered_map<const schema::Type *, Maker> &makers() {
-    static auto *map = new std::unordered_map<const schema::Type *, Maker>();
-    return *map;
+// By the index of the type in schema::types().
+std::vector<Maker> &makers() {
+    static auto *all = new std::vector<Maker>(schema::types().size());
+    return *all;
 }
 
 nb::handle reference_class() {
@@ -39,8 +39,6 @@ nb::handle base_class() {
     static nb::handle cls = lookup("_OpenObject");
     return cls;
 }
-
-constexpr std::size_t kMaxFields = 64;  // a type has a few dozen at most
 
 bool is_number(PyObject *v) { return PyFloat_CheckExact(v) || PyLong_CheckExact(v); }
 
@@ -112,11 +110,9 @@ bool stored_as_given(const Field &field, nb::handle cls, PyObject *v) {
 }
 
 Maker &maker(const schema::Type &type) {
-    auto found = makers().find(&type);
-    if (found == makers().end() || type.abstract)
-        fail(ErrorKind::Type, std::string(type.name) + " cannot be made");
-    Maker &m = found->second;
+    Maker &m = makers()[(std::size_t)(&type - schema::types().data())];
     if (m.ready) return m;
+    if (m.construct == nullptr) fail(ErrorKind::Type, std::string(type.name) + " cannot be made");
     m.cls = lookup(type.name);
     for (const Field &field : type.fields) {
         const bool typed =
@@ -133,12 +129,13 @@ Maker &maker(const schema::Type &type) {
     return m;
 }
 
-nb::object make_object(const schema::Type &type, nb::object *given) {
+nb::object make_object(const schema::Type &type, PyObject **taken) {
     Maker &m = maker(type);
     std::vector<nb::object> values(type.fields.size());
     for (std::size_t i = 0; i < values.size(); ++i) {
         const Field &field = type.fields[i];
-        nb::object &v = given[i];
+        nb::object v = nb::steal(taken[i]);
+        taken[i] = nullptr;
         if (field.has(schema::Managed)) {
             values[i] = nb::list();
         } else if (!v.is_valid() && field.kind == Kind::Parameters) {
@@ -184,16 +181,17 @@ R guarded(R failed, F &&f) noexcept {
 
 PyObject *make(std::size_t index, PyObject **values) {
     const auto &types = schema::types();
-    const std::size_t n = index < types.size() ? types[index].fields.size() : 0;
-    nb::object given[kMaxFields];
-    for (std::size_t i = 0; i < n; ++i)
-        if (i < kMaxFields)
-            given[i] = nb::steal(values[i]);
-        else
-            Py_XDECREF(values[i]);
+    // The values are released here unless make_object() took them over.
+    struct Taken {
+        PyObject **values;
+        std::size_t n;
+        ~Taken() {
+            for (std::size_t i = 0; i < n; ++i) Py_XDECREF(values[i]);
+        }
+    } taken{values, index < types.size() ? types[index].fields.size() : 0};
     return guarded<PyObject *>(nullptr, [&] {
-        if (index >= types.size() || n > kMaxFields) fail(ErrorKind::Value, "no such object type");
-        return make_object(types[index], given).release().ptr();
+        if (index >= types.size()) fail(ErrorKind::Value, "no such object type");
+        return make_object(types[index], values).release().ptr();
     });
 }
 
@@ -210,7 +208,7 @@ int append(PyObject *owner, std::size_t field, PyObject *part) {
 }  // namespace
 
 void register_constructor(const schema::Type &type, Obj &(*construct)(nb::handle self)) {
-    makers()[&type].construct = construct;
+    makers()[(std::size_t)(&type - schema::types().data())].construct = construct;
 }
 
 void bind_factory(nb::module_ &m) {
