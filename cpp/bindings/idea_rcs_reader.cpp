@@ -41,7 +41,7 @@ nb::object steal(PyObject *result) {
 // the type of their parts.
 struct Layout {
     std::size_t index = 0;           // in schema::types()
-    std::vector<bool> arguments;     // per field: the constructor takes it
+    std::vector<char> arguments;     // per field: the constructor takes it (0 or 1)
     std::vector<std::size_t> lists;  // managed lists
     int settable_id = -1;  // an id the owner's operation assigns and the document may state
     int description = -1;  // a text the operation makes up when it is empty

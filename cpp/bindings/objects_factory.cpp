@@ -20,7 +20,7 @@ struct Maker {
     nb::handle cls;
     std::vector<nb::handle> classes;   // per field: the class an Enum, Object or Reference needs
     std::vector<nb::object> defaults;  // per field: its default when fixed (a date is today)
-    std::vector<bool> checked;         // per field: always through the constructor's checks
+    std::vector<char> checked;         // per field: always through the constructor's checks
     bool ready = false;
 };
 
