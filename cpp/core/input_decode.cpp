@@ -252,7 +252,9 @@ int Decoder::entry(int node, const schema::Type &type, Items &items) {
         const bool based = type.base != nullptr && std::string_view(type.base) != "_OpenObject";
         const char *list = based ? type.base : type.name;
         const long long id = item[(std::size_t)id_field].integer;
-        if (!ids_[list].insert(id).second)
+        auto ids = ids_.find(std::string_view(list));
+        if (ids == ids_.end()) ids = ids_.emplace(list, std::unordered_set<long long>()).first;
+        if (!ids->second.insert(id).second)
             tree_.fail_at(node, "repeats the id " + std::to_string(id) + " of another " + list);
     }
     return index;

@@ -300,7 +300,7 @@ void Decoder::project_data_concrete(int node, Items &items, int code) {
 
 void Decoder::finish(const Items &settings, int code) const {
     for (const PendingReference &r : references_) {
-        const auto found = ids_.find(r.list);
+        const auto found = ids_.find(std::string_view(r.list));
         if (found == ids_.end() || found->second.count(r.id) == 0)
             fail(ErrorKind::Value, "line " + std::to_string(r.line) + ": <" + r.element +
                                        "> refers to " + r.list + " " + std::to_string(r.id) +

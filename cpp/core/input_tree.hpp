@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <initializer_list>
 #include <map>
-#include <set>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "core/input_read.hpp"
@@ -135,7 +135,8 @@ class Decoder {
 
     const Tree &tree_;
     Items *items_ = nullptr;
-    std::map<std::string, std::set<long long>> ids_;
+    // The ids of each list, by the list's name (looked up without making a string).
+    std::map<std::string, std::unordered_set<long long>, std::less<>> ids_;
     std::vector<PendingReference> references_;
     std::string path_;  // scratch for the paths of fixed values
     int code_ = -1;     // the code-settings item while project data is decoded
