@@ -1,6 +1,7 @@
 // OpenModel.from_xml: IDEA StatiCa RCS input XML read back into an OpenModel. The core reader
 // decodes the document one top-level object at a time; this file makes the objects through the
-// companion module's types and the operations that own their lists, as the builder does.
+// companion module's factory: the objects the constructors make, their parts added as the
+// owners' operations add them, without a Python call per object.
 #include <Python.h>
 #include <nanobind/nanobind.h>
 
