@@ -1,15 +1,21 @@
 // OpenModel.from_xml: IDEA StatiCa RCS input XML read back into an OpenModel. The core reader
 // decodes the document one top-level object at a time; this file makes the objects through the
-// companion module's types and the operations that own their lists, as the builder does.
+// companion module's factory: the objects the constructors make, their parts added as the
+// owners' operations add them, without a Python call per object.
 #include <Python.h>
 #include <nanobind/nanobind.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 #include "bindings/idea_rcs.hpp"
 #include "bindings/idea_rcs_results.hpp"
 #include "bindings/model.hpp"
+#include "bindings/objects_factory.hpp"
 #include "core/error.hpp"
 #include "core/input_read.hpp"
 
@@ -32,52 +38,58 @@ nb::object steal(PyObject *result) {
     return nb::steal(result);
 }
 
-// The operations of an owner that make the objects of its managed lists, with their parameters
-// in order (each a field of the object made).
-struct Operation {
-    const char *list;
-    const char *name;
-    std::vector<const char *> parameters;
+// How objects of one type are made: the fields its constructor takes, and its managed lists with
+// the type of their parts.
+struct Layout {
+    std::size_t index = 0;           // in schema::types()
+    std::vector<char> arguments;     // per field: the constructor takes it (0 or 1)
+    std::vector<std::size_t> lists;  // managed lists
+    int settable_id = -1;  // an id the owner's operation assigns and the document may state
+    int description = -1;  // a text the operation makes up when it is empty
 };
 
-const std::vector<Operation> &operations() {
-    static const std::vector<Operation> all = {
-        {"bars", "create_bar", {"coordinates", "diameter", "material"}},
-        {"stirrups",
-         "create_stirrup",
-         {"points", "diameter", "material", "distance", "shear_check", "torsion_check",
-          "mandrel_diameter_factor", "anchorage_length"}},
-        {"extremes",
-         "create_extreme",
-         {"description", "accidental", "fatigue", "frequent", "fundamental", "characteristic",
-          "quasi_permanent"}},
-        {"components", "create_component", {"outline", "material", "openings"}},
-    };
-    return all;
+// The objects module's factory (objects_factory.hpp).
+const objects::Factory &factory() {
+    static const objects::Factory *table = [] {
+        auto *found =
+            static_cast<const objects::Factory *>(PyCapsule_Import(objects::kFactoryCapsule, 0));
+        if (found == nullptr) throw nb::python_error();
+        if (found->size != sizeof(objects::Factory))
+            fail(ErrorKind::SdkInternal, "the objects module does not match this module");
+        return found;
+    }();
+    return *table;
 }
 
-// How objects of one type are made: the class, the fields of its arguments in order, and its
-// managed lists with the operation and the fields that each parameter takes.
-struct Layout {
-    nb::object cls;
-    std::vector<std::size_t> arguments;
-    struct List {
-        std::size_t field;
-        nb::object operation;  // the name, interned
-        const schema::Type *type = nullptr;
-        std::vector<std::size_t> parameters;
-    };
-    std::vector<List> lists;
-    int settable_id = -1;  // an id the operation assigns and the document may state otherwise
+// Immutable values that repeat through a model (numbers, ids, points) are made once and shared,
+// as far as the table reaches: fewer objects to allocate, the same values.
+template <class Key, class Hash = std::hash<Key>>
+class Shared {
+  public:
+    template <class Make>
+    nb::object get(const Key &key, Make &&make) {
+        auto found = made_.find(key);
+        if (found != made_.end()) return found->second;
+        nb::object value = make();
+        if (made_.size() < kMax) made_.emplace(key, value);
+        return value;
+    }
+
+  private:
+    static constexpr std::size_t kMax = 1 << 16;
+    std::unordered_map<Key, nb::object, Hash> made_;
+};
+
+struct PairHash {
+    std::size_t operator()(const std::pair<std::uint64_t, std::uint64_t> &p) const {
+        return std::hash<std::uint64_t>()(p.first * 0x9E3779B97F4A7C15ull ^ p.second);
+    }
 };
 
 class ModelSink : public input_read::Sink {
   public:
     ModelSink(nb::handle model_type, ModelBase &model)
-        : model_type_(model_type),
-          model_(model),
-          objects_(companion()),
-          reference_(objects_.attr("_ReferenceElement")) {}
+        : model_type_(model_type), model_(model), objects_(companion()) {}
 
     void object(List list, const Items &items, int root) override {
         list_of(list).append(make(items, root));
@@ -121,9 +133,30 @@ class ModelSink : public input_read::Sink {
         return members_.emplace(m, cls(enumeration).attr(m->name)).first->second;
     }
 
-    static nb::object point(double y, double z) { return steal(Py_BuildValue("(dd)", y, z)); }
+    static std::uint64_t bits_of(double d) {
+        std::uint64_t bits;
+        std::memcpy(&bits, &d, sizeof bits);  // -0.0 and 0.0 stay apart
+        return bits;
+    }
 
-    static nb::object polyline(const std::vector<input_read::Vertex> &line) {
+    nb::object number(double d) {
+        return numbers_.get(bits_of(d), [d] { return steal(PyFloat_FromDouble(d)); });
+    }
+
+    nb::object integer(long long i) {
+        return integers_.get(i, [i] { return steal(PyLong_FromLongLong(i)); });
+    }
+
+    nb::object point(double y, double z) {
+        return points_.get({bits_of(y), bits_of(z)}, [&] {
+            nb::object out = steal(PyTuple_New(2));
+            PyTuple_SET_ITEM(out.ptr(), 0, number(y).release().ptr());
+            PyTuple_SET_ITEM(out.ptr(), 1, number(z).release().ptr());
+            return out;
+        });
+    }
+
+    nb::object polyline(const std::vector<input_read::Vertex> &line) {
         nb::object out = steal(PyTuple_New((Py_ssize_t)line.size()));
         for (std::size_t i = 0; i < line.size(); ++i) {
             const input_read::Vertex &v = line[i];
@@ -135,16 +168,16 @@ class ModelSink : public input_read::Sink {
         return out;
     }
 
-    nb::object value(const Items &items, const Field &field, const Val &v) {
+    nb::object value(const Items &items, const Item &item, const Field &field, const Val &v) {
         switch (v.kind) {
             case Val::Kind::Absent:
             case Val::Kind::Objects:
             case Val::Kind::Parameters:
                 return nb::none();
             case Val::Kind::Int:
-                return steal(PyLong_FromLongLong(v.integer));
+                return integer(v.integer);
             case Val::Kind::Number:
-                return steal(PyFloat_FromDouble(v.number));
+                return number(v.number);
             case Val::Kind::Bool:
                 return nb::bool_(v.boolean);
             case Val::Kind::Text:
@@ -154,19 +187,21 @@ class ModelSink : public input_read::Sink {
             case Val::Kind::Object:
                 return make(items, v.objects[0]);
             case Val::Kind::Reference: {
-                PyObject *stack[2] = {steal(PyLong_FromLongLong(v.integer)).release().ptr(),
-                                      cls(v.type_name).ptr()};
-                nb::object id = nb::steal(stack[0]);
-                return steal(PyObject_Vectorcall(reference_.ptr(), stack, 2, nullptr));
+                Fields values(reference_);
+                values.set(reference_type_, nb::borrow(cls(v.type_name)));
+                values.set(reference_id_, integer(v.integer));
+                return create(item, reference_, values);
             }
             case Val::Kind::Point:
                 return point(v.vertex.y, v.vertex.z);
             case Val::Kind::Polyline:
                 return polyline(v.lines[0]);
             case Val::Kind::Polylines: {
-                nb::list out;
-                for (const auto &line : v.lines) out.append(polyline(line));
-                return std::move(out);
+                nb::object out = steal(PyTuple_New((Py_ssize_t)v.lines.size()));
+                for (std::size_t i = 0; i < v.lines.size(); ++i)
+                    PyTuple_SET_ITEM(out.ptr(), (Py_ssize_t)i,
+                                     polyline(v.lines[i]).release().ptr());
+                return out;
             }
         }
         return nb::none();
@@ -176,53 +211,53 @@ class ModelSink : public input_read::Sink {
         auto found = layouts_.find(&type);
         if (found != layouts_.end()) return found->second;
         Layout l;
-        l.cls = nb::borrow(cls(type.name));
+        l.index = (std::size_t)(&type - schema::types().data());
+        l.arguments.assign(type.fields.size(), false);
         for (const Field *field : type.arguments())
-            l.arguments.push_back((std::size_t)type.index_of(field->name));
-        for (std::size_t f = 0; f < type.fields.size(); ++f) {
-            if (!type.fields[f].has(schema::Managed)) continue;
-            for (const Operation &op : operations()) {
-                if (std::string_view(op.list) != type.fields[f].name) continue;
-                Layout::List list;
-                list.field = f;
-                list.operation = nb::str(op.name);
-                list.type = schema::find_type(type.fields[f].type);
-                for (const char *parameter : op.parameters)
-                    list.parameters.push_back((std::size_t)list.type->index_of(parameter));
-                l.lists.push_back(std::move(list));
-            }
-        }
+            l.arguments[(std::size_t)(field - &type.fields[0])] = true;
+        for (std::size_t f = 0; f < type.fields.size(); ++f)
+            if (type.fields[f].has(schema::Managed)) l.lists.push_back(f);
         const int id = type.index_of("id");
         if (id >= 0 && !type.fields[(std::size_t)id].has(schema::ReadOnly)) l.settable_id = id;
+        if (std::string_view(type.name) == "CheckSectionExtreme")
+            l.description = type.index_of("description");
         return layouts_.emplace(&type, std::move(l)).first->second;
     }
 
-    // Positional arguments, owned, on the stack: a type has at most a few dozen fields.
-    struct Args {
-        static constexpr std::size_t kMax = 32;
-        nb::object owned[kMax];
-        PyObject *stack[kMax];
-        std::size_t size = 0;
-
-        void push(nb::object value) {
-            if (size == kMax) fail(ErrorKind::Value, "an object with too many fields");
-            stack[size] = value.ptr();
-            owned[size++] = std::move(value);
+    // The values of an object's fields in table order, owned until they are handed over.
+    class Fields {
+      public:
+        explicit Fields(std::size_t type) : n_(schema::types()[type].fields.size()) {
+            if (n_ > kMax) fail(ErrorKind::Value, "an object with too many fields");
+            std::fill(values_, values_ + n_, nullptr);
         }
+        ~Fields() {
+            for (std::size_t i = 0; i < n_; ++i) Py_XDECREF(values_[i]);
+        }
+        Fields(const Fields &) = delete;
+        Fields &operator=(const Fields &) = delete;
+
+        void set(std::size_t field, nb::object value) {
+            if (field >= n_) fail(ErrorKind::Value, "no such field");
+            Py_XDECREF(values_[field]);
+            values_[field] = value.release().ptr();
+        }
+        // Hand the values over to the factory, which releases them in any case.
+        PyObject **give() {
+            n_ = 0;
+            return values_;
+        }
+
+      private:
+        static constexpr std::size_t kMax = 64;  // a type has a few dozen fields at most
+        PyObject *values_[kMax];
+        std::size_t n_;
     };
 
-    // Call, naming the element and its line when the object refuses a value.
-    static nb::object call(const Item &item, nb::handle callable, const Args &args,
-                           nb::handle kwargs = nb::handle()) {
-        PyObject *made = nullptr;
-        if (kwargs.is_valid()) {
-            nb::object positional = steal(PyTuple_New((Py_ssize_t)args.size));
-            for (std::size_t i = 0; i < args.size; ++i)
-                PyTuple_SET_ITEM(positional.ptr(), (Py_ssize_t)i, Py_NewRef(args.stack[i]));
-            made = PyObject_Call(callable.ptr(), positional.ptr(), kwargs.ptr());
-        } else {
-            made = PyObject_Vectorcall(callable.ptr(), args.stack, args.size, nullptr);
-        }
+    // Make an object of the type at `index`, naming the element and its line when it refuses
+    // a value.
+    static nb::object create(const Item &item, std::size_t index, Fields &fields) {
+        PyObject *made = factory().make(index, fields.give());
         if (made != nullptr) return nb::steal(made);
         if (!PyErr_ExceptionMatches(PyExc_ValueError) && !PyErr_ExceptionMatches(PyExc_TypeError))
             throw nb::python_error();
@@ -231,47 +266,62 @@ class ModelSink : public input_read::Sink {
                                    nb::str(error.value()).c_str());
     }
 
-    nb::object make(const Items &items, int index) {
-        const Item &item = items[index];
+    // The constructor's arguments of an item: an absent value with a default is left to the
+    // default, the shape parameters go into their own field.
+    void fill(const Items &items, const Item &item, const Layout &l, Fields &fields) {
         const schema::Type &type = *item.type;
-        if (item.library) return library_material(item);
-        const Layout &l = layout(type);
-        Args args;
-        nb::object kwargs;  // made when a default or the shape parameters need it
-        bool keywords = false;
-        for (std::size_t f : l.arguments) {
+        for (std::size_t f = 0; f < type.fields.size(); ++f) {
             const Field &field = type.fields[f];
             const Val &v = item.values[f];
-            if (!keywords && (field.kind == Kind::Parameters ||
-                              (v.kind == Val::Kind::Absent && field.default_ != nullptr))) {
-                keywords = true;
-                kwargs = nb::dict();
+            if (!l.arguments[f] || (v.kind == Val::Kind::Absent && field.default_ != nullptr))
+                continue;
+            if (field.kind != Kind::Parameters) {
+                fields.set(f, value(items, item, field, v));
+                continue;
             }
-            if (field.kind == Kind::Parameters) {
-                for (const auto &[name, number] : v.parameters)
-                    kwargs[name.c_str()] = nb::float_(number);
-            } else if (v.kind == Val::Kind::Absent && field.default_ != nullptr) {
-                continue;  // the type's default
-            } else if (keywords) {
-                kwargs[field.name] = value(items, field, v);
-            } else {
-                args.push(value(items, field, v));
+            nb::dict parameters;
+            for (const auto &[name, number] : v.parameters) {
+                // Every other field of a shape is a required argument of its constructor.
+                const int other = type.index_of(name);
+                if (other >= 0 && (std::size_t)other != f)
+                    fail(ErrorKind::Value,
+                         "line " + std::to_string(item.line) + ": " + item.element() + " " +
+                             type.name + "() got multiple values for argument '" + name + "'");
+                parameters[name.c_str()] = this->number(number);
             }
+            fields.set(f, std::move(parameters));
         }
-        nb::object made = call(item, l.cls, args, kwargs);
-        for (const Layout::List &list : l.lists) {
-            if (item.values[list.field].kind != Val::Kind::Objects) continue;
-            nb::object operation = made.attr(list.operation);
-            const Layout &part_layout = layout(*list.type);
-            for (int child : item.values[list.field].objects) {
+    }
+
+    nb::object make(const Items &items, int index) {
+        const Item &item = items[index];
+        if (item.library) return library_material(item);
+        const schema::Type &type = *item.type;
+        const Layout &l = layout(type);
+        Fields fields(l.index);
+        fill(items, item, l, fields);
+        nb::object made = create(item, l.index, fields);
+        // The parts of the managed lists, as the owner's operations make and add them.
+        for (std::size_t list : l.lists) {
+            const Val &parts = item.values[list];
+            if (parts.kind != Val::Kind::Objects) continue;
+            std::size_t count = 0;
+            for (int child : parts.objects) {
                 const Item &part = items[child];
-                Args parameters;
-                for (std::size_t f : list.parameters)
-                    parameters.push(value(items, list.type->fields[f], part[f]));
-                nb::object piece = call(part, operation, parameters);
-                const int id = part_layout.settable_id;
-                if (id >= 0 && part[(std::size_t)id].kind == Val::Kind::Int)
-                    piece.attr("id") = part[(std::size_t)id].integer;
+                const Layout &pl = layout(*part.type);
+                Fields values(pl.index);
+                fill(items, part, pl, values);
+                ++count;
+                const int id = pl.settable_id;
+                if (id >= 0 && part[(std::size_t)id].kind != Val::Kind::Int)
+                    values.set((std::size_t)id, steal(PyLong_FromSize_t(count)));
+                const int text = pl.description;
+                if (text >= 0 && !(part[(std::size_t)text].kind == Val::Kind::Text &&
+                                   !part[(std::size_t)text].text.empty()))
+                    values.set((std::size_t)text,
+                               nb::str("{} - E {}").format(made.attr("description"), count));
+                nb::object piece = create(part, pl.index, values);
+                if (factory().append(made.ptr(), list, piece.ptr()) != 0) throw nb::python_error();
             }
         }
         return made;
@@ -292,17 +342,28 @@ class ModelSink : public input_read::Sink {
         nb::object made =
             scratch.attr(concrete ? "_create_matconcrete_ec2" : "_create_matreinforcement_ec2")(
                 member(table, base), name.text.c_str());
-        Args args;
-        args.push(nb::int_(item[(std::size_t)type.index_of("id")].integer));
-        for (const Field *field : type.arguments())
-            if (std::string_view(field->name) != "id") args.push(made.attr(field->name));
-        return call(item, cls(type.name), args);
+        const Layout &l = layout(type);
+        Fields fields(l.index);
+        for (std::size_t f = 0; f < type.fields.size(); ++f) {
+            const Field &field = type.fields[f];
+            if (std::string_view(field.name) == "id")
+                fields.set(f, nb::int_(item[f].integer));
+            else if (l.arguments[f])
+                fields.set(f, made.attr(field.name));
+        }
+        return create(item, l.index, fields);
     }
 
     nb::handle model_type_;
     ModelBase &model_;
     nb::module_ objects_;
-    nb::object reference_;
+    const std::size_t reference_ =
+        (std::size_t)(schema::find_type("_ReferenceElement") - schema::types().data());
+    const std::size_t reference_type_ = (std::size_t)schema::types()[reference_].index_of("type");
+    const std::size_t reference_id_ = (std::size_t)schema::types()[reference_].index_of("id");
+    Shared<std::uint64_t> numbers_;
+    Shared<long long> integers_;
+    Shared<std::pair<std::uint64_t, std::uint64_t>, PairHash> points_;
     std::unordered_map<const char *, nb::object> classes_;
     std::unordered_map<const schema::EnumMember *, nb::object> members_;
     std::unordered_map<const schema::Type *, Layout> layouts_;

@@ -46,10 +46,17 @@ nb::object check_number(const std::string &context, const Field &field, nb::hand
 nb::object check_point(const std::string &context, const char *argument, nb::handle value);
 
 nb::object convert(const std::string &context, const Field &field, nb::handle value);
+// The Python value of a field's default literal in the tables.
+nb::object default_value(const Field &field);
 std::vector<nb::object> bind_arguments(const schema::Type &type, nb::args args, nb::kwargs kwargs);
 
 // The operations of the objects that own lists (objects_operations.cpp).
 void bind_operations(nb::handle rcs_cls, nb::handle section_cls, nb::handle component_cls);
+
+// The factory of the input reader (objects_factory.cpp): each class registers how its storage
+// is constructed, and the module publishes the factory once every class is bound.
+void register_constructor(const schema::Type &type, Obj &(*construct)(nb::handle self));
+void bind_factory(nb::module_ &m);
 
 // The value of one field as `_serialize()` gives it: nested objects and enumeration members
 // are left for the encoder.

@@ -208,6 +208,8 @@ nb::class_<C, Base...> bind_type(nb::module_ &m, const schema::Type &type) {
                 self->values = std::move(values);
             },
             nb::sig(keep(init_signature(type))));
+        register_constructor(
+            type, [](nb::handle self) -> Obj & { return *new (nb::inst_ptr<C>(self)) C(); });
     }
     for (size_t i = 0; i < type.fields.size(); ++i) {
         const Field &field = type.fields[i];
@@ -362,6 +364,7 @@ NB_MODULE(objects, m) {
     }
 
     bind_document(m);
+    bind_factory(m);
     m.def("_write_input_xml", &write_input_xml, "document"_a,
           nb::sig("def _write_input_xml(document: bytes) -> bytes"),
           "Write IDEA StatiCa RCS input XML (an OpenModel document in UTF-8) for a serialised "

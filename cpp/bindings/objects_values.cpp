@@ -253,9 +253,6 @@ nb::object convert(const std::string &context, const Field &field, nb::handle va
     fail(ErrorKind::Type, context + ": unknown field kind");
 }
 
-namespace {
-
-// The Python value of a default literal of the tables.
 nb::object default_value(const Field &field) {
     const std::string text = field.default_;
     if (text == "None") {
@@ -273,8 +270,6 @@ nb::object default_value(const Field &field) {
         return checked(PyFloat_FromString(nb::str(text.c_str()).ptr()));
     return nb::int_(std::stoll(text));
 }
-
-}  // namespace
 
 // Bind a call's arguments to the type's constructor parameters, as Python binds them.
 std::vector<nb::object> bind_arguments(const schema::Type &type, nb::args args, nb::kwargs kwargs) {

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <stdexcept>
+#include <unordered_map>
 
 #include "core/error.hpp"
 #include "core/input_tree.hpp"
@@ -52,8 +54,8 @@ bool empty_allowed(std::string_view key) {
 
 // The member data that the model cannot state, as our writer writes it: "ColumnData/L" -> "3".
 // Taken from the writer itself, so that the reader accepts exactly what the writer writes.
-const std::map<std::string, std::string> &fixed_member_values() {
-    static const std::map<std::string, std::string> values = [] {
+const std::unordered_map<std::string, std::string> &fixed_member_values() {
+    static const std::unordered_map<std::string, std::string> values = [] {
         const std::string xml = input_xml::write(
             R"({"mat_concrete_list": [], "mat_reinforcement_list": [], "cross_section_list": [],
             "reinforced_cross_section_list": [], "check_section_list": [],
@@ -64,7 +66,7 @@ const std::map<std::string, std::string> &fixed_member_values() {
             "Date": "2000-01-01"}, "code_settings": {"AnnexCode": "NoAnnex",
             "FatigueCheck": false, "FatigueAnnexNN": false, "DesignWorkingLife": 50,
             "CodeEN1992_2": false, "CodeEN1992_3": false}})");
-        std::map<std::string, std::string> out;
+        std::unordered_map<std::string, std::string> out;
         std::string group;
         size_t at = xml.find("<OpenAttribute");
         while (at != std::string::npos && at < xml.size()) {
@@ -169,18 +171,19 @@ const schema::EnumMember *Decoder::member(int node, const char *enumeration) con
                             " the model knows");
 }
 
-// The children of `node` named `names`, in that order (-1 where one is absent); a child of
-// another name, or one that appears twice, is an error. `required` of them must be there.
-std::vector<int> Decoder::parts(int node, std::initializer_list<std::string_view> names,
-                                std::size_t required, const char *owner) const {
-    std::vector<int> out(names.size(), -1);
+// The children of `node` named `names` (one or two), in that order (-1 where one is absent); a
+// child of another name, or one that appears twice, is an error. `required` of them must be there.
+Decoder::Parts Decoder::parts(int node, std::initializer_list<std::string_view> names,
+                              std::size_t required, const char *owner) const {
+    Parts out{-1, -1};
+    if (names.size() > out.size()) throw std::logic_error("parts() takes at most two names");
     for (int c = tree_.first(node); c >= 0; c = tree_.next(c)) {
         std::size_t i = 0;
         for (const std::string_view name : names) {
             if (tree_.tag(c) == name) break;
             ++i;
         }
-        if (i == out.size()) tree_.fail_at(c, std::string("is not part of ") + owner);
+        if (i == names.size()) tree_.fail_at(c, std::string("is not part of ") + owner);
         if (out[i] >= 0) tree_.fail_at(c, "appears twice");
         out[i] = c;
     }
@@ -196,7 +199,7 @@ std::vector<int> Decoder::parts(int node, std::initializer_list<std::string_view
 }
 
 Vertex Decoder::point(int node) const {
-    const std::vector<int> xy = parts(node, {"X", "Y"}, 2, "a point");
+    const Parts xy = parts(node, {"X", "Y"}, 2, "a point");
     Vertex v;
     v.y = number(xy[0]);  // IDEA's X is the section's y axis
     v.z = number(xy[1]);
@@ -207,7 +210,7 @@ Vertex Decoder::point(int node) const {
 // line back to its start is dropped: the model closes outlines itself.
 std::vector<Vertex> Decoder::polyline(int node, bool drop_closing) const {
     std::vector<Vertex> out;
-    const std::vector<int> line = parts(node, {"StartPoint", "Segments"}, 1, "a polyline");
+    const Parts line = parts(node, {"StartPoint", "Segments"}, 1, "a polyline");
     const int segments = line[1];
     out.push_back(point(line[0]));
     for (int s = segments < 0 ? -1 : tree_.first(segments); s >= 0; s = tree_.next(s)) {
@@ -215,8 +218,8 @@ std::vector<Vertex> Decoder::polyline(int node, bool drop_closing) const {
         if (tree_.tag(s) != "Segment2D" || (kind != "LineSegment2D" && kind != "ArcSegment2D"))
             tree_.fail_at(s, "is not a line or arc segment the model can hold");
         const bool arc = kind == "ArcSegment2D";
-        const std::vector<int> ends = arc ? parts(s, {"EndPoint", "Point"}, 2, "an arc segment")
-                                          : parts(s, {"EndPoint"}, 1, "a line segment");
+        const Parts ends = arc ? parts(s, {"EndPoint", "Point"}, 2, "an arc segment")
+                               : parts(s, {"EndPoint"}, 1, "a line segment");
         const int end = ends[0], on_arc = arc ? ends[1] : -1;
         Vertex v = point(end);
         if (on_arc >= 0) {
@@ -249,7 +252,9 @@ int Decoder::entry(int node, const schema::Type &type, Items &items) {
         const bool based = type.base != nullptr && std::string_view(type.base) != "_OpenObject";
         const char *list = based ? type.base : type.name;
         const long long id = item[(std::size_t)id_field].integer;
-        if (!ids_[list].insert(id).second)
+        auto ids = ids_.find(std::string_view(list));
+        if (ids == ids_.end()) ids = ids_.emplace(list, std::unordered_set<long long>()).first;
+        if (!ids->second.insert(id).second)
             tree_.fail_at(node, "repeats the id " + std::to_string(id) + " of another " + list);
     }
     return index;
@@ -323,7 +328,7 @@ void Decoder::field(int index, std::size_t f, int child) {
             break;
         }
         case Kind::Reference: {
-            const std::vector<int> ref = parts(child, {"TypeName", "Id"}, 2, "a reference");
+            const Parts ref = parts(child, {"TypeName", "Id"}, 2, "a reference");
             const int type_name = ref[0], id = ref[1];
             if (value(type_name) != field.type)
                 tree_.fail_at(child, "must refer to a " + std::string(field.type) + ", not to " +
@@ -373,7 +378,7 @@ void Decoder::field(int index, std::size_t f, int child) {
                     tree_.fail_at(c,
                                   "is not a shape parameter the model can hold "
                                   "(expected <Parameter xsi:type=\"ParameterDouble\">)");
-                const std::vector<int> pair = parts(c, {"Name", "Value"}, 2, "a parameter");
+                const Parts pair = parts(c, {"Name", "Value"}, 2, "a parameter");
                 const int name = pair[0], number_node = pair[1];
                 const std::string label(value(name));
                 for (const auto &[other, _] : v.parameters)

@@ -5,14 +5,16 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include <unordered_map>
 #include "core/error.hpp"
+
 #include "core/input_tree.hpp"
 
 namespace marlox::input_read {
 
 using schema::Field;
 
-const std::map<std::string, std::string> &fixed_member_values();  // input_decode.cpp
+const std::unordered_map<std::string, std::string> &fixed_member_values();  // input_decode.cpp
 
 namespace {
 
@@ -143,26 +145,29 @@ void Decoder::member_data(int index, int child, std::string_view key) {
 
 void Decoder::exposure(int index, int child) {
     const schema::Type &type = *schema::find_type("ExposureClassesDataEc2");
-    std::map<std::string, int> parts;
+    // Each class and its check by the field: {class, check}; -1 where absent.
+    std::vector<std::pair<int, int>> parts(type.fields.size(), {-1, -1});
+    int none = -1;
     for (int c = tree_.first(child); c >= 0; c = tree_.next(c)) {
-        const std::string tag(tree_.tag(c));
-        bool known = tag == "NoCorrosionCheck";
-        for (const Field &f : type.fields)
-            known = known || tag == f.key || tag == std::string(f.key) + "Check";
-        if (!known) tree_.fail_at(c, "is not part of the exposure classes");
-        if (!parts.emplace(tag, c).second) tree_.fail_at(c, "appears twice");
+        const std::string_view tag = tree_.tag(c);
+        int *slot = tag == "NoCorrosionCheck" ? &none : nullptr;
+        for (std::size_t f = 0; f < type.fields.size() && slot == nullptr; ++f) {
+            const std::string_view key = type.fields[f].key;
+            if (tag == key)
+                slot = &parts[f].first;
+            else if (tag.size() == key.size() + 5 && tag.substr(0, key.size()) == key &&
+                     tag.substr(key.size()) == "Check")
+                slot = &parts[f].second;
+        }
+        if (slot == nullptr) tree_.fail_at(c, "is not part of the exposure classes");
+        if (*slot >= 0) tree_.fail_at(c, "appears twice");
+        *slot = c;
     }
-    const auto part = [&](const std::string &tag) {
-        const auto found = parts.find(tag);
-        return found == parts.end() ? -1 : found->second;
-    };
-    const int none = part("NoCorrosionCheck");
     const bool no_corrosion = none >= 0 && boolean(none);
     const int sub = items_->add(type, tree_[child].line, tree_.tag(child));
     bool any = false;
     for (std::size_t f = 0; f < type.fields.size(); ++f) {
-        const int check = part(std::string(type.fields[f].key) + "Check");
-        const int klass = part(type.fields[f].key);
+        const auto [klass, check] = parts[f];
         const schema::EnumMember *m = klass >= 0 ? member(klass, "ExposureClass") : nullptr;
         if (check < 0 || !boolean(check)) continue;  // a class not checked is not the model's
         if (m == nullptr) tree_.fail_at(tree_.first(child), "checks a class that it does not name");
@@ -295,7 +300,7 @@ void Decoder::project_data_concrete(int node, Items &items, int code) {
 
 void Decoder::finish(const Items &settings, int code) const {
     for (const PendingReference &r : references_) {
-        const auto found = ids_.find(r.list);
+        const auto found = ids_.find(std::string_view(r.list));
         if (found == ids_.end() || found->second.count(r.id) == 0)
             fail(ErrorKind::Value, "line " + std::to_string(r.line) + ": <" + r.element +
                                        "> refers to " + r.list + " " + std::to_string(r.id) +

@@ -2,12 +2,13 @@
 // it into items by the schema tables (input_decode.cpp).
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <initializer_list>
 #include <map>
-#include <set>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "core/input_read.hpp"
@@ -125,15 +126,17 @@ class Decoder {
     bool boolean(int node) const;
     std::string_view value(int node) const;
     const schema::EnumMember *member(int node, const char *enumeration) const;
-    std::vector<int> parts(int node, std::initializer_list<std::string_view> names,
-                           std::size_t required, const char *owner) const;
+    using Parts = std::array<int, 2>;
+    Parts parts(int node, std::initializer_list<std::string_view> names, std::size_t required,
+                const char *owner) const;
     Vertex point(int node) const;
     std::vector<Vertex> polyline(int node, bool drop_closing) const;
     Val &val(int index, const char *field);
 
     const Tree &tree_;
     Items *items_ = nullptr;
-    std::map<std::string, std::set<long long>> ids_;
+    // The ids of each list, by the list's name (looked up without making a string).
+    std::map<std::string, std::unordered_set<long long>, std::less<>> ids_;
     std::vector<PendingReference> references_;
     std::string path_;  // scratch for the paths of fixed values
     int code_ = -1;     // the code-settings item while project data is decoded
