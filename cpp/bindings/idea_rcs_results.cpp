@@ -4,7 +4,6 @@
 // they share.
 #include "bindings/idea_rcs_results.hpp"
 
-#include <array>
 #include <charconv>
 
 #include "bindings/idea_rcs.hpp"
@@ -46,40 +45,23 @@ PyObject *path_string(const std::string &path) {
 }
 
 nb::object float_from_text(std::string_view text) {
-    // float() of a str, without making the str when the text is plain: ASCII white space
-    // around an optional sign, digits, a point and an exponent. Such text is converted with
-    // std::from_chars, which rounds correctly, as the interpreter's own conversion does, so the
-    // value is the same to the bit. Anything else, and every failure, goes through float()
-    // itself, for its exact result or message.
+    // float() of a str, without making the str when the text is a plain decimal number: ASCII
+    // white space around an optional sign, then a digit or a point. From there on
+    // std::from_chars takes no other spelling (its "inf" and "nan" begin with a letter) and
+    // rounds correctly, as the interpreter's own conversion does, so the value is the same to
+    // the bit. Anything else, and every failure, goes through float() itself, for its exact
+    // result or message.
     auto space = [](char c) {
         return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
     };
-    std::size_t b = 0, e = text.size();
-    while (b < e && space(text[b])) ++b;
-    while (e > b && space(text[e - 1])) --e;
-    // 2 for a digit, 1 for the other characters of a plain number, 0 for anything else.
-    static const auto kPlain = [] {
-        std::array<unsigned char, 256> t{};
-        for (int c = '0'; c <= '9'; ++c) t[(std::size_t)c] = 2;
-        for (unsigned char c : {'.', 'e', 'E', '+', '-'}) t[c] = 1;
-        return t;
-    }();
-    bool plain = b < e;
-    unsigned seen = 0;
-    for (std::size_t i = b; i < e; ++i) {
-        const unsigned k = kPlain[(unsigned char)text[i]];
-        if (k == 0) {
-            plain = false;
-            break;
-        }
-        seen |= k;
-    }
-    const bool digit = (seen & 2) != 0;
-    if (plain && digit) {
-        const char *first = text.data() + b;
-        const char *last = text.data() + e;
-        // from_chars takes no leading '+'.
-        if (*first == '+' && first + 1 < last && first[1] != '+' && first[1] != '-') ++first;
+    const char *first = text.data();
+    const char *last = first + text.size();
+    while (first < last && space(*first)) ++first;
+    while (last > first && space(last[-1])) --last;
+    // from_chars takes no leading '+'.
+    if (last - first > 1 && *first == '+' && first[1] != '-') ++first;
+    const char *lead = first < last && *first == '-' ? first + 1 : first;
+    if (lead < last && ((*lead >= '0' && *lead <= '9') || *lead == '.')) {
         double value = 0.0;
         const auto [ptr, ec] = std::from_chars(first, last, value);
         if (ec == std::errc() && ptr == last) return steal_or_throw(PyFloat_FromDouble(value));

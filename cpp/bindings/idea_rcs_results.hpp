@@ -69,6 +69,8 @@ inline void dict_set(PyObject *dict, PyObject *key, PyObject *value) {
 }
 
 inline nb::object new_dict() { return steal_or_throw(PyDict_New()); }
+// A dict with room for `items` keys, so that filling it never resizes it.
+inline nb::object new_dict(Py_ssize_t items) { return steal_or_throw(_PyDict_NewPresized(items)); }
 inline nb::object new_list() { return steal_or_throw(PyList_New(0)); }
 inline void list_append(PyObject *list, PyObject *value) {
     if (PyList_Append(list, value) != 0) throw_python();

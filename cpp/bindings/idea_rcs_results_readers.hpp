@@ -59,7 +59,7 @@ nb::object read_fixed_keys(const std::vector<N> &extremes, Family family,
         N element = find_family(extreme, family);
         nb::object entry = nb::none();
         if (!element.null() && has_children(element)) {
-            entry = new_dict();
+            entry = new_dict((Py_ssize_t)keys.size() + 1);
             for (Name key : keys) {
                 dict_set(entry.ptr(), name_key(key), leaf_float(find_child(element, key)).ptr());
             }
@@ -98,7 +98,7 @@ nb::object read_interaction(const std::vector<N> &extremes) {
 
 template <class N>
 nb::object crack_term(const N &element) {
-    nb::object term = new_dict();
+    nb::object term = new_dict(7);
     for (Name key : {MARLOX_N(N), MARLOX_N(My), MARLOX_N(Mz), MARLOX_N(W), MARLOX_N(Wlim),
                      MARLOX_N(CheckValue)}) {
         dict_set(term.ptr(), name_key(key), leaf_float(find_child(element, key)).ptr());
@@ -149,7 +149,7 @@ nb::object read_detailing(const std::vector<N> &extremes) {
         N long_reinf = find_child(element, MARLOX_N(CheckValueLongReinf));
         N shear_reinf = find_child(element, MARLOX_N(CheckValueShearReinf));
         auto optional_float = [](const N &n) { return n.null() ? nb::none() : float_of(n); };
-        nb::object entry = new_dict();
+        nb::object entry = new_dict(6);
         dict_set(entry.ptr(), interned("longitudinal"), optional_float(long_reinf).ptr());
         dict_set(entry.ptr(), interned("shear"), optional_float(shear_reinf).ptr());
         dict_set(entry.ptr(), name_key(MARLOX_N(CheckValue)),
@@ -179,7 +179,7 @@ nb::object read_stress_limitation(const std::vector<N> &extremes) {
             list_append(results.ptr(), Py_None);
             continue;
         }
-        nb::object entry = new_dict();
+        nb::object entry = new_dict(2 + std::size(kStressChecks));
         std::vector<N> shorts, longs;
         findall_items(check_results, MARLOX_N(Check), "StressLimitationShort",
                       [&](const N &e) { shorts.push_back(e); });
@@ -244,7 +244,7 @@ nb::object read_stress_limitation(const std::vector<N> &extremes) {
 
 template <class N>
 nb::object shear_values(const N &shear_result) {
-    nb::object values = new_dict();
+    nb::object values = new_dict(8);
     for (Name key : {MARLOX_N(Ved), MARLOX_N(Vrd), MARLOX_N(Vrdc), MARLOX_N(Vrdmax), MARLOX_N(Vrdr),
                      MARLOX_N(Vrds), MARLOX_N(CheckValue)}) {
         dict_set(values.ptr(), name_key(key), leaf_float(find_child(shear_result, key)).ptr());
@@ -323,11 +323,13 @@ nb::object read_extremes(const std::vector<N> &extremes) {
                                         "stress_limitation", "fatigue"};
     Py_ssize_t count = PY_SSIZE_T_MAX;
     for (const nb::object &l : lists) count = std::min(count, PyList_GET_SIZE(l.ptr()));
+    PyObject *key_objects[8];
+    for (int k = 0; k < 8; ++k) key_objects[k] = interned(keys[k]);
     nb::object results = new_list();
     for (Py_ssize_t i = 0; i < count; ++i) {
-        nb::object combined = new_dict();
+        nb::object combined = new_dict(8);
         for (int k = 0; k < 8; ++k) {
-            dict_set(combined.ptr(), interned(keys[k]), PyList_GET_ITEM(lists[k].ptr(), i));
+            dict_set(combined.ptr(), key_objects[k], PyList_GET_ITEM(lists[k].ptr(), i));
         }
         list_append(results.ptr(), combined.ptr());
     }
