@@ -69,8 +69,15 @@ inline void dict_set(PyObject *dict, PyObject *key, PyObject *value) {
 }
 
 inline nb::object new_dict() { return steal_or_throw(PyDict_New()); }
-// A dict with room for `items` keys, so that filling it never resizes it.
-inline nb::object new_dict(Py_ssize_t items) { return steal_or_throw(_PyDict_NewPresized(items)); }
+// A dict with room for `items` keys, so that filling it never resizes it. The interpreter
+// offers this only privately, up to 3.12; later versions get a plain dict.
+inline nb::object new_dict([[maybe_unused]] Py_ssize_t items) {
+#if PY_VERSION_HEX < 0x030D0000
+    return steal_or_throw(_PyDict_NewPresized(items));
+#else
+    return steal_or_throw(PyDict_New());
+#endif
+}
 inline nb::object new_list() { return steal_or_throw(PyList_New(0)); }
 inline void list_append(PyObject *list, PyObject *value) {
     if (PyList_Append(list, value) != 0) throw_python();
