@@ -7,6 +7,7 @@
 
 #include "core/error.hpp"
 #include "core/input_tree.hpp"
+#include "core/input_xml.hpp"
 
 namespace marlox::input_read {
 
@@ -39,68 +40,18 @@ const std::vector<ListEntry> &lists() {
     return all;
 }
 
-// Top-level lists of IDEA's OpenModel (any version) that an RCS model leaves empty.
+// Top-level lists of IDEA's OpenModel (any version) that an RCS model leaves empty: those the
+// writer states, and those of other versions and of steel and connection models.
 bool is_unused_list(std::string_view tag) {
-    static const char *const names[] = {"OriginSettings",
-                                        "Point3D",
-                                        "LineSegment3D",
-                                        "ArcSegment3D",
-                                        "PolyLine3D",
-                                        "Region3D",
-                                        "MatSteel",
-                                        "MatPrestressSteel",
-                                        "MatWelding",
-                                        "MatBoltGrade",
-                                        "MatHeadedStudGrade",
-                                        "BoltAssembly",
-                                        "Pin",
-                                        "HingeElement1D",
-                                        "Opening",
-                                        "DappedEnd",
-                                        "PatchDevice",
-                                        "Element1D",
-                                        "Beam",
-                                        "Member1D",
-                                        "Element2D",
-                                        "Wall",
-                                        "Member2D",
-                                        "RigidLink",
-                                        "PointOnLine3D",
-                                        "PointSupportNode",
-                                        "LineSupportSegment",
-                                        "LoadsInPoint",
-                                        "LoadsOnLine",
-                                        "StrainLoadsOnLine",
-                                        "PointLoadsOnLine",
-                                        "LoadsOnSurface",
-                                        "Settlements",
-                                        "TemperatureLoadsOnLine",
-                                        "LoadGroup",
-                                        "LoadCase",
-                                        "CombiInput",
-                                        "ConnectionPoint",
-                                        "Connections",
-                                        "Reinforcement",
-                                        "ISDModel",
-                                        "InitialImperfectionOfPoint",
-                                        "Tendon",
-                                        "ResultClass",
-                                        "DesignMember",
-                                        "SubStructure",
-                                        "ConnectionSetup",
-                                        "RebarShape",
-                                        "RebarGeneral",
-                                        "RebarSingle",
-                                        "RebarStirrups",
-                                        "Taper",
-                                        "Span",
-                                        "SolidBlocks3D",
-                                        "SurfaceSupports3D",
-                                        "BasePlates3D",
-                                        "Anchors3D",
-                                        "DetailLoadCase",
-                                        "DetailCombination"};
-    return is_one_of(tag, names);
+    static const char *const others[] = {
+        "OriginSettings",  "MatSteel",           "MatPrestressSteel", "MatWelding",
+        "MatBoltGrade",    "MatHeadedStudGrade", "BoltAssembly",      "Pin",
+        "ConnectionSetup", "SolidBlocks3D",      "SurfaceSupports3D", "BasePlates3D",
+        "Anchors3D",       "DetailLoadCase",     "DetailCombination"};
+    return is_one_of(tag, others) || is_one_of(tag, input_xml::kEmptyListsBeforeMaterials) ||
+           is_one_of(tag, input_xml::kEmptyListsBeforeMemberData) ||
+           is_one_of(tag, input_xml::kEmptyListsBeforeProjectData) ||
+           is_one_of(tag, input_xml::kEmptyListsAtTheEnd);
 }
 
 constexpr const char *kXsiType = "http://www.w3.org/2001/XMLSchema-instance}type";

@@ -330,8 +330,7 @@ std::string write(std::string_view text) {
     body.reserve(std::min(text.size() * 4, size_t{1} << 30));
     body.open("OpenModel");  // only for the indentation of the content
     body.leaf("Version", "2");
-    for (const char *tag : {"Point3D", "LineSegment3D", "ArcSegment3D", "PolyLine3D", "Region3D"})
-        body.empty(tag);
+    for (const char *tag : kEmptyListsBeforeMaterials) body.empty(tag);
     write_list(body, "MatConcrete", concretes, [&](const Value &entry) {
         const Value &object = *pair_of(entry, "mat_concrete_list", {"MatConcreteEc2"}).second;
         write_concrete(body, Reader(object, describe("MatConcreteEc2", object)));
@@ -358,31 +357,7 @@ std::string write(std::string_view text) {
         write_reinforced_cross_section(body, model,
                                        Reader(object, describe("ReinforcedCrossSection", object)));
     });
-    for (const char *tag : {"HingeElement1D",
-                            "Opening",
-                            "DappedEnd",
-                            "PatchDevice",
-                            "Element1D",
-                            "Beam",
-                            "Member1D",
-                            "Element2D",
-                            "Wall",
-                            "Member2D",
-                            "RigidLink",
-                            "PointOnLine3D",
-                            "PointSupportNode",
-                            "LineSupportSegment",
-                            "LoadsInPoint",
-                            "LoadsOnLine",
-                            "StrainLoadsOnLine",
-                            "PointLoadsOnLine",
-                            "LoadsOnSurface",
-                            "Settlements",
-                            "TemperatureLoadsOnLine",
-                            "LoadGroup",
-                            "LoadCase",
-                            "CombiInput"})
-        body.empty(tag);
+    for (const char *tag : kEmptyListsBeforeMemberData) body.empty(tag);
     size_t attribute_index = 0;
     write_list(body, "Attribute", attributes, [&](const Value &entry) {
         const Value &object = *pair_of(entry, "attribute_list", {"ConcreteMemberDataEc2"}).second;
@@ -390,10 +365,7 @@ std::string write(std::string_view text) {
             body, model,
             Reader(object, "ConcreteMemberDataEc2 " + std::to_string(++attribute_index)));
     });
-    for (const char *tag :
-         {"ConnectionPoint", "Connections", "Reinforcement", "ISDModel",
-          "InitialImperfectionOfPoint", "Tendon", "ResultClass", "DesignMember", "SubStructure"})
-        body.empty(tag);
+    for (const char *tag : kEmptyListsBeforeProjectData) body.empty(tag);
 
     body.open("ProjectData");
     body.leaf("Name", project_data.text("Name"));
@@ -438,9 +410,7 @@ std::string write(std::string_view text) {
     body.leaf("CodeEN1992_2", code_settings.boolean("CodeEN1992_2"));
     body.leaf("CodeEN1992_3", code_settings.boolean("CodeEN1992_3"));
     body.close("ProjectDataConcrete");
-    for (const char *tag :
-         {"RebarShape", "RebarGeneral", "RebarSingle", "RebarStirrups", "Taper", "Span"})
-        body.empty(tag);
+    for (const char *tag : kEmptyListsAtTheEnd) body.empty(tag);
     body.close("OpenModel");
 
     // Drop the helper's own root lines: the real root carries the namespace declarations.
