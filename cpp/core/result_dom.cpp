@@ -87,6 +87,10 @@ NodeId Dom::child(NodeId id, std::uint32_t tag) const noexcept {
 NodeId Dom::next_in_subtree(NodeId top, NodeId at) const noexcept {
     const Node &n = node(at);
     if (n.first_child != kNoNode) return n.first_child;
+    return next_after_subtree(top, at);
+}
+
+NodeId Dom::next_after_subtree(NodeId top, NodeId at) const noexcept {
     while (at != top) {
         const Node &m = node(at);
         if (m.next_sibling != kNoNode) return m.next_sibling;
@@ -204,81 +208,66 @@ void DomBuilder::flush_pending() {
     dest = dom_.ref(Slice{off, old.len + fresh.len});
 }
 
+std::uint32_t DomBuilder::intern_name(const char *name, std::uint32_t *hint) {
+    const std::size_t name_len = std::strlen(name);
+    if (std::memchr(name, '}', name_len) != nullptr) {
+        std::string universal = "{";
+        universal.append(name, name_len);
+        return dom_.intern(universal);
+    }
+    const std::string_view plain(name, name_len);
+    const std::uint32_t tag = dom_.intern(plain, Dom::hash(plain));
+    // Only names without a namespace are hinted, so equal text means the same tag.
+    if (hint != nullptr) *hint = tag;
+    return tag;
+}
+
 void DomBuilder::start(const char *name, const char **atts) {
     flush();
-    const bool parent_kept = !kept_stack_.empty();
-    if (!keep_all_ && !parent_kept && std::strcmp(name, "SectionConcreteCheckResult") != 0) {
+    const bool parent_kept = !open_.empty();
+    if (!parent_kept && !keep_all_ && std::strcmp(name, "SectionConcreteCheckResult") != 0) {
         ++unkept_depth_;
         last_ = kLastUnkept;
         for_tail_ = false;
         return;
     }
-    const Region region{(NodeId)dom_.nodes_.size(), dom_.attrs_.size(), dom_.attr_index_.size(),
-                        dom_.arena_.size()};
-    if (!parent_kept) {
-        // Stored indentation before this point goes with the earlier region.
-        if (!keep_all_) std::memset(indent_valid_, 0, sizeof indent_valid_);
-    }
     // The tag is interned first: its text lives outside the arena. Result files repeat the
     // same sequence of tags over and over, so the tag that followed the same previous sibling
     // (or opened the same parent) last time is tried before the name is hashed.
-    const std::size_t name_len = std::strlen(name);
     std::uint32_t tag = kNoHint;
     std::uint32_t *hint = nullptr;
     if (parent_kept) {
-        const NodeId prev = last_child_.back();
-        std::vector<std::uint32_t> &table = prev == kNoNode ? first_hint_ : next_hint_;
-        const std::uint32_t key = dom_.tag(prev == kNoNode ? kept_stack_.back() : prev);
+        const Open &top = open_.back();
+        const bool first = top.last_child == kNoNode;
+        std::vector<std::uint32_t> &table = first ? first_hint_ : next_hint_;
+        const std::uint32_t key = dom_.tag(first ? top.id : top.last_child);
         if (key >= table.size()) table.resize(dom_.names_.size(), kNoHint);
         hint = &table[key];
-        if (*hint != kNoHint) {
-            // Only names without a namespace are hinted, so equal text means the same tag.
-            const std::string &known = dom_.names_[*hint];
-            if (known.size() == name_len && std::memcmp(known.data(), name, name_len) == 0) {
-                tag = *hint;
-            }
-        }
+        if (*hint != kNoHint && std::strcmp(dom_.names_[*hint].c_str(), name) == 0) tag = *hint;
     }
-    if (tag == kNoHint) {
-        if (std::memchr(name, '}', name_len) != nullptr) {
-            std::string universal = "{";
-            universal.append(name, name_len);
-            tag = dom_.intern(universal);
-        } else {
-            const std::string_view plain(name, name_len);
-            tag = dom_.intern(plain, Dom::hash(plain));
-            if (hint != nullptr) *hint = tag;
-        }
-    }
+    if (tag == kNoHint) tag = intern_name(name, hint);
     if (tag > Node::kTagMask) throw std::bad_alloc();
     if (dom_.nodes_.size() >= (std::size_t)INT32_MAX) throw std::bad_alloc();
     const auto id = (NodeId)dom_.nodes_.size();
     const bool is_section = tag == kSectionConcreteCheckResult;
     Node n;
     n.tag_flags = tag | (is_section ? Node::kSection << Node::kTagBits : 0);
-    n.parent = parent_kept ? kept_stack_.back() : kNoNode;
-    if (atts[0] != nullptr) {
-        AttrRange range{id, 0, dom_.attrs_.size()};
-        for (const char **a = atts; a[0] != nullptr && a[1] != nullptr; a += 2) {
-            Attr attr;
-            attr.name = store_universal(a[0]);
-            attr.value = store(std::string_view(a[1]));
-            dom_.attrs_.push_back(attr);
-            ++range.count;
-        }
-        dom_.attr_index_.push_back(range);
+    n.parent = parent_kept ? open_.back().id : kNoNode;
+    Region region{};
+    if (!parent_kept) {
+        region = Region{id, dom_.attrs_.size(), dom_.attr_index_.size(), dom_.arena_.size()};
+        // Stored indentation before this point goes with the earlier region.
+        if (!keep_all_) std::memset(indent_valid_, 0, sizeof indent_valid_);
     }
-    // Room first, so that a failure leaves the stacks and the nodes consistent.
-    // The stacks grow geometrically: a document may nest millions deep.
-    if (kept_stack_.size() == kept_stack_.capacity())
-        kept_stack_.reserve(kept_stack_.size() * 2 + 64);
-    if (last_child_.size() == last_child_.capacity())
-        last_child_.reserve(last_child_.size() * 2 + 64);
+    if (atts[0] != nullptr) add_attributes(id, atts);
+    // Room first, so that a failure leaves the stack, the regions and the nodes consistent.
+    // The stack grows geometrically: a document may nest millions deep.
+    if (open_.size() == open_.capacity()) open_.reserve(open_.size() * 2 + 64);
     if (regions_.size() == regions_.capacity()) regions_.reserve(regions_.size() * 2 + 4);
     dom_.nodes_.push_back(n);
     if (!parent_kept) regions_.push_back(region);
     if (parent_kept) {
-        NodeId &prev = last_child_.back();
+        NodeId &prev = open_.back().last_child;
         if (prev == kNoNode) {
             dom_.nodes_[(std::size_t)n.parent].first_child = id;
         } else {
@@ -286,35 +275,51 @@ void DomBuilder::start(const char *name, const char **atts) {
         }
         prev = id;
         if (is_section) {
-            // An ancestor that already has the flag has it on all of its own ancestors too, so
-            // the walk stops there: every node is flagged once, whatever the nesting.
-            constexpr std::uint32_t kFlag = Node::kContainsSection << Node::kTagBits;
-            for (NodeId up = n.parent; up != kNoNode; up = dom_.nodes_[(std::size_t)up].parent) {
-                std::uint32_t &flags = dom_.nodes_[(std::size_t)up].tag_flags;
-                if ((flags & kFlag) != 0) break;
-                flags |= kFlag;
-            }
+            flag_ancestors(n.parent, Node::kContainsSection);
+        } else if (tag == kResultType) {
+            flag_ancestors(n.parent, Node::kContainsResultType);
         }
     } else if (keep_all_ && root_ == kNoNode) {
         root_ = id;
     }
-    kept_stack_.push_back(id);
-    last_child_.push_back(kNoNode);
+    open_.push_back(Open{id, kNoNode});
     last_ = id;
     for_tail_ = false;
 }
 
+// An ancestor that already has the flag has it on all of its own ancestors too, so the walk
+// stops there: every node is flagged once, whatever the nesting.
+void DomBuilder::flag_ancestors(NodeId from, std::uint32_t flag) noexcept {
+    const std::uint32_t bit = flag << Node::kTagBits;
+    for (NodeId up = from; up != kNoNode; up = dom_.nodes_[(std::size_t)up].parent) {
+        std::uint32_t &flags = dom_.nodes_[(std::size_t)up].tag_flags;
+        if ((flags & bit) != 0) break;
+        flags |= bit;
+    }
+}
+
+void DomBuilder::add_attributes(NodeId id, const char **atts) {
+    AttrRange range{id, 0, dom_.attrs_.size()};
+    for (const char **a = atts; a[0] != nullptr && a[1] != nullptr; a += 2) {
+        Attr attr;
+        attr.name = store_universal(a[0]);
+        attr.value = store(std::string_view(a[1]));
+        dom_.attrs_.push_back(attr);
+        ++range.count;
+    }
+    dom_.attr_index_.push_back(range);
+}
+
 void DomBuilder::end() {
     flush();
-    if (kept_stack_.empty()) {
+    if (open_.empty()) {
         if (unkept_depth_ > 0) --unkept_depth_;
         last_ = kLastUnkept;
         for_tail_ = true;
         return;
     }
-    const NodeId id = kept_stack_.back();
-    kept_stack_.pop_back();
-    last_child_.pop_back();
+    const NodeId id = open_.back().id;
+    open_.pop_back();
     last_ = id;
     for_tail_ = true;
     if (!keep_all_ && (dom_.nodes_[(std::size_t)id].flags() & Node::kSection) != 0) {
@@ -336,7 +341,7 @@ void DomBuilder::clear(NodeId id) noexcept {
 NodeId DomBuilder::collect() noexcept {
     if (keep_all_) return 0;
     std::vector<Node> &nodes = dom_.nodes_;
-    if (kept_stack_.empty() && ended_.empty()) {
+    if (open_.empty() && ended_.empty()) {
         const auto dropped = (NodeId)nodes.size();
         nodes.clear();
         dom_.attrs_.clear();
@@ -404,8 +409,10 @@ NodeId DomBuilder::collect() noexcept {
         dom_.long_lengths_.swap(kept);
     }
     dom_.arena_.erase(0, s0);
-    for (NodeId &id : kept_stack_) id -= r;
-    for (NodeId &id : last_child_) move_id(id);
+    for (Open &o : open_) {
+        o.id -= r;
+        move_id(o.last_child);
+    }
     if (last_ >= r) {
         last_ -= r;
     } else if (last_ >= 0) {
@@ -438,8 +445,7 @@ void DomBuilder::release_storage() noexcept {
         release_excess(dom_.attrs_);
         release_excess(dom_.attr_index_);
         release_excess(dom_.arena_);
-        release_excess(kept_stack_);
-        release_excess(last_child_);
+        release_excess(open_);
     } catch (...) {
     }
 }

@@ -39,12 +39,13 @@ enum Name : std::uint32_t {
 
 const char *name_text(Name name) noexcept;
 
-// A node: 32 bytes. Flags live in the two top bits of the tag id; attributes, rare in result
+// A node: 32 bytes. Flags live in the three top bits of the tag id; attributes, rare in result
 // files, in a side index; texts as packed references into the arena.
 struct Node {
-    static constexpr std::uint32_t kSection = 1;          // tag is SectionConcreteCheckResult
-    static constexpr std::uint32_t kContainsSection = 2;  // has such an element below it
-    static constexpr std::uint32_t kTagBits = 30;
+    static constexpr std::uint32_t kSection = 1;             // tag is SectionConcreteCheckResult
+    static constexpr std::uint32_t kContainsSection = 2;     // has such an element below it
+    static constexpr std::uint32_t kContainsResultType = 4;  // has a "ResultType" below it
+    static constexpr std::uint32_t kTagBits = 29;
     static constexpr std::uint32_t kTagMask = (1u << kTagBits) - 1;
     static constexpr std::uint64_t kNoText = ~std::uint64_t{0};
 
@@ -104,6 +105,8 @@ class Dom {
     // The next node after `at` in pre-order within the subtree of `top` (excluding `top`), or
     // kNoNode at the end; `at == top` starts the walk.
     NodeId next_in_subtree(NodeId top, NodeId at) const noexcept;
+    // The same, passing over the subtree of `at`.
+    NodeId next_after_subtree(NodeId top, NodeId at) const noexcept;
 
   private:
     friend class DomBuilder;
@@ -193,7 +196,20 @@ class DomBuilder {
     }
     // Move pending character data into its element (TreeBuilder does so at every event).
     void flush() {
-        if (pending_ != kNoPending || indent_len_ > 0) flush_pending();
+        if (pending_ != kNoPending) {
+            flush_pending();
+        } else if (indent_len_ > 0) {
+            // The common case of a pretty-printed file: indentation of a length stored before,
+            // for an element that has no text or tail yet.
+            Node &n = dom_.nodes_[(std::size_t)last_];
+            std::uint64_t &dest = for_tail_ ? n.tail : n.text;
+            if (dest == Node::kNoText && indent_valid_[indent_kind_][indent_len_]) {
+                dest = indent_[indent_kind_][indent_len_];
+                indent_len_ = 0;
+                return;
+            }
+            flush_pending();
+        }
     }
 
     // Sections whose end tag has been seen, oldest first (streaming mode only).
@@ -218,12 +234,17 @@ class DomBuilder {
     static constexpr NodeId kLastUnkept = -3;  // an element that is not kept
     static constexpr std::size_t kIndentCache = 128;
 
+    // Whether `s` holds spaces only: whole words, the last one overlapping the one before.
     static bool all_spaces(const char *s, std::size_t len) noexcept {
         constexpr std::uint64_t kSpaces = 0x2020202020202020ull;
         std::uint64_t w;
-        for (; len >= 8; s += 8, len -= 8) {
-            std::memcpy(&w, s, 8);
-            if (w != kSpaces) return false;
+        if (len >= 8) {
+            for (std::size_t i = 0; i + 8 < len; i += 8) {
+                std::memcpy(&w, s + i, 8);
+                if (w != kSpaces) return false;
+            }
+            std::memcpy(&w, s + len - 8, 8);
+            return w == kSpaces;
         }
         for (std::size_t i = 0; i < len; ++i) {
             if (s[i] != ' ') return false;
@@ -233,6 +254,10 @@ class DomBuilder {
     Slice store(std::string_view text);
     Slice store_universal(const char *name);
     void flush_pending();
+    // The tag id of an element name that its hint did not give.
+    std::uint32_t intern_name(const char *name, std::uint32_t *hint);
+    void add_attributes(NodeId id, const char **atts);
+    void flag_ancestors(NodeId from, std::uint32_t flag) noexcept;
     // Give back capacity far above what the tree still holds (see collect).
     void release_storage() noexcept;
     // Write the pending indentation into the arena: it becomes ordinary pending text.
@@ -242,8 +267,12 @@ class DomBuilder {
     bool keep_all_;
     NodeId root_ = kNoNode;
     std::size_t unkept_depth_ = 0;
-    std::vector<NodeId> kept_stack_;
-    std::vector<NodeId> last_child_;  // the last child so far of each open kept element
+    // The open kept elements, innermost last, each with its last child so far.
+    struct Open {
+        NodeId id;
+        NodeId last_child;
+    };
+    std::vector<Open> open_;
     // Tag hints, by tag id: the tag of the element that last opened inside an element with
     // that tag as its first child, or that last followed an element with that tag.
     static constexpr std::uint32_t kNoHint = ~std::uint32_t{0};

@@ -25,7 +25,7 @@ enum class Family {
 inline constexpr int kFamilyCount = 8;
 
 struct FamilyPath {
-    const char *result_type;  // the ResultType text
+    std::string_view result_type;  // the ResultType text
     bool base;  // ".../CheckResults/ConcreteCheckResultBase" (else ".../CheckResults")
 };
 
@@ -84,13 +84,22 @@ inline NodeId family_chain(const Dom &d, NodeId e, bool base) {
     return kNoNode;
 }
 
+// The next element after `e` in pre-order below `top` that can be a candidate for a family
+// path or hold one: only an element with a "ResultType" below it can, so the walk passes over
+// every other subtree (the builder flags the ancestors of each "ResultType").
+inline NodeId next_candidate(const Dom &d, NodeId top, NodeId e) {
+    return (d.flags(e) & Node::kContainsResultType) != 0 ? d.next_in_subtree(top, e)
+                                                         : d.next_after_subtree(top, e);
+}
+
 // extreme.find(family_path_text(f)): candidates in pre-order below the extreme; the first one
 // with a ResultType child whose whole text matches and with the chain below it.
 inline NodeId find_family(const Dom &d, NodeId extreme, Family f) {
     const FamilyPath p = family_path(f);
-    const std::string_view value(p.result_type);
+    const std::string_view value = p.result_type;
     for (NodeId e = d.next_in_subtree(extreme, extreme); e != kNoNode;
-         e = d.next_in_subtree(extreme, e)) {
+         e = next_candidate(d, extreme, e)) {
+        if ((d.flags(e) & Node::kContainsResultType) == 0) continue;
         bool hit = false;
         for (NodeId c = d.node(e).first_child; c != kNoNode; c = d.node(c).next_sibling) {
             if (d.tag(c) == kResultType && d.itertext_equals(c, value)) {
@@ -114,7 +123,8 @@ inline void locate_families(const Dom &d, NodeId extreme, NodeId out[kFamilyCoun
     }
     int missing = kFamilyCount;
     for (NodeId e = d.next_in_subtree(extreme, extreme); e != kNoNode && missing > 0;
-         e = d.next_in_subtree(extreme, e)) {
+         e = next_candidate(d, extreme, e)) {
+        if ((d.flags(e) & Node::kContainsResultType) == 0) continue;
         bool matched[kFamilyCount] = {};
         bool any = false;
         for (NodeId c = d.node(e).first_child; c != kNoNode; c = d.node(c).next_sibling) {
