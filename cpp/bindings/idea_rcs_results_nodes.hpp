@@ -1,6 +1,9 @@
 // The two node kinds that the result readers run on: the native tree and ElementTree elements.
 #pragma once
 
+#include <algorithm>
+#include <iterator>
+
 #include "bindings/idea_rcs_results_doc.hpp"
 
 namespace marlox::py::results {
@@ -56,6 +59,25 @@ inline nb::object findtext_descendant(const NativeNode &n, Name tag) {
 }
 
 inline bool has_children(const NativeNode &n) { return n.dom().has_children(n.id); }
+
+// The first child of each tag that the readers look for, as find(tag) gives it, found in one
+// pass over the children of a present element.
+struct NativeChildren {
+    NativeNode parent;
+    NodeId first[marlox::results::kNameCount];
+    NativeNode operator[](Name tag) const { return parent.at(first[tag]); }
+};
+
+inline NativeChildren children_of(const NativeNode &n) {
+    NativeChildren c{n, {}};
+    std::fill(std::begin(c.first), std::end(c.first), kNoNode);
+    const Dom &d = n.dom();
+    for (NodeId k = d.node(n.id).first_child; k != kNoNode; k = d.node(k).next_sibling) {
+        const std::uint32_t tag = d.tag(k);
+        if (tag < marlox::results::kNameCount && c.first[tag] == kNoNode) c.first[tag] = k;
+    }
+    return c;
+}
 
 template <class F>
 void for_each_child(const NativeNode &n, F &&f) {
@@ -151,6 +173,14 @@ inline nb::object findtext_descendant(const EtNode &n, Name tag) {
     path += marlox::results::name_text(tag);
     return et_call(n, "findtext", path_string(path)).o;
 }
+
+// On ElementTree elements, each look-up is the element's own find(tag), made when asked.
+struct EtChildren {
+    EtNode parent;
+    EtNode operator[](Name tag) const { return find_child(parent, tag); }
+};
+
+inline EtChildren children_of(const EtNode &n) { return EtChildren{n}; }
 
 inline bool has_children(const EtNode &n) {
     const Py_ssize_t len = PyObject_Length(n.o.ptr());

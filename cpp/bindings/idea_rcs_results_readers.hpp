@@ -1,6 +1,8 @@
 // The result readers, one per family, written once over both node kinds.
 #pragma once
 
+#include <optional>
+
 #include "bindings/idea_rcs_results_nodes.hpp"
 
 namespace marlox::py::results {
@@ -29,8 +31,9 @@ nb::object read_capacity(const std::vector<N> &extremes) {
         nb::object entry = nb::none();
         if (!element.null() && has_children(element)) {
             entry = new_dict();
+            const auto c = children_of(element);
             for (Name set : {marlox::results::kFu, marlox::results::kFu1, marlox::results::kFu2}) {
-                N forces_element = find_child(element, set);
+                N forces_element = c[set];
                 if (forces_element.null()) raise_none_iteration();
                 nb::object forces = new_dict();
                 for_each_child(forces_element, [&](const N &child) {
@@ -42,9 +45,9 @@ nb::object read_capacity(const std::vector<N> &extremes) {
                          PyDict_GET_SIZE(forces.ptr()) > 0 ? forces.ptr() : Py_None);
             }
             dict_set(entry.ptr(), name_key(marlox::results::kCheckValue),
-                     leaf_float(find_child(element, marlox::results::kCheckValue)).ptr());
+                     leaf_float(c[marlox::results::kCheckValue]).ptr());
             dict_set(entry.ptr(), name_key(marlox::results::kResult),
-                     leaf_text(find_child(element, marlox::results::kResult)).ptr());
+                     leaf_text(c[marlox::results::kResult]).ptr());
         }
         list_append(results.ptr(), entry.ptr());
     }
@@ -60,11 +63,12 @@ nb::object read_fixed_keys(const std::vector<N> &extremes, Family family,
         nb::object entry = nb::none();
         if (!element.null() && has_children(element)) {
             entry = new_dict((Py_ssize_t)keys.size() + 1);
+            const auto c = children_of(element);
             for (Name key : keys) {
-                dict_set(entry.ptr(), name_key(key), leaf_float(find_child(element, key)).ptr());
+                dict_set(entry.ptr(), name_key(key), leaf_float(c[key]).ptr());
             }
             dict_set(entry.ptr(), name_key(marlox::results::kResult),
-                     leaf_text(find_child(element, marlox::results::kResult)).ptr());
+                     leaf_text(c[marlox::results::kResult]).ptr());
         }
         list_append(results.ptr(), entry.ptr());
     }
@@ -72,6 +76,12 @@ nb::object read_fixed_keys(const std::vector<N> &extremes, Family family,
 }
 
 #define MARLOX_N(x) marlox::results::k##x
+// The interned str of a string literal, looked up once per place it is used.
+#define MARLOX_KEY(text)                                    \
+    ([]() -> PyObject * {                                   \
+        static PyObject *const key_object = interned(text); \
+        return key_object;                                  \
+    }())
 
 template <class N>
 nb::object read_shear(const std::vector<N> &extremes) {
@@ -96,12 +106,12 @@ nb::object read_interaction(const std::vector<N> &extremes) {
          MARLOX_N(CheckValueShearTorsionAndBending)});
 }
 
-template <class N>
-nb::object crack_term(const N &element) {
+template <class C>
+nb::object crack_term(const C &children) {
     nb::object term = new_dict(7);
     for (Name key : {MARLOX_N(N), MARLOX_N(My), MARLOX_N(Mz), MARLOX_N(W), MARLOX_N(Wlim),
                      MARLOX_N(CheckValue)}) {
-        dict_set(term.ptr(), name_key(key), leaf_float(find_child(element, key)).ptr());
+        dict_set(term.ptr(), name_key(key), leaf_float(children[key]).ptr());
     }
     return term;
 }
@@ -109,8 +119,8 @@ nb::object crack_term(const N &element) {
 template <class N>
 nb::object read_crack_width(const std::vector<N> &extremes) {
     nb::object results = new_list();
-    PyObject *k_short = interned("short");
-    PyObject *k_long = interned("long");
+    PyObject *k_short = MARLOX_KEY("short");
+    PyObject *k_long = MARLOX_KEY("long");
     for (const N &extreme : extremes) {
         N check_results = find_family(extreme, Family::CrackWidth);
         if (check_results.null() || !has_children(check_results)) {
@@ -120,17 +130,27 @@ nb::object read_crack_width(const std::vector<N> &extremes) {
         N short_el = find_item(check_results, MARLOX_N(Check), "CrackWidthShort");
         N long_el = find_item(check_results, MARLOX_N(Check), "CrackWidthLong");
         nb::object entry = new_dict();
-        nb::object short_term = short_el.null() ? nb::none() : crack_term(short_el);
-        nb::object long_term = long_el.null() ? nb::none() : crack_term(long_el);
+        nb::object short_term = nb::none();
+        nb::object long_term = nb::none();
+        using Children = decltype(children_of(short_el));
+        std::optional<Children> short_children, long_children;
+        if (!short_el.null()) {
+            short_children.emplace(children_of(short_el));
+            short_term = crack_term(*short_children);
+        }
+        if (!long_el.null()) {
+            long_children.emplace(children_of(long_el));
+            long_term = crack_term(*long_children);
+        }
         dict_set(entry.ptr(), k_short, short_term.ptr());
         dict_set(entry.ptr(), k_long, long_term.ptr());
-        if (!short_term.is_none()) {
+        if (short_children) {
             dict_set(short_term.ptr(), name_key(MARLOX_N(Result)),
-                     leaf_text(find_child(short_el, MARLOX_N(Result))).ptr());
+                     leaf_text((*short_children)[MARLOX_N(Result)]).ptr());
         }
-        if (!long_term.is_none()) {
+        if (long_children) {
             dict_set(long_term.ptr(), name_key(MARLOX_N(Result)),
-                     leaf_text(find_child(long_el, MARLOX_N(Result))).ptr());
+                     leaf_text((*long_children)[MARLOX_N(Result)]).ptr());
         }
         list_append(results.ptr(), entry.ptr());
     }
@@ -146,26 +166,26 @@ nb::object read_detailing(const std::vector<N> &extremes) {
             list_append(results.ptr(), Py_None);
             continue;
         }
-        N long_reinf = find_child(element, MARLOX_N(CheckValueLongReinf));
-        N shear_reinf = find_child(element, MARLOX_N(CheckValueShearReinf));
+        const auto c = children_of(element);
+        N long_reinf = c[MARLOX_N(CheckValueLongReinf)];
+        N shear_reinf = c[MARLOX_N(CheckValueShearReinf)];
         auto optional_float = [](const N &n) { return n.null() ? nb::none() : float_of(n); };
         nb::object entry = new_dict(6);
-        dict_set(entry.ptr(), interned("longitudinal"), optional_float(long_reinf).ptr());
-        dict_set(entry.ptr(), interned("shear"), optional_float(shear_reinf).ptr());
+        dict_set(entry.ptr(), MARLOX_KEY("longitudinal"), optional_float(long_reinf).ptr());
+        dict_set(entry.ptr(), MARLOX_KEY("shear"), optional_float(shear_reinf).ptr());
         dict_set(entry.ptr(), name_key(MARLOX_N(CheckValue)),
-                 leaf_float(find_child(element, MARLOX_N(CheckValue))).ptr());
+                 leaf_float(c[MARLOX_N(CheckValue)]).ptr());
         dict_set(entry.ptr(), name_key(MARLOX_N(CheckValueLongReinf)),
                  optional_float(long_reinf).ptr());
         dict_set(entry.ptr(), name_key(MARLOX_N(CheckValueShearReinf)),
                  optional_float(shear_reinf).ptr());
-        dict_set(entry.ptr(), name_key(MARLOX_N(Result)),
-                 leaf_text(find_child(element, MARLOX_N(Result))).ptr());
+        dict_set(entry.ptr(), name_key(MARLOX_N(Result)), leaf_text(c[MARLOX_N(Result)]).ptr());
         list_append(results.ptr(), entry.ptr());
     }
     return results;
 }
 
-inline constexpr const char *kStressChecks[] = {
+inline constexpr std::string_view kStressChecks[] = {
     "Check_7_2_2_Concrete_fck",          "Check_7_2_3_Concrete_fck", "Check_7_2_5_Tendons_fpk",
     "Check_7_2_5_ReinforcementBars_fyk", "Check_5_10_3_2_Tendons",   "Check_5_10_2_1_1_Tendons",
 };
@@ -173,6 +193,12 @@ inline constexpr const char *kStressChecks[] = {
 template <class N>
 nb::object read_stress_limitation(const std::vector<N> &extremes) {
     nb::object results = new_list();
+    PyObject *k_short = MARLOX_KEY("short");
+    PyObject *k_long = MARLOX_KEY("long");
+    PyObject *check_keys[std::size(kStressChecks)];
+    for (std::size_t k = 0; k < std::size(kStressChecks); ++k) {
+        check_keys[k] = interned(kStressChecks[k].data());
+    }
     for (const N &extreme : extremes) {
         N check_results = find_family(extreme, Family::StressLimitation);
         if (check_results.null() || !has_children(check_results)) {
@@ -185,13 +211,14 @@ nb::object read_stress_limitation(const std::vector<N> &extremes) {
                       [&](const N &e) { shorts.push_back(e); });
         findall_items(check_results, MARLOX_N(Check), "StressLimitationLong",
                       [&](const N &e) { longs.push_back(e); });
-        const std::pair<const char *, std::vector<N> *> terms[] = {{"short", &shorts},
-                                                                   {"long", &longs}};
+        const std::pair<PyObject *, std::vector<N> *> terms[] = {{k_short, &shorts},
+                                                                 {k_long, &longs}};
         for (const auto &[term, elements] : terms) {
             nb::object stresses = new_dict();
             for (const N &element : *elements) {
-                N type_check = find_child(element, MARLOX_N(TypeCheck));
-                N stress = find_child(element, MARLOX_N(Stress));
+                const auto c = children_of(element);
+                N type_check = c[MARLOX_N(TypeCheck)];
+                N stress = c[MARLOX_N(Stress)];
                 if (type_check.null() || stress.null()) continue;
                 nb::object value = stress_or_nan(stress);
                 const double v = PyFloat_AsDouble(value.ptr());
@@ -199,41 +226,43 @@ nb::object read_stress_limitation(const std::vector<N> &extremes) {
                 nb::object key = text_of(type_check);
                 dict_set(stresses.ptr(), key.ptr(), v != v ? Py_None : value.ptr());
             }
-            dict_set(entry.ptr(), interned(term),
+            dict_set(entry.ptr(), term,
                      PyDict_GET_SIZE(stresses.ptr()) > 0 ? stresses.ptr() : Py_None);
         }
-        for (const char *name : kStressChecks) {
-            PyObject *check_key = interned(name);
+        for (std::size_t k = 0; k < std::size(kStressChecks); ++k) {
+            const std::string_view name = kStressChecks[k];
+            PyObject *check_key = check_keys[k];
             dict_set(entry.ptr(), check_key, Py_None);
             nb::object check = nb::none();
             findall_items(check_results, MARLOX_N(TypeCheck), name, [&](const N &element) {
                 PyObject *term;
-                N check_el = find_child(element, MARLOX_N(Check));
+                const auto c = children_of(element);
+                N check_el = c[MARLOX_N(Check)];
                 if (check_el.null()) raise_none_attribute("text");
                 if (text_equals(check_el, "StressLimitationShort")) {
-                    term = interned("short");
+                    term = k_short;
                 } else {
-                    check_el = find_child(element, MARLOX_N(Check));
+                    check_el = c[MARLOX_N(Check)];
                     if (check_el.null()) raise_none_attribute("text");
                     if (!text_equals(check_el, "StressLimitationLong")) {
                         PyErr_SetNone(PyExc_NotImplementedError);
                         throw_python();
                     }
-                    term = interned("long");
+                    term = k_long;
                 }
                 if (check.is_none()) {
                     check = new_dict();
                     dict_set(entry.ptr(), check_key, check.ptr());
                 }
-                N stress = find_child(element, MARLOX_N(Stress));
+                N stress = c[MARLOX_N(Stress)];
                 if (stress.null()) raise_none_attribute("text");
                 nb::object values = new_dict();
                 nb::object stress_value = stress_or_none(stress);
                 dict_set(values.ptr(), name_key(MARLOX_N(Stress)), stress_value.ptr());
                 dict_set(values.ptr(), name_key(MARLOX_N(CheckValue)),
-                         leaf_float(find_child(element, MARLOX_N(CheckValue))).ptr());
+                         leaf_float(c[MARLOX_N(CheckValue)]).ptr());
                 dict_set(values.ptr(), name_key(MARLOX_N(Result)),
-                         leaf_text(find_child(element, MARLOX_N(Result))).ptr());
+                         leaf_text(c[MARLOX_N(Result)]).ptr());
                 dict_set(check.ptr(), term, values.ptr());
             });
         }
@@ -245,12 +274,12 @@ nb::object read_stress_limitation(const std::vector<N> &extremes) {
 template <class N>
 nb::object shear_values(const N &shear_result) {
     nb::object values = new_dict(8);
+    const auto c = children_of(shear_result);
     for (Name key : {MARLOX_N(Ved), MARLOX_N(Vrd), MARLOX_N(Vrdc), MARLOX_N(Vrdmax), MARLOX_N(Vrdr),
                      MARLOX_N(Vrds), MARLOX_N(CheckValue)}) {
-        dict_set(values.ptr(), name_key(key), leaf_float(find_child(shear_result, key)).ptr());
+        dict_set(values.ptr(), name_key(key), leaf_float(c[key]).ptr());
     }
-    dict_set(values.ptr(), name_key(MARLOX_N(Result)),
-             leaf_text(find_child(shear_result, MARLOX_N(Result))).ptr());
+    dict_set(values.ptr(), name_key(MARLOX_N(Result)), leaf_text(c[MARLOX_N(Result)]).ptr());
     return values;
 }
 
@@ -278,8 +307,8 @@ nb::object read_fatigue(const std::vector<N> &extremes) {
         nb::object shear = new_dict();
         {
             nb::object empty = new_dict();
-            dict_set(entry.ptr(), interned("fatigue"), empty.ptr());
-            dict_set(entry.ptr(), interned("shear"), shear.ptr());
+            dict_set(entry.ptr(), MARLOX_KEY("fatigue"), empty.ptr());
+            dict_set(entry.ptr(), MARLOX_KEY("shear"), shear.ptr());
         }
         N max_forces =
             find_item_child(check_results, MARLOX_N(Check), "Fatigue", MARLOX_N(InternalForceMax));
@@ -290,7 +319,7 @@ nb::object read_fatigue(const std::vector<N> &extremes) {
                  leaf_float(find_item_child(check_results, MARLOX_N(Check), "Fatigue",
                                             MARLOX_N(CheckValue)))
                      .ptr());
-        dict_set(fatigue.ptr(), interned("DecisionMethod"),
+        dict_set(fatigue.ptr(), MARLOX_KEY("DecisionMethod"),
                  leaf_text(find_item_child(check_results, MARLOX_N(Check), "Fatigue",
                                            MARLOX_N(DecissionMethod)))
                      .ptr());
@@ -298,13 +327,13 @@ nb::object read_fatigue(const std::vector<N> &extremes) {
             fatigue.ptr(), name_key(MARLOX_N(Result)),
             leaf_text(find_item_child(check_results, MARLOX_N(Check), "Fatigue", MARLOX_N(Result)))
                 .ptr());
-        dict_set(entry.ptr(), interned("fatigue"), fatigue.ptr());
+        dict_set(entry.ptr(), MARLOX_KEY("fatigue"), fatigue.ptr());
         findall_items(check_results, MARLOX_N(Check), "Shear", [&](const N &shear_result) {
             if (same_internal_forces(shear_result, max_forces)) {
-                dict_set(shear.ptr(), interned("max"), shear_values(shear_result).ptr());
+                dict_set(shear.ptr(), MARLOX_KEY("max"), shear_values(shear_result).ptr());
             }
             if (same_internal_forces(shear_result, min_forces)) {
-                dict_set(shear.ptr(), interned("min"), shear_values(shear_result).ptr());
+                dict_set(shear.ptr(), MARLOX_KEY("min"), shear_values(shear_result).ptr());
             }
         });
         list_append(results.ptr(), entry.ptr());
@@ -337,5 +366,6 @@ nb::object read_extremes(const std::vector<N> &extremes) {
 }
 
 #undef MARLOX_N
+#undef MARLOX_KEY
 
 }  // namespace marlox::py::results
