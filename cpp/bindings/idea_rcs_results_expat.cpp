@@ -14,6 +14,9 @@ namespace {
 
 const expat::CApi *g_api = nullptr;
 
+// The largest piece of input given to expat at once.
+constexpr Py_ssize_t kPiece = 1 << 16;
+
 // The host's handler for encodings that expat does not know builds its table with the
 // interpreter's codecs: it needs the interpreter lock, which a scan may have released.
 int unknown_encoding_with_gil(void *data, const char *name, expat::Encoding *info) {
@@ -144,7 +147,6 @@ bool feed_object(DocState &doc, PyObject *data, bool final) {
         // Large content goes to expat in pieces: expat copies what it is given into a buffer of
         // its own, and one piece of the whole document would double the memory. The outcome
         // (events, errors and their positions) does not depend on the pieces.
-        constexpr Py_ssize_t kPiece = 1 << 16;
         nb::gil_scoped_release release;
         ok = true;
         Py_ssize_t done = 0;
@@ -155,6 +157,25 @@ bool feed_object(DocState &doc, PyObject *data, bool final) {
         } while (ok && done < len);
     }
     if (have_view) PyBuffer_Release(&view);
+    if (PyErr_Occurred()) throw_python();  // from the host's unknown-encoding handler
+    return ok;
+}
+
+bool feed_bytes_until_section(DocState &doc, PyObject *data, Py_ssize_t *offset) {
+    Scanner &scanner = *doc.scanner;
+    const char *ptr = PyBytes_AS_STRING(data);
+    const Py_ssize_t len = PyBytes_GET_SIZE(data);
+    wait_for_readers(doc);
+    bool ok = true;
+    {
+        nb::gil_scoped_release release;
+        const auto &ended = scanner.builder().ended_sections();
+        while (ok && *offset < len && ended.empty()) {
+            const Py_ssize_t n = std::min(kPiece, len - *offset);
+            ok = scanner.feed(ptr + *offset, (int)n, false);
+            *offset += n;
+        }
+    }
     if (PyErr_Occurred()) throw_python();  // from the host's unknown-encoding handler
     return ok;
 }

@@ -17,4 +17,9 @@ nb::object parse_error_object(const ScanFailure &f);
 
 bool feed_object(DocState &doc, PyObject *data, bool final);
 
+// Feeds the bytes object `data` from `*offset` on, in pieces, until a section has ended or the
+// bytes are used up, and advances `*offset` past what was fed. Returns false for a parse
+// failure. A streaming consumer then reads each section while its tree is still in the cache.
+bool feed_bytes_until_section(DocState &doc, PyObject *data, Py_ssize_t *offset);
+
 }  // namespace marlox::py::results

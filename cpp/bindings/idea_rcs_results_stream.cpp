@@ -27,6 +27,8 @@ struct SectionIterator {
     nb::object pending_error;   // a ParseError raised after the sections parsed before it
     nb::object read_size;       // the argument of the next read
     long read_bytes = 0;
+    nb::object unfed;  // bytes read but not yet all given to expat
+    Py_ssize_t unfed_offset = 0;
 
     ~SectionIterator() {
         if (close_source && source.is_valid() && state != State::Finished) {
@@ -40,6 +42,7 @@ struct SectionIterator {
     void finish() {
         state = State::Finished;
         pending_error = nb::object();
+        unfed = nb::object();
         if (doc) doc->scanner->close();
         if (close_source && source.is_valid()) {
             close_source = false;
@@ -142,6 +145,17 @@ struct SectionIterator {
             // Nothing waits: whatever the tree still holds of earlier sections can go.
             wait_for_readers(*doc);
             doc->shift_nodes(builder.collect());
+            if (unfed.is_valid()) {
+                // The rest of the last read, up to the end of the next section.
+                const bool ok = feed_bytes_until_section(*doc, unfed.ptr(), &unfed_offset);
+                if (!ok || unfed_offset >= PyBytes_GET_SIZE(unfed.ptr())) unfed = nb::object();
+                if (!ok) {
+                    // XMLPullParser.feed queues a SyntaxError after the events parsed before it.
+                    pending_error = parse_error_object(doc->scanner->failure());
+                    doc->scanner->close();
+                }
+                continue;
+            }
             // source.read(n), without a format string or a bound method per call: 16 KiB at
             // first, as iterparse reads, then twice as much each time up to 1 MiB, so that a
             // large file takes few reads and few handovers of the interpreter lock.
@@ -157,6 +171,11 @@ struct SectionIterator {
                 const bool ok = feed_object(*doc, nullptr, true);
                 doc->scanner->close();
                 if (!ok) raise_object(parse_error_object(doc->scanner->failure()));
+                continue;
+            }
+            if (PyBytes_CheckExact(data.ptr())) {
+                unfed = std::move(data);
+                unfed_offset = 0;
                 continue;
             }
             if (!feed_object(*doc, data.ptr(), false)) {
