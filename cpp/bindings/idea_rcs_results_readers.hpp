@@ -23,56 +23,61 @@ nb::object leaf_float(const N &n) {
     return float_of(n);
 }
 
-template <class N>
-nb::object read_capacity(const std::vector<N> &extremes) {
+// One entry per extreme: None where the family is missing or has no children, else what
+// `read` makes of the family's element.
+template <class N, class F>
+nb::object per_extreme(const std::vector<N> &extremes, Family family, F &&read) {
     nb::object results = new_list();
     for (const N &extreme : extremes) {
-        N element = find_family(extreme, Family::Capacity);
-        nb::object entry = nb::none();
-        if (!element.null() && has_children(element)) {
-            entry = new_dict();
-            const auto c = children_of(element);
-            for (Name set : {marlox::results::kFu, marlox::results::kFu1, marlox::results::kFu2}) {
-                N forces_element = c[set];
-                if (forces_element.null()) raise_none_iteration();
-                nb::object forces = new_dict();
-                for_each_child(forces_element, [&](const N &child) {
-                    nb::object value = float_of(child);
-                    nb::object tag = tag_of(child);
-                    dict_set(forces.ptr(), tag.ptr(), value.ptr());
-                });
-                dict_set(entry.ptr(), name_key(set),
-                         PyDict_GET_SIZE(forces.ptr()) > 0 ? forces.ptr() : Py_None);
-            }
-            dict_set(entry.ptr(), name_key(marlox::results::kCheckValue),
-                     leaf_float(c[marlox::results::kCheckValue]).ptr());
-            dict_set(entry.ptr(), name_key(marlox::results::kResult),
-                     leaf_text(c[marlox::results::kResult]).ptr());
+        N element = find_family(extreme, family);
+        if (element.null() || !has_children(element)) {
+            list_append(results.ptr(), Py_None);
+            continue;
         }
+        nb::object entry = read(element);
         list_append(results.ptr(), entry.ptr());
     }
     return results;
 }
 
 template <class N>
+nb::object read_capacity(const std::vector<N> &extremes) {
+    return per_extreme(extremes, Family::Capacity, [&](const N &element) {
+        nb::object entry = new_dict();
+        const auto c = children_of(element);
+        for (Name set : {marlox::results::kFu, marlox::results::kFu1, marlox::results::kFu2}) {
+            N forces_element = c[set];
+            if (forces_element.null()) raise_none_iteration();
+            nb::object forces = new_dict();
+            for_each_child(forces_element, [&](const N &child) {
+                nb::object value = float_of(child);
+                nb::object tag = tag_of(child);
+                dict_set(forces.ptr(), tag.ptr(), value.ptr());
+            });
+            dict_set(entry.ptr(), name_key(set),
+                     PyDict_GET_SIZE(forces.ptr()) > 0 ? forces.ptr() : Py_None);
+        }
+        dict_set(entry.ptr(), name_key(marlox::results::kCheckValue),
+                 leaf_float(c[marlox::results::kCheckValue]).ptr());
+        dict_set(entry.ptr(), name_key(marlox::results::kResult),
+                 leaf_text(c[marlox::results::kResult]).ptr());
+        return entry;
+    });
+}
+
+template <class N>
 nb::object read_fixed_keys(const std::vector<N> &extremes, Family family,
                            std::initializer_list<Name> keys) {
-    nb::object results = new_list();
-    for (const N &extreme : extremes) {
-        N element = find_family(extreme, family);
-        nb::object entry = nb::none();
-        if (!element.null() && has_children(element)) {
-            entry = new_dict((Py_ssize_t)keys.size() + 1);
-            const auto c = children_of(element);
-            for (Name key : keys) {
-                dict_set(entry.ptr(), name_key(key), leaf_float(c[key]).ptr());
-            }
-            dict_set(entry.ptr(), name_key(marlox::results::kResult),
-                     leaf_text(c[marlox::results::kResult]).ptr());
+    return per_extreme(extremes, family, [&](const N &element) {
+        nb::object entry = new_dict((Py_ssize_t)keys.size() + 1);
+        const auto c = children_of(element);
+        for (Name key : keys) {
+            dict_set(entry.ptr(), name_key(key), leaf_float(c[key]).ptr());
         }
-        list_append(results.ptr(), entry.ptr());
-    }
-    return results;
+        dict_set(entry.ptr(), name_key(marlox::results::kResult),
+                 leaf_text(c[marlox::results::kResult]).ptr());
+        return entry;
+    });
 }
 
 #define MARLOX_N(x) marlox::results::k##x
@@ -118,15 +123,9 @@ nb::object crack_term(const C &children) {
 
 template <class N>
 nb::object read_crack_width(const std::vector<N> &extremes) {
-    nb::object results = new_list();
     PyObject *k_short = MARLOX_KEY("short");
     PyObject *k_long = MARLOX_KEY("long");
-    for (const N &extreme : extremes) {
-        N check_results = find_family(extreme, Family::CrackWidth);
-        if (check_results.null() || !has_children(check_results)) {
-            list_append(results.ptr(), Py_None);
-            continue;
-        }
+    return per_extreme(extremes, Family::CrackWidth, [&](const N &check_results) {
         N short_el = find_item(check_results, MARLOX_N(Check), "CrackWidthShort");
         N long_el = find_item(check_results, MARLOX_N(Check), "CrackWidthLong");
         nb::object entry = new_dict();
@@ -152,20 +151,13 @@ nb::object read_crack_width(const std::vector<N> &extremes) {
             dict_set(long_term.ptr(), name_key(MARLOX_N(Result)),
                      leaf_text((*long_children)[MARLOX_N(Result)]).ptr());
         }
-        list_append(results.ptr(), entry.ptr());
-    }
-    return results;
+        return entry;
+    });
 }
 
 template <class N>
 nb::object read_detailing(const std::vector<N> &extremes) {
-    nb::object results = new_list();
-    for (const N &extreme : extremes) {
-        N element = find_family(extreme, Family::Detailing);
-        if (element.null() || !has_children(element)) {
-            list_append(results.ptr(), Py_None);
-            continue;
-        }
+    return per_extreme(extremes, Family::Detailing, [&](const N &element) {
         const auto c = children_of(element);
         N long_reinf = c[MARLOX_N(CheckValueLongReinf)];
         N shear_reinf = c[MARLOX_N(CheckValueShearReinf)];
@@ -180,9 +172,8 @@ nb::object read_detailing(const std::vector<N> &extremes) {
         dict_set(entry.ptr(), name_key(MARLOX_N(CheckValueShearReinf)),
                  optional_float(shear_reinf).ptr());
         dict_set(entry.ptr(), name_key(MARLOX_N(Result)), leaf_text(c[MARLOX_N(Result)]).ptr());
-        list_append(results.ptr(), entry.ptr());
-    }
-    return results;
+        return entry;
+    });
 }
 
 inline constexpr std::string_view kStressChecks[] = {
@@ -192,19 +183,13 @@ inline constexpr std::string_view kStressChecks[] = {
 
 template <class N>
 nb::object read_stress_limitation(const std::vector<N> &extremes) {
-    nb::object results = new_list();
     PyObject *k_short = MARLOX_KEY("short");
     PyObject *k_long = MARLOX_KEY("long");
     PyObject *check_keys[std::size(kStressChecks)];
     for (std::size_t k = 0; k < std::size(kStressChecks); ++k) {
         check_keys[k] = interned(kStressChecks[k].data());
     }
-    for (const N &extreme : extremes) {
-        N check_results = find_family(extreme, Family::StressLimitation);
-        if (check_results.null() || !has_children(check_results)) {
-            list_append(results.ptr(), Py_None);
-            continue;
-        }
+    return per_extreme(extremes, Family::StressLimitation, [&](const N &check_results) {
         nb::object entry = new_dict(2 + std::size(kStressChecks));
         std::vector<N> shorts, longs;
         findall_items(check_results, MARLOX_N(Check), "StressLimitationShort",
@@ -266,9 +251,8 @@ nb::object read_stress_limitation(const std::vector<N> &extremes) {
                 dict_set(check.ptr(), term, values.ptr());
             });
         }
-        list_append(results.ptr(), entry.ptr());
-    }
-    return results;
+        return entry;
+    });
 }
 
 template <class N>
@@ -296,13 +280,7 @@ bool same_internal_forces(const N &shear_result, const N &forces) {
 
 template <class N>
 nb::object read_fatigue(const std::vector<N> &extremes) {
-    nb::object results = new_list();
-    for (const N &extreme : extremes) {
-        N check_results = find_family(extreme, Family::Fatigue);
-        if (check_results.null() || !has_children(check_results)) {
-            list_append(results.ptr(), Py_None);
-            continue;
-        }
+    return per_extreme(extremes, Family::Fatigue, [&](const N &check_results) {
         nb::object entry = new_dict();
         nb::object shear = new_dict();
         {
@@ -336,9 +314,8 @@ nb::object read_fatigue(const std::vector<N> &extremes) {
                 dict_set(shear.ptr(), MARLOX_KEY("min"), shear_values(shear_result).ptr());
             }
         });
-        list_append(results.ptr(), entry.ptr());
-    }
-    return results;
+        return entry;
+    });
 }
 
 template <class N>
