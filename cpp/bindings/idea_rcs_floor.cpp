@@ -7,7 +7,7 @@
 #include <nanobind/nanobind.h>
 
 #include "bindings/idea_rcs.hpp"
-#include "core/result_expat.hpp"
+#include "core/expat_api.hpp"
 
 namespace marlox::py {
 

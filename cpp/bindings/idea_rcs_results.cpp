@@ -1,5 +1,5 @@
 // The result parsers of the idea_rcs module: RcsOutputFileParser (streaming, with its nested
-// SectionResult: idea_rcs_results_stream.cpp, idea_rcs_results_section.cpp) and
+// SectionResult: idea_rcs_results_stream.cpp, idea_rcs_results_check_section.cpp) and
 // OutputFileParser (whole document: idea_rcs_results_whole.cpp). Here: the Python helpers that
 // they share.
 #include "bindings/idea_rcs_results.hpp"

@@ -3,7 +3,7 @@
 // ElementTree elements), idea_rcs_results_expat.hpp (feeding the interpreter's expat),
 // idea_rcs_results_nodes.hpp (the two node kinds the readers run on),
 // idea_rcs_results_readers.hpp (the readers, written once over both) and
-// idea_rcs_results_section.hpp (SectionResult, which both parsers read through).
+// idea_rcs_results_check_section.hpp (SectionResult, which both parsers read through).
 #pragma once
 
 #include <Python.h>

@@ -1,6 +1,6 @@
 // RcsOutputFileParser: the streaming parser, one check section at a time.
 #include "bindings/idea_rcs_results_expat.hpp"
-#include "bindings/idea_rcs_results_section.hpp"
+#include "bindings/idea_rcs_results_check_section.hpp"
 
 namespace marlox::py::results {
 

@@ -1,6 +1,6 @@
 // OutputFileParser: the whole document parsed at once, every query answered from memory.
 #include "bindings/idea_rcs_results_expat.hpp"
-#include "bindings/idea_rcs_results_section.hpp"
+#include "bindings/idea_rcs_results_check_section.hpp"
 #include "bindings/translate.hpp"
 #include "core/error.hpp"
 

@@ -13,7 +13,7 @@
 #include "bindings/model.hpp"
 #include "core/error.hpp"
 #include "core/json.hpp"
-#include "core/section.hpp"
+#include "core/cross_section_geometry.hpp"
 #include "core/validate.hpp"
 
 namespace nb = nanobind;
@@ -99,11 +99,11 @@ nb::list ensure_valid(nb::handle self) {
 }
 
 // The list of `self` that holds `item` (by identity) and its index there.
-bool locate(ModelBase &model, nb::handle item, section::Target &target, size_t &index) {
-    const std::pair<nb::list *, section::Target> lists[] = {
-        {&model.check_section, section::Target::CheckSection},
-        {&model.reinforced_cross_section, section::Target::ReinforcedSection},
-        {&model.cross_section, section::Target::CrossSection},
+bool locate(ModelBase &model, nb::handle item, cross_section::Target &target, size_t &index) {
+    const std::pair<nb::list *, cross_section::Target> lists[] = {
+        {&model.check_section, cross_section::Target::CheckSection},
+        {&model.reinforced_cross_section, cross_section::Target::ReinforcedSection},
+        {&model.cross_section, cross_section::Target::CrossSection},
     };
     for (const auto &[list, kind] : lists) {
         for (size_t i = 0; i < list->size(); ++i) {
@@ -134,7 +134,7 @@ nb::object plot(nb::handle self, nb::handle item, nb::handle ax, bool with_findi
     if (!nb::isinstance<ModelBase>(self))
         fail(ErrorKind::Type,
              "plot: expected a model, not " + std::string(nb::inst_name(self).c_str()));
-    section::Target target;
+    cross_section::Target target;
     size_t index;
     if (!locate(nb::cast<ModelBase &>(self), target_item, target, index))
         fail(ErrorKind::Value,
@@ -142,11 +142,11 @@ nb::object plot(nb::handle self, nb::handle item, nb::handle ax, bool with_findi
                  " is not a cross-section, reinforced cross-section, check section or member of "
                  "this model");
     const json::Value doc = document(self);
-    section::Drawing drawing;
+    cross_section::Drawing drawing;
     std::vector<Finding> found;
     {
         nb::gil_scoped_release release;
-        drawing = section::draw(doc, target, index);
+        drawing = cross_section::draw(doc, target, index);
         if (with_findings) found = validate::check(doc);
     }
     nb::dict data;

@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/result_expat.hpp"
+#include "core/expat_api.hpp"
 #include "core/schema.hpp"
 
 namespace marlox::input_read {

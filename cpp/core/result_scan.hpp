@@ -9,7 +9,7 @@
 #include <string>
 
 #include "core/result_dom.hpp"
-#include "core/result_expat.hpp"
+#include "core/expat_api.hpp"
 
 namespace marlox::results {
 

@@ -8,7 +8,7 @@
 #include <unordered_map>
 
 #include "core/schema.hpp"
-#include "core/section.hpp"
+#include "core/cross_section_geometry.hpp"
 
 namespace marlox::validate {
 
@@ -18,9 +18,9 @@ using geometry::Point;
 using json::Value;
 using schema::Field;
 using schema::Kind;
-using section::kTolerance;
-using section::number;
-using section::show;
+using cross_section::kTolerance;
+using cross_section::number;
+using cross_section::show;
 
 constexpr const char *kLists[][2] = {
     {"mat_concrete_list", "MatConcrete"},
@@ -66,7 +66,7 @@ class Checker {
     explicit Checker(const Value &model) : model_(model) {
         for (const auto &[list, list_type] : kLists) {
             auto &ids = index_[list];
-            for (const Value *object : section::objects(model, list)) {
+            for (const Value *object : cross_section::objects(model, list)) {
                 double id;
                 if (number(*object, "Id", id)) ids.emplace(id, object);
             }
@@ -114,16 +114,16 @@ class Checker {
     }
 
     Context context_of(const schema::Type &type, const Value &object) const {
-        Context c{type.name, false, 0, section::text(object, "Name")};
-        if (c.name.empty()) c.name = section::text(object, "Description");
+        Context c{type.name, false, 0, cross_section::text(object, "Name")};
+        if (c.name.empty()) c.name = cross_section::text(object, "Description");
         c.has_id = number(object, "Id", c.id);
         double member;
         if (std::string_view(type.name) == "ConcreteMemberDataEc2" &&
-            section::reference(object, "Element", member)) {
+            cross_section::reference(object, "Element", member)) {
             c.has_id = true;
             c.id = member;
             if (const Value *m = lookup("check_member_list", member))
-                c.name = section::text(*m, "Name");
+                c.name = cross_section::text(*m, "Name");
         }
         return c;
     }
@@ -239,7 +239,7 @@ class Checker {
                          const Value &value) {
         double id;
         if (value.type != Value::Type::Object || !number(value, "Id", id)) return;
-        std::string target = section::text(value, "TypeName");
+        std::string target = cross_section::text(value, "TypeName");
         if (target.empty()) target = field.type;
         for (const auto &[list, list_type] : kLists) {
             if (list_type == nullptr || target != list_type) continue;
@@ -256,7 +256,7 @@ class Checker {
     bool ring(const Context &c, const std::string &name, const Value &value,
               std::vector<Point> &polygon, const char *what) {
         std::vector<geometry::Vertex> vertices;
-        if (!section::vertices(value, vertices)) return false;  // reported with the values
+        if (!cross_section::vertices(value, vertices)) return false;  // reported with the values
         size_t count = vertices.size();
         if (count > 1 && !vertices.back().arc &&
             vertices.back().point.y == vertices.front().point.y &&
@@ -269,7 +269,7 @@ class Checker {
                       "; it needs at least three to enclose an area.");
             return false;
         }
-        polygon = geometry::polyline(geometry::path(vertices, true), section::kArcTolerance);
+        polygon = geometry::polyline(geometry::path(vertices, true), cross_section::kArcTolerance);
         Point where;
         if (geometry::self_intersects(polygon, kTolerance, where)) {
             error(c, name,
@@ -330,7 +330,7 @@ class Checker {
     void tee_proportions(const Context &c, const Value &cs) {
         const Value *p = cs.find("Parameters");
         double height, width, flange, web;
-        if (section::text(cs, "CrossSectionType") != "Tg" || p == nullptr ||
+        if (cross_section::text(cs, "CrossSectionType") != "Tg" || p == nullptr ||
             !number(*p, "Height", height) || !number(*p, "Width", width) ||
             !number(*p, "TopFlangeWidth", flange) || !number(*p, "WallWidth", web))
             return;
@@ -346,10 +346,10 @@ class Checker {
     }
 
     void reinforced_section(const Context &c, const Value &rcs) {
-        section::Shape shape;
+        cross_section::Shape shape;
         double id;
-        if (section::reference(rcs, "CrossSection", id))
-            if (const Value *cs = lookup("cross_section_list", id)) shape = section::shape(*cs);
+        if (cross_section::reference(rcs, "CrossSection", id))
+            if (const Value *cs = lookup("cross_section_list", id)) shape = cross_section::shape(*cs);
         bars(c, rcs, shape);
         stirrups(c, rcs, shape);
     }
@@ -360,7 +360,7 @@ class Checker {
         double radius;
     };
 
-    void bars(const Context &c, const Value &rcs, const section::Shape &shape) {
+    void bars(const Context &c, const Value &rcs, const cross_section::Shape &shape) {
         const Value *list = rcs.find("Bars");
         if (list == nullptr || list->type != Value::Type::Array) return;
         std::vector<Bar> placed;
@@ -369,7 +369,7 @@ class Checker {
             const Value *point = item.find("Point");
             Point centre;
             double diameter;
-            if (point == nullptr || !section::point(*point, centre) ||
+            if (point == nullptr || !cross_section::point(*point, centre) ||
                 !number(item, "Diameter", diameter) || !std::isfinite(diameter) || diameter <= 0)
                 continue;
             const Bar bar{i, centre, diameter / 2};
@@ -379,17 +379,17 @@ class Checker {
         overlaps(c, placed);
     }
 
-    void bar_in_concrete(const Context &c, const Bar &bar, const section::Shape &shape) {
+    void bar_in_concrete(const Context &c, const Bar &bar, const cross_section::Shape &shape) {
         const std::string name = "bars[" + std::to_string(bar.index) + "]";
         const std::string bar_text =
             "The bar of " + millimetres(2 * bar.radius) + " at " + at(bar.centre);
         const Point p = bar.centre;
         if (shape.regions.size() != 1) {
-            if (section::region_holding(shape, p) < 0)
+            if (cross_section::region_holding(shape, p) < 0)
                 error(c, name, bar_text + " lies outside the concrete.", &p);
             return;
         }
-        const section::Region &r = shape.regions[0];
+        const cross_section::Region &r = shape.regions[0];
         if (!geometry::inside(p, r.outline_polygon) &&
             geometry::distance(p, r.outline) > kTolerance) {
             error(c, name, bar_text + " lies outside the concrete outline.", &p);
@@ -402,7 +402,7 @@ class Checker {
                 return;
             }
         }
-        const double clear = section::clearance(r, p);
+        const double clear = cross_section::clearance(r, p);
         if (clear < bar.radius - kTolerance) {
             error(c, name,
                   bar_text + " reaches " + millimetres(bar.radius - clear) +
@@ -445,7 +445,7 @@ class Checker {
         }
     }
 
-    void stirrups(const Context &c, const Value &rcs, const section::Shape &shape) {
+    void stirrups(const Context &c, const Value &rcs, const cross_section::Shape &shape) {
         const Value *list = rcs.find("Stirrups");
         if (list == nullptr || list->type != Value::Type::Array) return;
         for (size_t i = 0; i < list->items.size(); ++i) {
@@ -453,7 +453,7 @@ class Checker {
             const std::string name = "stirrups[" + std::to_string(i) + "]";
             const Value *geometry = item.find("Geometry");
             std::vector<geometry::Vertex> vertices;
-            if (geometry == nullptr || !section::vertices(*geometry, vertices)) continue;
+            if (geometry == nullptr || !cross_section::vertices(*geometry, vertices)) continue;
             const std::vector<geometry::Edge> path = geometry::path(vertices, false);
             if (path.empty()) {
                 error(c, name, "The stirrup has no length: it needs at least two points.");
@@ -474,8 +474,8 @@ class Checker {
 
     void stirrup_in_concrete(const Context &c, const std::string &name,
                              const std::vector<geometry::Edge> &path, double radius,
-                             const section::Region &r) {
-        const std::vector<Point> points = geometry::polyline(path, section::kArcTolerance);
+                             const cross_section::Region &r) {
+        const std::vector<Point> points = geometry::polyline(path, cross_section::kArcTolerance);
         // A path that starts in the concrete and never comes near its edges stays inside.
         size_t first = points.size();
         const Point start = points[0];
@@ -486,7 +486,7 @@ class Checker {
                   geometry::distance(start, r.openings[k]) > kTolerance;
         if (out) first = 0;
         // Arcs as polylines stray up to the arc tolerance from the true curves.
-        const double reach = radius - 2 * section::kArcTolerance - kTolerance;
+        const double reach = radius - 2 * cross_section::kArcTolerance - kTolerance;
         std::vector<const std::vector<Point> *> borders{&r.outline_polygon};
         for (const auto &opening : r.opening_polygons) borders.push_back(&opening);
         for (const auto *border : borders)
@@ -526,7 +526,7 @@ class Checker {
             if (!any)
                 error(
                     c, "extremes[" + std::to_string(i) + "]",
-                    "The extreme '" + section::text(extreme, "Description") + "' has no loading.");
+                    "The extreme '" + cross_section::text(extreme, "Description") + "' has no loading.");
         }
     }
 

@@ -18,7 +18,7 @@
 #include "core/geometry.hpp"
 #include "core/json.hpp"
 
-namespace marlox::section {
+namespace marlox::cross_section {
 
 using geometry::Edge;
 using geometry::Point;
@@ -94,4 +94,4 @@ enum class Target { CrossSection, ReinforcedSection, CheckSection };
 // when the index is out of range.
 Drawing draw(const Value &model, Target target, size_t index);
 
-}  // namespace marlox::section
+}  // namespace marlox::cross_section

@@ -1,4 +1,4 @@
-#include "core/section.hpp"
+#include "core/cross_section_geometry.hpp"
 
 #include <algorithm>
 #include <charconv>
@@ -7,7 +7,7 @@
 
 #include "core/error.hpp"
 
-namespace marlox::section {
+namespace marlox::cross_section {
 
 bool number(const Value &object, const char *key, double &out) {
     const Value *value = object.find(key);
@@ -279,4 +279,4 @@ Drawing draw(const Value &model, Target target, size_t index) {
     return d;
 }
 
-}  // namespace marlox::section
+}  // namespace marlox::cross_section

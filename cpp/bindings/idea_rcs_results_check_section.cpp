@@ -1,6 +1,6 @@
 // RcsOutputFileParser.SectionResult: the readers on one check section, natively while the section
 // is an untouched part of the native tree, else through its ElementTree element.
-#include "bindings/idea_rcs_results_section.hpp"
+#include "bindings/idea_rcs_results_check_section.hpp"
 
 #include <algorithm>
 
