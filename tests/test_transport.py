@@ -3,10 +3,12 @@
 from __future__ import annotations
 
 import base64
+import contextlib
 import gzip
 import http.client
 import json
 import os
+import socket
 import subprocess
 import sys
 import threading
@@ -178,14 +180,44 @@ def test_server_replies_with_json_errors():
         for method, path, body, headers, status in cases:
             got, reply = request(url, method, path, body, headers)
             assert (got, list(reply)) == (status, ["error"]), (method, path, reply)
-        # A declared size beyond the bound is refused before the body is read.
-        connection = http.client.HTTPConnection(*url[7:].split(":"), timeout=10)
-        connection.putrequest("POST", f"/addon/{CONVERSION}")
-        connection.putheader("Authorization", "Bearer s3cret")
-        connection.putheader("Content-Length", str(10**12))
-        connection.endheaders()
-        assert connection.getresponse().status == 413
-        connection.close()
+        # A declared size beyond the bound is refused before the body is read, and a chunked
+        # body (here a chunk of 24 hex digits of bytes) at once instead of awaited.
+        for header, value, body, status in [
+            ("Content-Length", str(10**12), b"", 413),
+            ("Transfer-Encoding", "chunked", b"1" * 24 + b"\r\nabc", 400),
+        ]:
+            connection = http.client.HTTPConnection(*url[7:].split(":"), timeout=10)
+            connection.putrequest("POST", f"/addon/{CONVERSION}")
+            connection.putheader("Authorization", "Bearer s3cret")
+            connection.putheader(header, value)
+            connection.endheaders(body)
+            response = connection.getresponse()
+            assert (response.status, list(json.loads(response.read()))) == (status, ["error"])
+            connection.close()
+
+
+def test_clients_that_trickle_their_requests_cannot_silence_the_server():
+    with serving(make_server(request_timeout=0.5)) as url:
+        host, port = url[7:].split(":")
+        # More than waitress's connection limit, each sending a byte of its head at a time.
+        tricklers = [socket.create_connection((host, int(port)), timeout=5) for _ in range(100)]
+        answered: list = []
+        client = threading.Thread(target=lambda: answered.append(request(url, "GET", "/health")))
+        client.start()
+        try:
+            for _ in range(40):  # 4 s at most
+                if not client.is_alive():
+                    break
+                for trickler in tricklers:
+                    with contextlib.suppress(OSError):
+                        trickler.send(b"G")
+                time.sleep(0.1)
+            client.join(10)
+            assert answered == [(200, {"status": "ok"})]
+            assert tricklers[0].recv(100).startswith(b"HTTP/1.1 408 ")
+        finally:
+            for trickler in tricklers:
+                trickler.close()
 
 
 def test_served_from_the_command_line(monkeypatch, tmp_path):
