@@ -27,6 +27,7 @@ from platform_fakes import (
 
 from marlox import core
 from marlox.errors import InternalError
+from marlox.local import conversion
 from marlox.local.server import make_server
 
 CONVERSION = "fillidearcstemplate/v3/jobs/"
@@ -95,9 +96,12 @@ def test_conversion_failure_names_endpoint_and_cause(mode, writer):
     "body, text",
     [({}, "no text 'input'"), ({"input": "***"}, "not base64")]
     + [({"input": base64.b64encode(b"plain").decode()}, "not gzip")]
+    + [({"input": packed(b"{}")[:-8]}, "not gzip")]
+    + [({"input": packed(b" " * 1001)}, "expands to more than 1000 bytes")]
     + [({"input": packed(b"{}"), "extra": {1, 2}}, "not JSON")],
 )
-def test_malformed_requests(mode, writer, body, text):
+def test_malformed_requests(mode, writer, monkeypatch, body, text):
+    monkeypatch.setattr(conversion, "MAX_DOCUMENT", 1000)
     with pytest.raises(InternalError, match=text):
         core._post_on_addon_endpoint(CONVERSION, body, timeout=10)
     assert writer == []
@@ -163,20 +167,22 @@ def request(url: str, method: str, path: str, body: bytes | None = None, headers
 
 def test_server_replies_with_json_errors():
     auth = {"Authorization": "Bearer s3cret"}
-    with serving(make_server(token="s3cret", max_body=1000)) as url:
+    with serving(make_server(token="s3cret", max_body=10_000)) as url:
         assert request(url, "GET", "/health") == (200, {"status": "ok"})
         addon = f"/addon/{CONVERSION}"
         cases = [("POST", addon, b"{}", {}, 401)]
         cases += [("POST", addon, b"{}", {"Authorization": "Bearer wrong"}, 401)]
         cases += [("POST", addon, body, auth, 400) for body in (b"{not json", b"[1, 2]")]
-        cases += [("POST", addon, b"x" * 1001, auth, 413), ("GET", addon, None, auth, 405)]
+        cases += [("POST", addon, b"x" * 10_001, auth, 413), ("GET", addon, None, auth, 405)]
         cases += [("POST", "/addon/unknown", b"{}", auth, 404)]
         cases += [("GET", path, None, auth, 404) for path in ("/elsewhere", "/jobs/nonexistent")]
         jobs = (
-            '{"integration": "nobody", "version": 1',
-            '{"integration": "idearcs", "version": "1"',
+            '{"integration": "nobody", "version": 1, "content": {}}',
+            '{"integration": "idearcs", "version": "1", "content": {}}',
+            '{"integration": "idearcs", "version": 99999999999999999999999, "content": {}}',
+            '{"integration": "idearcs", "version": 1, "content": %s}' % ("[" * 3000 + "]" * 3000),
         )
-        cases += [("POST", "/jobs", (job + ', "content": {}}').encode(), auth, 400) for job in jobs]
+        cases += [("POST", "/jobs", job.encode(), auth, 400) for job in jobs]
         for method, path, body, headers, status in cases:
             got, reply = request(url, method, path, body, headers)
             assert (got, list(reply)) == (status, ["error"]), (method, path, reply)

@@ -134,7 +134,7 @@ class _LocalJobs:
         try:
             # Through JSON, as over the wire: the worker sees what a remote worker would see.
             content = json.loads(json.dumps(content))
-        except (TypeError, ValueError) as error:
+        except (TypeError, ValueError, RecursionError) as error:
             raise InternalError(
                 f"Platform endpoint 'jobs' failed: the request is not JSON: {error}"
             ) from error

@@ -64,6 +64,9 @@ CANCELLED = "The job was cancelled"
 INTERRUPTED = "The job was interrupted: the platform stopped while it ran; submit it again"
 #: Seconds between two sweeps for expired jobs.
 EXPIRY_INTERVAL = 60.0
+#: Largest job version accepted (what the database holds as an integer, and far more than any
+#: worker's count of content versions).
+MAX_VERSION = 2**31 - 1
 #: Seconds before a job whose start the store could not record is tried again.
 STORE_RETRY = 1.0
 
@@ -158,6 +161,8 @@ class JobRunner:
             raise JobRequestError("'integration' must be a non-empty text")
         if not isinstance(version, int) or isinstance(version, bool):
             raise JobRequestError("'version' must be an integer")
+        if not 0 <= version <= MAX_VERSION:
+            raise JobRequestError(f"'version' must be from 0 to {MAX_VERSION}, not {version}")
         if not isinstance(content, dict):
             raise JobRequestError("'content' must be a JSON object")
         worker = find_worker(integration)
