@@ -151,19 +151,26 @@ def _serve(args: argparse.Namespace) -> int:
 
 def _idea_rcs(input_path: str | None, output: str, rcs_file: str | None) -> int:
     from . import idea_rcs_worker as worker
+    from .idea_rcs_client import ServiceError
+    from .idea_rcs_service import ServiceUnavailable, Settings, connect
     from .workers import WorkerFailure
 
     try:
-        settings = worker.Settings.from_environment()
+        try:
+            settings = Settings.from_environment()
+        except ValueError as error:
+            raise WorkerFailure(str(error)) from None
         if input_path is None:
-            if not (settings.url or settings.exe):
-                raise WorkerFailure(worker.LINK_NOT_FOUND)
-            with worker.connect(settings) as service:
-                try:
-                    version = service.version()
-                except worker.ServiceError as error:
-                    version = f"unknown ({error})"
-                print(f"IDEA StatiCa RCS service at {service.url} answers; version {version}")
+            try:
+                with connect(settings) as service:
+                    try:
+                        version = service.version()
+                    except ServiceError as error:
+                        version = f"unknown ({error})"
+                    print(f"IDEA StatiCa RCS service at {service.url} answers; version {version}")
+            except ServiceUnavailable as error:
+                logging.warning("%s", error)
+                raise WorkerFailure(worker.LINK_NOT_FOUND) from None
             return 0
         with open(input_path, "rb") as file:
             body = base64.b64encode(file.read()).decode()
