@@ -50,7 +50,8 @@ def main(argv: Sequence[str] | None = None) -> int:
     """Run one command; returns the exit status."""
     args = build_parser().parse_args(argv)
     try:
-        return args.func(args)
+        status: int = args.func(args)
+        return status
     except ParseError as error:
         return _fail(f"not a readable XML document: {error}")
     except OSError as error:
