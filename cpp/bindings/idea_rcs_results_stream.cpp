@@ -1,6 +1,6 @@
 // RcsOutputFileParser: the streaming parser, one check section at a time.
-#include "bindings/idea_rcs_results_expat.hpp"
 #include "bindings/idea_rcs_results_check_section.hpp"
+#include "bindings/idea_rcs_results_expat.hpp"
 
 namespace marlox::py::results {
 
@@ -134,7 +134,7 @@ struct SectionIterator {
             }
             if (pending_error.is_valid()) {
                 nb::object error = std::move(pending_error);
-                raise_object(error);
+                raise_error(error);
             }
             if (closed_input) {
                 finish();
@@ -166,11 +166,11 @@ struct SectionIterator {
             PyObject *args[] = {nullptr, source.ptr(), read_size.ptr()};
             nb::object data = steal_or_throw(PyObject_VectorcallMethod(
                 interned("read"), args + 1, 2 | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr));
-            if (!is_truthy(data.ptr())) {
+            if (!truthy(data.ptr())) {
                 closed_input = true;
                 const bool ok = feed_object(*doc, nullptr, true);
                 doc->scanner->close();
-                if (!ok) raise_object(parse_error_object(doc->scanner->failure()));
+                if (!ok) raise_error(parse_error_object(doc->scanner->failure()));
                 continue;
             }
             if (PyBytes_CheckExact(data.ptr())) {
@@ -276,8 +276,7 @@ void bind_stream_parser(nb::module_ &m) {
                     }
                 }
                 if (!traceback.is_none()) PyException_SetTraceback(error.ptr(), traceback.ptr());
-                PyErr_SetObject((PyObject *)Py_TYPE(error.ptr()), error.ptr());
-                throw_python();
+                raise_error(error);
             },
             "typ"_a, "val"_a.none() = nb::none(), "tb"_a.none() = nb::none())
         .def("close", [](SectionIterator &it) {
