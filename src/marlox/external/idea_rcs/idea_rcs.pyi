@@ -335,12 +335,13 @@ class _Model:
         """
 
     @overload
-    def generate_xml_input(self, as_file: Literal[False] = False) -> io.BytesIO:
+    def generate_xml_input(self, as_file: Literal[False] | None = False) -> io.BytesIO:
         """
         Convert the model to IDEA StatiCa RCS input XML through the platform's conversion service.
 
         Args:
-            as_file: Return a ``marlox.core.File`` instead of a ``BytesIO``.
+            as_file: Return a ``marlox.core.File`` when true instead of a ``BytesIO`` (None or any
+                false value).
 
         Returns:
             The input XML, as a BytesIO positioned at its start or as a File.
@@ -355,7 +356,8 @@ class _Model:
         Convert the model to IDEA StatiCa RCS input XML through the platform's conversion service.
 
         Args:
-            as_file: Return a ``marlox.core.File`` instead of a ``BytesIO``.
+            as_file: Return a ``marlox.core.File`` when true instead of a ``BytesIO`` (None or any
+                false value).
 
         Returns:
             The input XML, as a BytesIO positioned at its start or as a File.
@@ -365,12 +367,13 @@ class _Model:
         """
 
     @overload
-    def generate_xml_input(self, as_file: bool = False) -> io.BytesIO | marlox.core.File:
+    def generate_xml_input(self, as_file: bool | None = False) -> io.BytesIO | marlox.core.File:
         """
         Convert the model to IDEA StatiCa RCS input XML through the platform's conversion service.
 
         Args:
-            as_file: Return a ``marlox.core.File`` instead of a ``BytesIO``.
+            as_file: Return a ``marlox.core.File`` when true instead of a ``BytesIO`` (None or any
+                false value).
 
         Returns:
             The input XML, as a BytesIO positioned at its start or as a File.
@@ -998,7 +1001,7 @@ class IdeaRcsAnalysis(marlox.external.external_program.ExternalProgram):
         """
 
     @overload
-    def get_output_file(self, *, as_file: Literal[False] = False) -> io.BytesIO:
+    def get_output_file(self, *, as_file: Literal[False] | None = False) -> io.BytesIO:
         """
         The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when
         ``as_file`` is true. ``execute`` must have been called first.
@@ -1012,14 +1015,14 @@ class IdeaRcsAnalysis(marlox.external.external_program.ExternalProgram):
         """
 
     @overload
-    def get_output_file(self, *, as_file: bool = False) -> io.BytesIO | marlox.core.File:
+    def get_output_file(self, *, as_file: bool | None = False) -> io.BytesIO | marlox.core.File:
         """
         The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when
         ``as_file`` is true. ``execute`` must have been called first.
         """
 
     @overload
-    def get_idea_rcs_file(self, *, as_file: Literal[False] = False) -> io.BytesIO:
+    def get_idea_rcs_file(self, *, as_file: Literal[False] | None = False) -> io.BytesIO:
         """
         The .ideaRcs project file made from the input: a ``BytesIO``, or a ``File`` when
         ``as_file`` is true. Needs ``return_rcs_file`` and a completed ``execute``.
@@ -1033,7 +1036,7 @@ class IdeaRcsAnalysis(marlox.external.external_program.ExternalProgram):
         """
 
     @overload
-    def get_idea_rcs_file(self, *, as_file: bool = False) -> io.BytesIO | marlox.core.File:
+    def get_idea_rcs_file(self, *, as_file: bool | None = False) -> io.BytesIO | marlox.core.File:
         """
         The .ideaRcs project file made from the input: a ``BytesIO``, or a ``File`` when
         ``as_file`` is true. Needs ``return_rcs_file`` and a completed ``execute``.
