@@ -2,10 +2,12 @@
 CSV, bad input and the command line's exit codes."""
 
 import csv
+import errno
 import gc
 import importlib.util
 import io
 import math
+import os
 import sys
 import xml.etree.ElementTree as ET
 from collections import defaultdict
@@ -240,10 +242,19 @@ def test_dataframes_and_the_message_without_the_extra(library, monkeypatch):
         convert()
 
 
-@pytest.mark.parametrize("target", ["path", "binary", "text"])
+class RawWriter(io.BytesIO):
+    """A raw stream: each write takes at most 7 bytes and says how many it took."""
+
+    def write(self, data):
+        return super().write(bytes(data)[:7])
+
+
+@pytest.mark.parametrize("target", ["path", "binary", "text", "raw"])
 def test_csv_round_trip(tmp_path, target):
     table = check_table(sample_document())
-    out = {"path": tmp_path / "t.csv", "binary": io.BytesIO(), "text": io.StringIO()}[target]
+    out = {"path": tmp_path / "t.csv", "binary": io.BytesIO(), "text": io.StringIO()}.get(
+        target, RawWriter()
+    )
     table.to_csv(out)
     if target == "path":
         text = out.read_text(encoding="utf-8")
@@ -254,6 +265,27 @@ def test_csv_round_trip(tmp_path, target):
     for row, expected in zip(rows, table.to_pylist(), strict=True):
         for cell, value in zip(row, expected.values(), strict=True):
             assert cell == "" if value is None else same(type(value)(cell), value)
+
+
+def full_disk(*args):
+    raise OSError(errno.ENOSPC, "No space left on device")
+
+
+@pytest.mark.parametrize("fault", ["device", "flush", "rename"])
+def test_a_failed_csv_export_raises_and_leaves_the_target_as_it_was(tmp_path, monkeypatch, fault):
+    table = check_table(sample_document())
+    target = tmp_path / "t.csv"
+    target.write_text("earlier")
+    if fault == "device":
+        (tmp_path / "full.csv").symlink_to("/dev/full")
+        with pytest.raises(OSError, match="No space left"):
+            table.to_csv(tmp_path / "full.csv")
+        os.remove(tmp_path / "full.csv")
+    else:
+        monkeypatch.setattr(os, {"flush": "fsync", "rename": "replace"}[fault], full_disk)
+        with pytest.raises(OSError, match="No space left"):
+            table.to_csv(target)
+    assert os.listdir(tmp_path) == ["t.csv"] and target.read_text() == "earlier"
 
 
 BAD = [
@@ -303,10 +335,12 @@ def run(tmp_path, capsys, *argv):
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.csv"], 0),
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.arrow", "--sections", "8"], 0),
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.txt"], 2),
+        (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/full.csv"], 2),
     ],
 )
 def test_cli_exit_status(tmp_path, capsys, data, argv, status):
     (tmp_path / "r.xml").write_bytes(data)
+    (tmp_path / "full.csv").symlink_to("/dev/full")
     got, out = run(tmp_path, capsys, *argv)
     assert got == status
     if status == 2:

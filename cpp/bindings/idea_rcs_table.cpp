@@ -371,7 +371,11 @@ void bind_table(nb::module_ &m) {
             nb::sig("def to_csv(self, path_or_stream: str | os.PathLike[str] | typing.IO[typing."
                     "Any], *, units_in_header: bool = True) -> None"),
             "Write the table as CSV (UTF-8, CRLF): to a path, a binary stream or a text stream.\n"
-            "The header names each column, followed by its unit in brackets when it has one.")
+            "The header names each column, followed by its unit in brackets when it has one.\n\n"
+            "A path is written under a temporary name beside it and renamed when complete, so "
+            "that a failure leaves no partial table there (a device or a pipe is written in "
+            "place).\n\n"
+            ":raises OSError: when the table cannot be written whole (a full disk, for one).")
         .def("__repr__", [](const ResultTable &t) {
             return "<ResultTable: " + std::to_string(t.table->rows()) + " rows, " +
                    std::to_string(t.table->columns.size()) + " columns>";

@@ -1320,6 +1320,10 @@ class ResultTable:
         """
         Write the table as CSV (UTF-8, CRLF): to a path, a binary stream or a text stream.
         The header names each column, followed by its unit in brackets when it has one.
+
+        A path is written under a temporary name beside it and renamed when complete, so that a failure leaves no partial table there (a device or a pipe is written in place).
+
+        :raises OSError: when the table cannot be written whole (a full disk, for one).
         """
 
     def __repr__(self) -> str: ...
