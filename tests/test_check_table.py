@@ -8,6 +8,7 @@ import importlib.util
 import io
 import math
 import os
+import pathlib
 import sys
 import xml.etree.ElementTree as ET
 from collections import defaultdict
@@ -30,6 +31,8 @@ from result_documents import (
 from marlox.errors import ParsingError
 from marlox.external.idea_rcs import RcsOutputFileParser, check_table
 from marlox.external.idea_rcs.cli import main
+
+DATA = pathlib.Path(__file__).resolve().parent / "data"
 
 
 def check_item(xsi_type, check, own, result="Passed", check_value="0.5"):
@@ -288,17 +291,28 @@ def test_a_failed_csv_export_raises_and_leaves_the_target_as_it_was(tmp_path, mo
     assert os.listdir(tmp_path) == ["t.csv"] and target.read_text() == "earlier"
 
 
+CAPACITY = ("Capacity", "Capacity", "Passed", "0.5", ())
+BEYOND_64_BITS = document({2**64: [extreme(CAPACITY)], 3: [extreme(CAPACITY)]})
 BAD = [
     (dict(families=["Capacity", "Concrete"]), ValueError, "known families: Capacity, Response"),
     (dict(sections=[1, 9]), ParsingError, "section with id '9' is not available"),
     (dict(units="imperial"), ValueError, "units must be 'SI' or 'engineering'"),
+    (dict(sections=[10**20]), ParsingError, "section with id '100000000000000000000' is not"),
+    (dict(source=BEYOND_64_BITS), ValueError, "section 18446744073709551616: the id does not fit"),
+    (dict(source=BEYOND_64_BITS, sections=[2**64]), ValueError, "the id does not fit"),
+    (dict(source=DATA / "iom-rcs-ImportOpenModel.xml"), ValueError, r"input XML \(<OpenModel>\)"),
 ]
 
 
 @pytest.mark.parametrize("kwargs, error, message", BAD)
 def test_bad_arguments(kwargs, error, message):
+    kwargs = dict(kwargs)
     with pytest.raises(error, match=message):
-        check_table(sample_document(), **kwargs)
+        check_table(kwargs.pop("source", sample_document()), **kwargs)
+
+
+def test_a_section_id_beyond_the_tables_ids_is_refused_only_when_kept():
+    assert check_table(BEYOND_64_BITS, sections=[3]).column("section") == [3]
 
 
 def test_families_without_a_reader_are_rows_too():

@@ -1375,7 +1375,9 @@ def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.
     :param progress: called with the number of bytes read, after each piece of the file.
     :raises xml.etree.ElementTree.ParseError: for a file that is not well-formed XML, as the
         streaming parser raises it for the same bytes.
-    :raises ValueError: for an unknown family or units, or a value that is not a number.
+    :raises ValueError: for an unknown family or units, a value that is not a number, an
+        IDEA StatiCa RCS input XML document (it is not a result file) or a section kept whose id
+        does not fit the 64-bit "section" column.
     :raises ParsingError: for a requested section that the file does not hold.
     """
 
