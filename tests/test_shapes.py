@@ -198,10 +198,11 @@ def test_a_t_beam_a_pier_and_a_slab_round_trip_through_the_input_xml():
     t = TSection(1.2, 0.75, 0.15, 0.3)
     beam = model.create_beam(t, mat, name="T-beam")
     beam.create_bar((0, t.z_bottom + 0.04 + 0.0125), 0.025, steel)
+    beam.create_rectangular_stirrup(0.008, steel, 0.15, cover=0.03, shear_check=True)
     pier = model.create_compression_member(HollowCircleSection(1.2, 0.3), mat, name="Pier")
-    pier.create_bar((0, -0.5), 0.02, steel)
+    assert len(pier.create_bar_circle(16, 0.02, steel, cover=0.05)) == 16
     slab = model.create_one_way_slab(RectSection(1.0, 0.25), mat, name="Slab")
-    slab.create_bar((0, -0.08), 0.012, steel)
+    assert len(slab.create_bar_layer_by_spacing(0.012, steel, 0.15, cover=0.03)) == 7
     for member in (beam, pier, slab):
         member.create_extreme(fundamental=o.LoadingULS(o.InternalForces(my=1e5)))
     assert model.validate() == []
@@ -306,3 +307,115 @@ def test_a_model_reads_back_through_public_lists_and_reprs():
     model.cross_sections.clear()  # a new list: the model keeps its own
     assert len(model.cross_sections) == 2
     assert model.reinforced_sections[0].bars == beam.bars
+
+
+def flat(points):  # [(y, z), ...] as [y, z, ...], for pytest.approx
+    return [c for p in points for c in (p.coordinates if hasattr(p, "coordinates") else p)]
+
+
+def member_on(shape, kind="create_beam"):
+    model = Model()
+    member = getattr(model, kind)(shape, model.create_concrete_material(o.ConcreteMaterial.C30_37))
+    return model, member, model.create_reinforcement_material(o.ReinforcementMaterial.B_500B)
+
+
+def test_bar_patterns_land_where_the_hand_calculation_puts_them():
+    model, slab, steel = member_on(RectSection(1.0, 0.25), "create_one_way_slab")
+    layer = slab.create_bar_layer_by_spacing(0.012, steel, 0.15, cover=0.03)
+    # 0.928 m between the outermost centres holds 7 bars at 0.15, centred: -0.45 ... 0.45.
+    assert flat(layer) == pytest.approx(flat([(-0.45 + 0.15 * i, -0.089) for i in range(7)]))
+    assert layer.area_per_metre == pytest.approx(math.pi * 0.012**2 / 4 / 0.15)  # 754 mm2/m
+    assert repr(layer) == "<BarLayer 7 × Ø12 @ 150 mm: 754 mm²/m>" and slab.bars == layer.bars
+    top = slab.create_bar_layer_between(3, 0.01, steel, cover=0.02, face="top", side_cover=0.1)
+    assert flat(top) == pytest.approx(flat([(-0.395, 0.1), (0, 0.1), (0.395, 0.1)]))
+
+    _, beam, steel = member_on(TSection(1.2, 0.75, 0.15, 0.3))
+    bottom = beam.create_bar_layer_between(3, 0.025, steel, cover=0.038)  # within the web
+    z = T_TOP - 0.75 + 0.038 + 0.0125
+    assert flat(bottom) == pytest.approx(flat([(-0.0995, z), (0, z), (0.0995, z)]))
+    stirrup = beam.create_rectangular_stirrup(0.008, steel, 0.15, cover=0.03, bend_radius=0.02)
+    points = [p if isinstance(p[0], float) else p[0] for p in stirrup.points]
+    ys, zs = [p[0] for p in points], [p[1] for p in points]
+    assert (min(ys), max(ys)) == pytest.approx((-0.116, 0.116))  # web 0.3 less 2 x (30 + 4) mm
+    assert (min(zs), max(zs)) == pytest.approx((T_TOP - 0.75 + 0.034, T_TOP - 0.034))
+    assert points[0] == points[-1] and sum(not isinstance(p[0], float) for p in stirrup.points) == 4
+
+    _, pier, steel = member_on(CircleSection(1.2), "create_compression_member")
+    ring = pier.create_ring_stirrup(0.012, steel, 0.2, cover=0.05)
+    assert flat([ring.points[0], ring.points[1][1]]) == pytest.approx([0, -0.544, 0.544, 0])
+    bars = pier.create_bar_circle(4, 0.025, steel, cover=0.062)
+    r = 0.6 - 0.062 - 0.0125
+    assert flat(bars) == pytest.approx(flat([(0, r), (-r, 0), (0, -r), (r, 0)]), abs=1e-12)
+    rcs = pier._rcs  # the same patterns by their geometry, on the reinforced section
+    more = rcs.create_bar_circle(3, 0.02, steel, radius=0.1, centre=(0.05, 0), start_angle=0)
+    assert [b.coordinates for b in more][0] == pytest.approx((0.15, 0))
+    assert pier.bars[-3:] == more and pier.stirrups == [ring]
+
+
+@pytest.mark.parametrize(
+    "shape, call, words",
+    [
+        (
+            RectSection(1.0, 0.25),
+            lambda m, s: m.create_bar_layer_by_spacing(0.02, s, 0.015, cover=0.03),
+            "bars of 20 mm overlap at a spacing of 15 mm",
+        ),
+        (
+            RectSection(1.0, 0.25),
+            lambda m, s: m.create_bar_layer_between(3, 0.02, s, cover=0.2),
+            "cover 0.2 m is more than half the section's height",
+        ),
+        (
+            RectSection(0.3, 0.6),
+            lambda m, s: m.create_bar_layer_between(3, 0.02, s, cover=0.03, side_cover=0.15),
+            "the layer does not fit",
+        ),
+        (
+            RectSection(0.3, 0.6),
+            lambda m, s: m.create_bar_layer_between(1, 0.02, s, cover=0.03),
+            "at least 2 bars, not 1",
+        ),
+        (
+            RectSection(0.3, 0.6),
+            lambda m, s: m.create_bar_layer_between(2, 0.02, s, cover=0.03, face="side"),
+            '\'face\' must be "bottom" or "top"',
+        ),
+        (
+            CircleSection(1.2),
+            lambda m, s: m.create_bar_circle(200, 0.025, s, cover=0.06),
+            "overlap when 200 stand on a circle",
+        ),
+        (
+            CircleSection(0.2),
+            lambda m, s: m.create_bar_circle(6, 0.025, s, cover=0.1),
+            "the circle of the bars does not fit",
+        ),
+        (
+            RectSection(0.3, 0.6),
+            lambda m, s: m.create_rectangular_stirrup(0.01, s, 0.2, cover=0.03, bend_radius=0.2),
+            "bend radius 200 mm does not fit",
+        ),
+        (
+            CircleSection(0.2),
+            lambda m, s: m.create_ring_stirrup(0.01, s, 0.2, cover=0.1),
+            "the ring does not fit",
+        ),
+    ],
+)
+def test_patterns_that_do_not_fit_say_what_and_add_nothing(shape, call, words):
+    _, member, steel = member_on(shape)
+    with pytest.raises(ValueError) as caught:
+        call(member, steel)
+    assert words in str(caught.value)
+    assert member.bars == [] and member.stirrups == []
+
+
+def test_patterns_need_a_member_that_knows_its_concrete():
+    _, member, steel = member_on(RectSection(0.3, 0.6))
+    with pytest.raises(TypeError, match="either 'cover' or 'radius'"):
+        member.create_bar_circle(4, 0.02, steel, cover=0.03, radius=0.1)
+    by_hand = type(member)(member._rcs, member._check_section)
+    with pytest.raises(ValueError, match="not made by a model"):
+        by_hand.create_bar_layer_between(2, 0.02, steel, cover=0.03)
+    with pytest.raises(TypeError, match="'count' must be an int, not float"):
+        member._rcs.create_bar_layer_between(2.0, 0.02, steel, z=0, y_from=0, y_to=0.1)

@@ -16,6 +16,9 @@ void bind_members(nb::module_ &m);
 // The common section shapes (TSection, CircleSection, ...) beside RectSection and GeneralShape.
 void bind_shapes(nb::module_ &m);
 
+// Bar patterns and stirrups of reinforced cross-sections and members, and BarLayer.
+void bind_patterns(nb::module_ &m);
+
 // Read-only lists of a model's objects, reprs, and section properties.
 void bind_inspect(nb::module_ &m);
 

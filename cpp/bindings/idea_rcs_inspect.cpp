@@ -257,8 +257,8 @@ void bind_inspect(nb::module_ &m) {
          &ModelBase::reinforced_cross_section},
         {"check_members", "CheckMember", "The check (design) members, in order.",
          &ModelBase::check_member},
-        {"check_sections", "CheckSection", "The check sections (with their extremes), in order.",
-         &ModelBase::check_section},
+        {"check_sections", "StandardCheckSection",
+         "The check sections (with their extremes), in order.", &ModelBase::check_section},
         {"member_data", "ConcreteMemberDataEc2", "The member data records, in order.",
          &ModelBase::attribute},
     };

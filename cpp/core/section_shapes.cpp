@@ -273,6 +273,28 @@ cross_section::Shape concrete(const json::Value &model, cross_section::Target ta
     return object ? cross_section::shape(*object) : cross_section::Shape{};
 }
 
+bool extent_at(const cross_section::Shape &shape, double z, double &y_left, double &y_right) {
+    bool found = false;
+    for (const cross_section::Region &region : shape.regions) {
+        const auto &polygon = region.outline_polygon;
+        for (size_t i = 0; i + 1 < polygon.size(); ++i) {
+            const Point p = polygon[i], q = polygon[i + 1];
+            if (std::min(p.z, q.z) > z || std::max(p.z, q.z) < z) continue;
+            double lo, hi;
+            if (p.z == q.z) {
+                lo = std::min(p.y, q.y);
+                hi = std::max(p.y, q.y);
+            } else {
+                lo = hi = p.y + (q.y - p.y) * (z - p.z) / (q.z - p.z);
+            }
+            y_left = found ? std::min(y_left, lo) : lo;
+            y_right = found ? std::max(y_right, hi) : hi;
+            found = true;
+        }
+    }
+    return found;
+}
+
 bool effective_depth(const Properties &p, const std::vector<Bar> &bars, const std::string &face,
                      double &out) {
     double area = 0, moment = 0;

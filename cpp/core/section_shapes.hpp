@@ -70,6 +70,10 @@ cross_section::Shape concrete(const json::Value &model, cross_section::Target ta
 
 using Bar = cross_section::Drawing::Bar;
 
+// The extent of the concrete along y at height z: the least and greatest y where the line
+// crosses an outline; false when it misses the concrete.
+bool extent_at(const cross_section::Shape &shape, double z, double &y_left, double &y_right);
+
 // The effective depth for a face in tension: from the opposite extreme fibre to the centroid
 // (area-weighted) of the bars on the tension side of the concrete's centroid; false when no
 // bar lies there. `face` is one of "bottom", "top", "left", "right".

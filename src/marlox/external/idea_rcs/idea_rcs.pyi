@@ -424,7 +424,7 @@ class _Model:
     def check_members(self) -> list[marlox.external.idea_rcs.objects.CheckMember]: ...
 
     @property
-    def check_sections(self) -> list[marlox.external.idea_rcs.objects.CheckSection]: ...
+    def check_sections(self) -> list[marlox.external.idea_rcs.objects.StandardCheckSection]: ...
 
     @property
     def member_data(self) -> list[marlox.external.idea_rcs.objects.ConcreteMemberDataEc2]: ...
@@ -823,6 +823,31 @@ class Member:
     def section_properties(self) -> dict[str, Any]:
         """
         The properties of the section, as a dict [m, m2, m4]: ``gross_area`` (inside the outline), ``concrete_area`` (net of openings), ``centroid`` (y, z) and the second moments ``second_moment_y`` (about the axis y through the centroid, for bending by My) and ``second_moment_z`` of the concrete net of openings, the extreme fibres ``y_left``, ``y_right``, ``z_bottom``, ``z_top`` in bar coordinates; and with bars: ``reinforcement_area``, ``reinforcement_ratio`` (to the concrete area) and ``effective_depth``, a dict by the face in tension ("bottom", "top", "left", "right"): from the opposite extreme fibre to the centroid of the bars on that side of the concrete's centroid, None when there is none. Raises ``ValueError`` when the concrete is not known (a parametric type that the model does not draw).
+        """
+
+    def create_bar_circle(self, count: int, diameter: float, material: marlox.external.idea_rcs.objects.MatReinforcement, *, cover: float | None = None, radius: float | None = None, start_angle: float = 90.0) -> list[marlox.external.idea_rcs.objects.ReinforcedBar]:
+        """
+        Add ``count`` bars (at least 2) of ``diameter`` [m] evenly on a circle about the centre of the section's extent: of ``radius`` (of the centres), or ``cover`` [m] (clear, from the face to the bar; add a stirrup's diameter when the bars lie inside one) inside the section's smaller half-extent. The first stands at ``start_angle`` degrees from the y axis towards z (90: at the top), the others anticlockwise. Returns the bars. Raises ``ValueError`` naming what does not fit.
+        """
+
+    def create_bar_layer_by_spacing(self, diameter: float, material: marlox.external.idea_rcs.objects.MatReinforcement, spacing: float, *, cover: float, face: str = 'bottom', side_cover: float | None = None) -> BarLayer:
+        """
+        Add a layer of bars of ``diameter`` at ``spacing`` [m] ("Ø12 @ 150": 0.012, 0.15) ``cover`` (clear) from the ``face`` ("bottom" or "top"): as many as fit across the concrete at that height with ``side_cover`` (clear; ``cover`` when None) to the sides, the layer centred. Returns a ``BarLayer``: the bars and the area per metre that the spacing stands for. Raises ``ValueError`` naming what does not fit.
+        """
+
+    def create_bar_layer_between(self, count: int, diameter: float, material: marlox.external.idea_rcs.objects.MatReinforcement, *, cover: float, face: str = 'bottom', side_cover: float | None = None) -> list[marlox.external.idea_rcs.objects.ReinforcedBar]:
+        """
+        Add ``count`` bars (at least 2) of ``diameter`` [m] evenly across the concrete ``cover`` (clear) from the ``face`` ("bottom" or "top"), the outermost ``side_cover`` (clear; ``cover`` when None) from the sides. Returns the bars. Raises ``ValueError`` naming what does not fit.
+        """
+
+    def create_rectangular_stirrup(self, diameter: float, material: marlox.external.idea_rcs.objects.MatReinforcement, distance: float, *, cover: float, bend_radius: float | None = None, shear_check: bool | None = None, torsion_check: bool | None = None, mandrel_diameter_factor: float | None = None, anchorage_length: float | None = None) -> marlox.external.idea_rcs.objects.Stirrup:
+        """
+        Add a closed rectangular stirrup ``cover`` (clear) inside the concrete: its sides within the concrete at the heights of its bottom and top sides (a T-beam's web), its corners bent to ``bend_radius`` of the axis (by default the mandrel's radius plus half the bar). ``distance`` is the longitudinal spacing [m]; the options are those of ``create_stirrup``. Returns the stirrup.
+        """
+
+    def create_ring_stirrup(self, diameter: float, material: marlox.external.idea_rcs.objects.MatReinforcement, distance: float, *, cover: float, shear_check: bool | None = None, torsion_check: bool | None = None, mandrel_diameter_factor: float | None = None, anchorage_length: float | None = None) -> marlox.external.idea_rcs.objects.Stirrup:
+        """
+        Add a circular ring stirrup (a hoop) ``cover`` (clear) inside a round section, about the centre of its extent. ``distance`` is the longitudinal spacing [m]; the options are those of ``create_stirrup``. Returns the stirrup.
         """
 
 class Beam(Member):
@@ -1244,6 +1269,33 @@ class Finding:
         """The point (y, z) [m] of the section where it lies, or None."""
 
     def __str__(self) -> str: ...
+
+    def __repr__(self) -> str: ...
+
+class BarLayer:
+    """
+    The bars that a layer by spacing placed, with the spacing and the area per metre that the spacing stands for (a bar's area / spacing). Iterates and indexes as its list of bars.
+    """
+
+    @property
+    def bars(self) -> list[marlox.external.idea_rcs.objects.ReinforcedBar]:
+        """The bars placed, from the least y to the greatest (a new list)."""
+
+    @property
+    def spacing(self) -> float:
+        """Spacing of the bars [m]."""
+
+    @property
+    def area_per_metre(self) -> float:
+        """
+        Area of the bars per metre of width at this spacing [m2/m]: "Ø12 @ 150" is 754 mm2/m, whatever the number of bars the width holds.
+        """
+
+    def __len__(self) -> int: ...
+
+    def __iter__(self) -> Iterator[marlox.external.idea_rcs.objects.ReinforcedBar]: ...
+
+    def __getitem__(self, index: int) -> marlox.external.idea_rcs.objects.ReinforcedBar: ...
 
     def __repr__(self) -> str: ...
 
