@@ -161,6 +161,20 @@ def test_a_job_reported_failed_stays_failed_and_none_runs_twice(
     again.close()
 
 
+def test_a_cancellation_that_cannot_be_recorded_leaves_the_job_queued(tmp_path):
+    first = jobs.JobRunner(max_running=1, store=FullDisk(tmp_path / "jobs.sqlite3", [], "once"))
+    running = first.submit("test", 1, {"wait": True})  # takes the only slot
+    queued = first.submit("test", 1, {"body": "later"})
+    first._store.refused = {"failed"}
+    with pytest.raises(StoreError, match="full"):
+        first.cancel(queued)
+    assert first.status(queued)["status"] == "queued"
+    first._store.refused = set()
+    release.set()
+    assert first.wait(running, 10)["status"] == first.wait(queued, 10)["status"] == "finished"
+    first.close()
+
+
 def test_cancel_and_delete(tmp_path):
     run = runner(tmp_path)
     running = run.submit("test", 1, {"wait": True})
