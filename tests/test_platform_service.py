@@ -162,14 +162,15 @@ def test_a_job_reported_failed_stays_failed_and_none_runs_twice(
 
 
 def test_a_cancellation_that_cannot_be_recorded_leaves_the_job_queued(tmp_path):
-    first = jobs.JobRunner(max_running=1, store=FullDisk(tmp_path / "jobs.sqlite3", [], "once"))
+    disk = FullDisk(tmp_path / "jobs.sqlite3", [], "once")
+    first = jobs.JobRunner(max_running=1, store=disk)
     running = first.submit("test", 1, {"wait": True})  # takes the only slot
     queued = first.submit("test", 1, {"body": "later"})
-    first._store.refused = {"failed"}
+    disk.refused = {"failed"}
     with pytest.raises(StoreError, match="full"):
         first.cancel(queued)
     assert first.status(queued)["status"] == "queued"
-    first._store.refused = set()
+    disk.refused = set()
     release.set()
     assert first.wait(running, 10)["status"] == first.wait(queued, 10)["status"] == "finished"
     first.close()
