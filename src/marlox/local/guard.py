@@ -156,6 +156,7 @@ class _Connection(socket.socket):
     _head: bytes | None = b""  # its head while incomplete; None once screened
     _expected: int | None = None  # its length, head and body, once the head is known
     _answering = False
+    _cut = False
 
     def recv(self, size: int, flags: int = 0) -> bytes:
         data = super().recv(size, flags)
@@ -214,8 +215,8 @@ class _Connection(socket.socket):
     def overdue(self, now: float) -> bool:
         """Whether the request being waited for is late: none begun within the time a head
         has, or one not received at the least rate."""
-        if self._answering:
-            return False
+        if self._answering or self._cut or self.fileno() < 0:
+            return False  # being answered, or already ended
         if self._started is None:
             return now - self._since > self.guard.request_timeout
         return now - self._started > self.guard.request_timeout + self._received / MIN_RATE
@@ -223,6 +224,7 @@ class _Connection(socket.socket):
     def cut(self) -> None:
         """End a connection that is overdue, from another thread than waitress's: a request
         begun gets 408; the shut-down socket reads as closed by the client in waitress's loop."""
+        self._cut = True
         with contextlib.suppress(OSError):
             if self._started is not None:
                 super().send(self.guard.answer(HTTPStatus.REQUEST_TIMEOUT, self._late()))
