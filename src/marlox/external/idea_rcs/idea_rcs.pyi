@@ -1371,8 +1371,3 @@ def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.
     :raises ValueError: for an unknown family or units, or a value that is not a number.
     :raises ParsingError: for a requested section that the file does not hold.
     """
-
-def _expat_floor(stream: object, size: int = 1048576) -> int:
-    """
-    Diagnostics for benchmarks: parse a binary stream with expat set up as the result scanner sets it up, with handlers that do nothing; returns the bytes parsed.
-    """
