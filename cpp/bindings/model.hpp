@@ -61,6 +61,12 @@ struct FacadeModelBase : ModelBase {};
 // The companion module of OpenModel objects.
 nb::module_ companion();
 
+// A value the caller gave when it is truthy, else the entry `key` (model::base) of the base
+// material's row in the companion module's _MATERIAL_PROPERTIES.
+nb::object given_or_base(nb::handle value, nb::handle base_material, const char *key);
+// A reinforcement's tensile strength ftk = fyk * k, by Python's multiplication of the values.
+nb::object tensile_strength(nb::handle fyk, nb::handle k);
+
 // The document that `_serialize()` encodes: the nine keys, each list as (class name, object)
 // pairs.
 nb::dict document_pairs(ModelBase &model);
