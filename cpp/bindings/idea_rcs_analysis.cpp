@@ -160,12 +160,12 @@ void bind_analysis(nb::module_ &m) {
         nb::sig("def _handle_execution_error(self, message: str) -> None"), kHandleErrorDoc);
     ns["get_output_file"] = nb::cpp_function(
         &get_output_file, nb::is_method(), nb::kw_only(), nb::arg("as_file").none() = false,
-        nb::sig("def get_output_file(self, *, as_file: bool = False) -> "
+        nb::sig("def get_output_file(self, *, as_file: bool | None = False) -> "
                 "io.BytesIO | marlox.core.File"),
         kOutputDoc);
     ns["get_idea_rcs_file"] = nb::cpp_function(
         &get_idea_rcs_file, nb::is_method(), nb::kw_only(), nb::arg("as_file").none() = false,
-        nb::sig("def get_idea_rcs_file(self, *, as_file: bool = False) -> "
+        nb::sig("def get_idea_rcs_file(self, *, as_file: bool | None = False) -> "
                 "io.BytesIO | marlox.core.File"),
         kRcsFileDoc);
     nb::object type = nb::borrow(reinterpret_cast<PyObject *>(&PyType_Type));

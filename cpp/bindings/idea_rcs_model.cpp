@@ -489,8 +489,8 @@ void bind_model(nb::module_ &m) {
         .def(
             "generate_xml_input",
             [](nb::handle self, nb::handle as_file) { return generate_xml_input(self, as_file); },
-            nb::is_method(), "as_file"_a = false,
-            nb::sig("def generate_xml_input(self, as_file: bool = False) -> io.BytesIO | "
+            nb::is_method(), "as_file"_a.none() = false,
+            nb::sig("def generate_xml_input(self, as_file: bool | None = False) -> io.BytesIO | "
                     "marlox.core.File"),
             doc::generate_xml_input);
     remember_standard_encoding(encoder, model);

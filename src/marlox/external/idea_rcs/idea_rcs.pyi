@@ -335,12 +335,13 @@ class _Model:
         """
 
     @overload
-    def generate_xml_input(self, as_file: Literal[False] = False) -> io.BytesIO:
+    def generate_xml_input(self, as_file: Literal[False] | None = False) -> io.BytesIO:
         """
         Convert the model to IDEA StatiCa RCS input XML through the platform's conversion service.
 
         Args:
-            as_file: Return a ``marlox.core.File`` instead of a ``BytesIO``.
+            as_file: Return a ``marlox.core.File`` when true instead of a ``BytesIO`` (None or any
+                false value).
 
         Returns:
             The input XML, as a BytesIO positioned at its start or as a File.
@@ -355,7 +356,8 @@ class _Model:
         Convert the model to IDEA StatiCa RCS input XML through the platform's conversion service.
 
         Args:
-            as_file: Return a ``marlox.core.File`` instead of a ``BytesIO``.
+            as_file: Return a ``marlox.core.File`` when true instead of a ``BytesIO`` (None or any
+                false value).
 
         Returns:
             The input XML, as a BytesIO positioned at its start or as a File.
@@ -365,12 +367,13 @@ class _Model:
         """
 
     @overload
-    def generate_xml_input(self, as_file: bool = False) -> io.BytesIO | marlox.core.File:
+    def generate_xml_input(self, as_file: bool | None = False) -> io.BytesIO | marlox.core.File:
         """
         Convert the model to IDEA StatiCa RCS input XML through the platform's conversion service.
 
         Args:
-            as_file: Return a ``marlox.core.File`` instead of a ``BytesIO``.
+            as_file: Return a ``marlox.core.File`` when true instead of a ``BytesIO`` (None or any
+                false value).
 
         Returns:
             The input XML, as a BytesIO positioned at its start or as a File.
@@ -998,7 +1001,7 @@ class IdeaRcsAnalysis(marlox.external.external_program.ExternalProgram):
         """
 
     @overload
-    def get_output_file(self, *, as_file: Literal[False] = False) -> io.BytesIO:
+    def get_output_file(self, *, as_file: Literal[False] | None = False) -> io.BytesIO:
         """
         The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when
         ``as_file`` is true. ``execute`` must have been called first.
@@ -1012,14 +1015,14 @@ class IdeaRcsAnalysis(marlox.external.external_program.ExternalProgram):
         """
 
     @overload
-    def get_output_file(self, *, as_file: bool = False) -> io.BytesIO | marlox.core.File:
+    def get_output_file(self, *, as_file: bool | None = False) -> io.BytesIO | marlox.core.File:
         """
         The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when
         ``as_file`` is true. ``execute`` must have been called first.
         """
 
     @overload
-    def get_idea_rcs_file(self, *, as_file: Literal[False] = False) -> io.BytesIO:
+    def get_idea_rcs_file(self, *, as_file: Literal[False] | None = False) -> io.BytesIO:
         """
         The .ideaRcs project file made from the input: a ``BytesIO``, or a ``File`` when
         ``as_file`` is true. Needs ``return_rcs_file`` and a completed ``execute``.
@@ -1033,7 +1036,7 @@ class IdeaRcsAnalysis(marlox.external.external_program.ExternalProgram):
         """
 
     @overload
-    def get_idea_rcs_file(self, *, as_file: bool = False) -> io.BytesIO | marlox.core.File:
+    def get_idea_rcs_file(self, *, as_file: bool | None = False) -> io.BytesIO | marlox.core.File:
         """
         The .ideaRcs project file made from the input: a ``BytesIO``, or a ``File`` when
         ``as_file`` is true. Needs ``return_rcs_file`` and a completed ``execute``.
@@ -1317,6 +1320,10 @@ class ResultTable:
         """
         Write the table as CSV (UTF-8, CRLF): to a path, a binary stream or a text stream.
         The header names each column, followed by its unit in brackets when it has one.
+
+        A path is written under a temporary name beside it and renamed when complete, so that a failure leaves no partial table there (a device or a pipe is written in place).
+
+        :raises OSError: when the table cannot be written whole (a full disk, for one).
         """
 
     def __repr__(self) -> str: ...
@@ -1368,6 +1375,8 @@ def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.
     :param progress: called with the number of bytes read, after each piece of the file.
     :raises xml.etree.ElementTree.ParseError: for a file that is not well-formed XML, as the
         streaming parser raises it for the same bytes.
-    :raises ValueError: for an unknown family or units, or a value that is not a number.
+    :raises ValueError: for an unknown family or units, a value that is not a number, an
+        IDEA StatiCa RCS input XML document (it is not a result file) or a section kept whose id
+        does not fit the 64-bit "section" column.
     :raises ParsingError: for a requested section that the file does not hold.
     """
