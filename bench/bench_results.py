@@ -14,7 +14,7 @@ that peak RSS (``ru_maxrss``) belongs to that case alone. Cases:
 - peak RSS of the same scan on a small and a large file (streaming: it must not grow);
 - two files in two threads against one file in one thread (throughput ratio);
 - ``OutputFileParser``: construction and all six accessors on every section, against the
-  ElementTree road (the whole-document reference reader), with peak memory per MB of input.
+  ElementTree reader (the whole-document reference reader), with peak memory per MB of input.
 
 Result files are generated under ``build/bench/`` on first use (``bench/generate_results.py``).
 
@@ -351,14 +351,14 @@ def threads_group(repeat, main_a, main_b):
 
 def whole_group(native, repeat, mb, main_a):
     print(f"\nOutputFileParser, construction + six accessors on every section ({mb:g} MB):")
-    cases = {"ElementTree road": ("whole", "oracle", [main_a])}
+    cases = {"ElementTree reader": ("whole", "oracle", [main_a])}
     if native:
         cases["native"] = ("whole", "native", [main_a])
     runs = measure(cases, repeat)
     for label, run in runs.items():
         show(label, run)
     if native:
-        ratio("native / ElementTree road", runs["native"], runs["ElementTree road"], 4)
+        ratio("native / ElementTree reader", runs["native"], runs["ElementTree reader"], 4)
     for label, run in runs.items():
         if "error" not in run:
             per_mb = (run["peak"] - run["before"]) / MIB / (run["bytes"] / MB)

@@ -72,7 +72,7 @@ nb::object tensile_strength(nb::handle fyk, nb::handle k);
 nb::dict document_pairs(ModelBase &model);
 
 // Remember the JSON functions, the encoder and the model's `_serialize` as bound, for the
-// native roads below.
+// native paths below.
 void remember_standard_encoding(nb::handle encoder, nb::handle model_class);
 // `_serialize()`'s result for `document_pairs`, or None where only the encoder can tell.
 nb::object native_plain(nb::handle document);
