@@ -188,7 +188,7 @@ struct SectionIterator {
             }
             if (pending_error.is_valid()) {
                 nb::object error = std::move(pending_error);
-                raise_object(error);
+                raise_error(error);
             }
             if (closed_input) {
                 finish();
@@ -223,11 +223,11 @@ struct SectionIterator {
             };
             // A file the scan opened itself is its own.
             nb::object data = close_source ? read() : on_stream(read);
-            if (!is_truthy(data.ptr())) {
+            if (!truthy(data.ptr())) {
                 closed_input = true;
                 const bool ok = feed_object(*doc, nullptr, true);
                 doc->scanner->close();
-                if (!ok) raise_object(parse_error_object(doc->scanner->failure()));
+                if (!ok) raise_error(parse_error_object(doc->scanner->failure()));
                 continue;
             }
             if (PyBytes_CheckExact(data.ptr())) {
@@ -333,8 +333,7 @@ void bind_stream_parser(nb::module_ &m) {
                     }
                 }
                 if (!traceback.is_none()) PyException_SetTraceback(error.ptr(), traceback.ptr());
-                PyErr_SetObject((PyObject *)Py_TYPE(error.ptr()), error.ptr());
-                throw_python();
+                raise_error(error);
             },
             "typ"_a, "val"_a.none() = nb::none(), "tb"_a.none() = nb::none())
         .def("close", [](SectionIterator &it) {

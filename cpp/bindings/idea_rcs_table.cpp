@@ -215,7 +215,7 @@ struct Scan {
         take_sections();
         if (!ok) {
             doc->scanner->close();
-            raise_object(parse_error_object(doc->scanner->failure()));
+            raise_error(parse_error_object(doc->scanner->failure()));
         }
     }
 };

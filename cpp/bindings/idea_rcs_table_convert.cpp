@@ -84,16 +84,6 @@ nb::dict units_of(const Table &t) {
     return d;
 }
 
-// import `module`, or ImportError naming the extra that brings it.
-nb::object optional_module(const char *module, const char *extra, const char *what) {
-    PyObject *m = PyImport_ImportModule(module);
-    if (m != nullptr) return nb::steal(m);
-    if (!PyErr_ExceptionMatches(PyExc_ImportError)) throw_python();
-    PyErr_Clear();
-    PyErr_Format(PyExc_ImportError, "%s needs %s: pip install 'marlox[%s]'", what, module, extra);
-    throw_python();
-}
-
 namespace {
 
 // A numpy array of the column's values, in one piece (missing floats are NaN).

@@ -9,11 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
 #include "bindings/model.hpp"
+#include "core/cross_section_geometry.hpp"
 #include "core/error.hpp"
 #include "core/json.hpp"
-#include "core/cross_section_geometry.hpp"
 #include "core/validate.hpp"
 
 namespace nb = nanobind;
@@ -94,8 +95,7 @@ nb::list ensure_valid(nb::handle self) {
     for (const std::string &e : errors) message += "\n  " + e;
     nb::object error = model_error_class()(message);
     error.attr("findings") = error_findings;
-    PyErr_SetObject(model_error_class().ptr(), error.ptr());
-    throw nb::python_error();
+    raise_error(error);
 }
 
 // The list of `self` that holds `item` (by identity) and its index there.
@@ -194,7 +194,7 @@ void bind_validate(nb::module_ &m) {
         "A model that is not fit to run: raised by ``ensure_valid()``. The message lists every "
         "error; ``findings`` holds them as ``Finding`` objects.",
         PyExc_ValueError, nullptr);
-    if (error == nullptr) throw nb::python_error();
+    if (error == nullptr) throw_python();
     model_error_class() = nb::steal(error);
     m.attr("ModelError") = model_error_class();
 

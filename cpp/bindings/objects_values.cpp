@@ -27,18 +27,12 @@ namespace {
 
 std::string text_of(nb::handle value) { return nb::repr(value).c_str(); }
 
-// Own a new reference from a C API call, or raise the Python error it set.
-nb::object checked(PyObject *result) {
-    if (result == nullptr) throw nb::python_error();
-    return nb::steal(result);
-}
-
 bool is_int(nb::handle v) { return PyLong_Check(v.ptr()) && !PyBool_Check(v.ptr()); }
 bool is_number(nb::handle v) { return is_int(v) || PyFloat_Check(v.ptr()); }
 
 double as_double(nb::handle v) {
     double d = PyFloat_AsDouble(v.ptr());
-    if (d == -1.0 && PyErr_Occurred()) throw nb::python_error();
+    if (d == -1.0 && PyErr_Occurred()) throw_python();
     return d;
 }
 
@@ -50,7 +44,7 @@ nb::object check_number(const std::string &context, const Field &field, nb::hand
 
 nb::object item_or_throw(nb::handle sequence, Py_ssize_t i) {
     PyObject *item = PySequence_GetItem(sequence.ptr(), i);
-    if (item == nullptr) throw nb::python_error();
+    if (item == nullptr) throw_python();
     return nb::steal(item);
 }
 
@@ -82,7 +76,7 @@ bool is_pair_of_sequences(nb::handle value) {
         return false;
     }
     nb::object first = nb::steal(PySequence_GetItem(value.ptr(), 0));
-    if (!first.is_valid()) throw nb::python_error();
+    if (!first.is_valid()) throw_python();
     return !PyUnicode_Check(first.ptr()) && PySequence_Check(first.ptr());
 }
 
@@ -92,11 +86,11 @@ nb::object check_polyline(const std::string &context, const char *argument, nb::
         fail(ErrorKind::Type, context + ": '" + argument + "' must be a sequence of points, not " +
                                   nb::inst_name(value).c_str());
     const Py_ssize_t n = PySequence_Size(value.ptr());
-    if (n < 0) throw nb::python_error();
+    if (n < 0) throw_python();
     nb::list out;
     for (Py_ssize_t i = 0; i < n; ++i) {
         nb::object item = nb::steal(PySequence_GetItem(value.ptr(), i));
-        if (!item.is_valid()) throw nb::python_error();
+        if (!item.is_valid()) throw_python();
         const std::string where = std::string(argument) + "[" + std::to_string(i) + "]";
         if (is_pair_of_sequences(item)) {
             if (i == 0)
@@ -223,11 +217,11 @@ nb::object convert(const std::string &context, const Field &field, nb::handle va
             if (PyUnicode_Check(value.ptr()) || !PySequence_Check(value.ptr()))
                 type_error(context, field, "a sequence of polylines", value);
             const Py_ssize_t n = PySequence_Size(value.ptr());
-            if (n < 0) throw nb::python_error();
+            if (n < 0) throw_python();
             nb::list out;
             for (Py_ssize_t i = 0; i < n; ++i) {
                 nb::object item = nb::steal(PySequence_GetItem(value.ptr(), i));
-                if (!item.is_valid()) throw nb::python_error();
+                if (!item.is_valid()) throw_python();
                 const std::string where = std::string(field.name) + "[" + std::to_string(i) + "]";
                 out.append(check_polyline(context, where.c_str(), item));
             }
@@ -271,7 +265,7 @@ nb::object default_value(const Field &field) {
     if (dot != std::string::npos && !(text[0] >= '0' && text[0] <= '9') && text[0] != '-')
         return lookup(text.substr(0, dot)).attr(text.substr(dot + 1).c_str());
     if (text.find_first_of(".eE") != std::string::npos)
-        return checked(PyFloat_FromString(nb::str(text.c_str()).ptr()));
+        return steal_or_throw(PyFloat_FromString(nb::str(text.c_str()).ptr()));
     return nb::int_(std::stoll(text));
 }
 
