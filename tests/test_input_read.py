@@ -16,8 +16,22 @@ from marlox.external.idea_rcs import objects as o
 DATA = pathlib.Path(__file__).resolve().parent / "data"
 
 
+def unclosed(line):
+    """An outline as it reads back: the XML closes it, and the reader drops that closing line."""
+    while len(line) > 1 and line[-1] == line[0]:
+        line = line[:-1]
+    return line
+
+
 def stated(document):
-    """The serialised model with the member-data defaults spelled out as the XML states them."""
+    """The serialised model with the member-data defaults spelled out as the XML states them,
+    and outlines without the points that repeat their start at the end."""
+    for _, section in document["cross_section_list"]:
+        for component in section.get("Components", ()):
+            component["Outline"] = unclosed(component["Outline"])
+            component["Openings"] = component["Openings"] and list(
+                map(unclosed, component["Openings"])
+            )
     for _, data in document["attribute_list"]:
         data["RelativeHumidity"] = data["RelativeHumidity"] or 65
         data["CoeffKxForWmax"] = data["CoeffKxForWmax"] or 1
@@ -118,9 +132,13 @@ def models(draw):
             )
         else:
             shape = model.create_cross_section_component(draw(name))
-            outline = draw(polyline(3))
-            openings = draw(st.lists(polyline(3), max_size=2)) or None
-            assume(all(line[-1] != line[0] for line in [outline, *(openings or [])]))
+            # Outlines as given, or closed by repeating their start once or more.
+            closed = st.integers(0, 2).flatmap(
+                lambda n: polyline(3).map(lambda line: line + line[:1] * n)
+            )
+            outline = draw(closed)
+            openings = draw(st.lists(closed, max_size=2)) or None
+            assume(all(len(unclosed(line)) >= 3 for line in [outline, *(openings or [])]))
             shape.create_component(outline, concrete, openings)
         rcs = model.create_reinforced_cross_section(shape)
         for _ in range(draw(st.integers(0, 3))):
