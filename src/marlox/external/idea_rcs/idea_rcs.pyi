@@ -997,28 +997,32 @@ class IdeaRcsAnalysis(marlox.external.external_program.ExternalProgram):
     def _handle_execution_error(self, message: str) -> None:
         """
         Raise ``ExecutionError`` for a known failure text of the worker; return None for any
-        other text.
+        other text. When the worker found no RCS service, the error carries a note that says
+        what to configure.
         """
 
     @overload
     def get_output_file(self, *, as_file: Literal[False] | None = False) -> io.BytesIO:
         """
         The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when
-        ``as_file`` is true. ``execute`` must have been called first.
+        ``as_file`` is true. ``execute`` must have been called first; without results (before
+        it, or after one that failed, saying why) the SDK raises ``ExecutionError``.
         """
 
     @overload
     def get_output_file(self, *, as_file: Literal[True]) -> marlox.core.File:
         """
         The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when
-        ``as_file`` is true. ``execute`` must have been called first.
+        ``as_file`` is true. ``execute`` must have been called first; without results (before
+        it, or after one that failed, saying why) the SDK raises ``ExecutionError``.
         """
 
     @overload
     def get_output_file(self, *, as_file: bool | None = False) -> io.BytesIO | marlox.core.File:
         """
         The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when
-        ``as_file`` is true. ``execute`` must have been called first.
+        ``as_file`` is true. ``execute`` must have been called first; without results (before
+        it, or after one that failed, saying why) the SDK raises ``ExecutionError``.
         """
 
     @overload
