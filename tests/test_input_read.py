@@ -111,6 +111,11 @@ def polyline(minimum):
     )
 
 
+def ring():
+    """An outline as given, or closed by repeating its start once or more."""
+    return st.integers(0, 2).flatmap(lambda n: polyline(3).map(lambda line: line + line[:1] * n))
+
+
 def loading(cls):
     forces = st.builds(o.InternalForces, force, force, force, force, force, force)
     return st.builds(cls, forces)
@@ -132,12 +137,8 @@ def models(draw):
             )
         else:
             shape = model.create_cross_section_component(draw(name))
-            # Outlines as given, or closed by repeating their start once or more.
-            closed = st.integers(0, 2).flatmap(
-                lambda n: polyline(3).map(lambda line: line + line[:1] * n)
-            )
-            outline = draw(closed)
-            openings = draw(st.lists(closed, max_size=2)) or None
+            outline = draw(ring())
+            openings = draw(st.lists(ring(), max_size=2)) or None
             assume(all(len(unclosed(line)) >= 3 for line in [outline, *(openings or [])]))
             shape.create_component(outline, concrete, openings)
         rcs = model.create_reinforced_cross_section(shape)
