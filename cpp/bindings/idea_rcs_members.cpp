@@ -248,6 +248,7 @@ void bind_prototypes(nb::module_ &m) {
 struct MemberHandles {
     nb::object rcs;
     nb::object check_section;
+    nb::object model;  // the model that made the member, or None for one made by hand
 };
 
 // One C++ type per member class (nanobind binds each C++ type once).
@@ -260,6 +261,7 @@ int member_traverse(PyObject *self, visitproc visit, void *arg) {
     MemberHandles *member = nb::inst_ptr<MemberHandles>(self);
     Py_VISIT(member->rcs.ptr());
     Py_VISIT(member->check_section.ptr());
+    Py_VISIT(member->model.ptr());
     return 0;
 }
 
@@ -268,6 +270,7 @@ int member_clear(PyObject *self) {
     MemberHandles *member = nb::inst_ptr<MemberHandles>(self);
     member->rcs = nb::none();
     member->check_section = nb::none();
+    member->model = nb::none();
     return 0;
 }
 
@@ -282,6 +285,7 @@ void def_member_init(nb::class_<C, MemberHandles> &cls) {
             C *made = new (self) C();
             made->rcs = nb::borrow(rcs);
             made->check_section = nb::borrow(check_section);
+            made->model = nb::none();
         },
         "rcs"_a.none(), "check_section"_a.none(),
         nb::sig("def __init__(self, rcs: marlox.external.idea_rcs.objects.ReinforcedCrossSection, "
@@ -305,7 +309,7 @@ void bind_member_classes(nb::module_ &m) {
         .def(
             "__init__",
             [](MemberHandles *self, nb::handle rcs, nb::handle check_section) {
-                new (self) MemberHandles{nb::borrow(rcs), nb::borrow(check_section)};
+                new (self) MemberHandles{nb::borrow(rcs), nb::borrow(check_section), nb::none()};
             },
             "rcs"_a.none(), "check_section"_a.none(),
             nb::sig("def __init__(self, rcs: "
@@ -328,6 +332,11 @@ void bind_member_classes(nb::module_ &m) {
             nb::for_setter(nb::sig("def _check_section(self, value: "
                                    "marlox.external.idea_rcs.objects.CheckSection, /) -> None")),
             nb::for_getter("The member's check section, owned by the model."))
+        .def_prop_ro(
+            "model", [](const MemberHandles &self) { return self.model; },
+            nb::for_getter(nb::sig("def model(self) -> Model | None")),
+            nb::for_getter("The model that made the member, or None for a member made by "
+                           "calling its class."))
         .def_prop_ro(
             "bars", [](const MemberHandles &self) { return list_of(self.rcs, "bars"); },
             nb::for_getter(
@@ -509,7 +518,10 @@ nb::object create_member(const char *member_class, const char *member_type, nb::
             name, rcs_name, exposure_classes, coeff_kx, creep_coefficient, relative_humidity,
             "design_member_name"_a = design_member_name);
         auto [rcs, check_section] = unpack_pair(made);
-        return module_class(member_class)(rcs, check_section);
+        nb::object member = module_class(member_class)(rcs, check_section);
+        if (nb::isinstance<MemberHandles>(member))
+            nb::cast<MemberHandles &>(member).model = nb::borrow(self);
+        return member;
     } catch (...) {
         if (marks) marks->restore();  // the error is held by the exception in flight, not set
         throw;
