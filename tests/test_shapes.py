@@ -462,3 +462,54 @@ def test_ideas_parametric_types_are_drawn_and_checked_as_the_shapes(kind, parame
     assert [f.field for f in model.validate() if f.object_type == "ReinforcedCrossSection"] == [
         "bars[0]"
     ]
+
+
+@pytest.mark.parametrize(
+    "outline, area, centroid, bounds",
+    [
+        # a half disc of radius 0.5 above y: the arc passes its top quadrant point
+        (
+            [(0.5, 0), ((-0.5, 0), (0, 0.5))],
+            math.pi / 8,
+            (0, 2 / (3 * math.pi)),
+            (-0.5, 0.5, 0, 0.5),
+        ),
+        # a quarter disc swept clockwise from the top to the right
+        (
+            [(0, 0), (0, 0.5), ((0.5, 0), (0.5 / math.sqrt(2), 0.5 / math.sqrt(2)))],
+            math.pi / 16,
+            (2 / (3 * math.pi),) * 2,
+            (0, 0.5, 0, 0.5),
+        ),
+        # an arc that passes no quadrant point: the chord's ends bound it
+        (
+            [(0, 0), (0.4, 0.3), ((0.3, 0.4), (0.5 / math.sqrt(2), 0.5 / math.sqrt(2)))],
+            None,
+            None,
+            (0, 0.4, 0, 0.4),
+        ),
+    ],
+)
+def test_general_outlines_with_arcs_have_exact_extreme_fibres(outline, area, centroid, bounds):
+    shape = GeneralShape(outline)
+    p = shape.section_properties()
+    assert (shape.y_left, shape.y_right, shape.z_bottom, shape.z_top) == pytest.approx(
+        bounds, abs=1e-12
+    )
+    if area is not None:
+        assert p["concrete_area"] == pytest.approx(area, rel=1e-5)
+        assert p["centroid"] == pytest.approx(centroid, rel=1e-4)
+
+
+def test_a_section_whose_concrete_is_not_known_still_draws_its_bars():
+    model = OpenModel()
+    mat = model.create_matconcrete_ec2(o.ConcreteMaterial.C30_37)
+    cs = model.create_cross_section_parameter(o.CrossSectionType.IGH, mat, H=1.0)
+    rcs = model.create_reinforced_cross_section(cs, "R <1>")
+    rcs.create_bar((0, 0), 0.02, model.create_matreinforcement_ec2(o.ReinforcementMaterial.B_500B))
+    root = ET.fromstring(model.svg(rcs))
+    assert root.find(f"{SVG}text").text == "R <1> (concrete not drawn)"
+    assert root.find(f".//{SVG}path[@class='concrete']") is None
+    assert len(root.findall(f".//{SVG}circle")) == 1
+    with pytest.raises(ValueError, match="not known"):
+        model.section_properties(rcs)
