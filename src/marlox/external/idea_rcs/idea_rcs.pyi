@@ -388,7 +388,7 @@ class _Model:
 
         Checked: references to objects that are not in the model; values (moduli, strengths, dimensions and diameters finite and positive, Poisson's ratio in [0, 0.5), relative humidity in (0, 100] per cent); outlines and openings (at least three points, not crossing themselves, openings inside their outline); bars inside the concrete and out of openings, not overlapping, with a cover of at least their diameter (a warning); stirrups inside the concrete, arcs included, and closed when they count for torsion (a warning); check sections with extremes, and extremes with a loading.
 
-        Parametric sections are checked against their bars where IDEA StatiCa RCS's placement (centroid on the origin) is certain: RECT, O and TG; the other types are not.
+        Parametric sections are checked against their bars where IDEA StatiCa RCS's placement (centroid on the origin) is certain, RECT, O and TG, and likewise TGREV, IGN and TRAPEZOID; the haunched and chamfered types are not.
         """
 
     def ensure_valid(self) -> list[Finding]:
@@ -434,6 +434,9 @@ class _Model:
 
     @property
     def extremes(self) -> list[marlox.external.idea_rcs.objects.CheckSectionExtreme]: ...
+
+    @property
+    def members(self) -> list[Member]: ...
 
     def __repr__(self) -> str: ...
 
@@ -701,6 +704,8 @@ class RectSection(SectionPrototype1D):
         The shape's dimensions [m] by their OpenModel parameter names, as a new dict.
         """
 
+    def __repr__(self) -> str: ...
+
 class GeneralShape(SectionPrototype1D):
     """
     A cross-section bounded by a polygon, with optional openings.
@@ -724,6 +729,8 @@ class GeneralShape(SectionPrototype1D):
         """
         The shape's dimensions [m] by their OpenModel parameter names, as a new dict.
         """
+
+    def __repr__(self) -> str: ...
 
 class Member:
     """Base class of all member types."""
