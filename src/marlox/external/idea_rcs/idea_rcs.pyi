@@ -1372,6 +1372,14 @@ def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.
     :raises ParsingError: for a requested section that the file does not hold.
     """
 
+def _stack_tables(keys: Sequence[dict[str, int | float | bool | str | None]], tables: Sequence[ResultTable], like: ResultTable) -> ResultTable:
+    """
+    The rows of ``tables`` one after another, each led by the key columns of its table's dict in ``keys`` (the columns typed by their values: int, float (int and float mixed), bool or str; None where a value is missing). ``like`` gives the columns of the tables, also when there are none.
+
+    :raises TypeError: for a key value of another type, or of different types.
+    :raises ValueError: for a key named like a column of the tables, tables of other columns, or not as many keys as tables.
+    """
+
 def _expat_floor(stream: object, size: int = 1048576) -> int:
     """
     Diagnostics for benchmarks: parse a binary stream with expat set up as the result scanner sets it up, with handlers that do nothing; returns the bytes parsed.
