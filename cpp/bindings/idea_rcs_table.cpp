@@ -97,8 +97,10 @@ std::int64_t section_id(const Dom &d, NodeId section) {
     return v;
 }
 
-// float(text), for the texts the core leaves to the interpreter.
+// float(text), for the texts the core leaves to the interpreter. The table builder runs without
+// the interpreter lock: this takes it.
 bool host_number(std::string_view text, double &out) {
+    nb::gil_scoped_acquire acquire;
     nb::object s = nb::steal(PyUnicode_DecodeUTF8(text.data(), (Py_ssize_t)text.size(), "strict"));
     PyObject *f = s.is_valid() ? PyFloat_FromString(s.ptr()) : nullptr;
     if (f == nullptr) {
@@ -144,11 +146,20 @@ struct Scan {
                 if (wanted[i] == id) keep = seen[i] = true;
             }
             if (keep) {
-                try {
-                    builder.add_section(doc->dom(), node, id);
-                } catch (const NumberError &e) {
-                    raise_number_error(e);
+                // The rows are built without the interpreter lock, so that threads reading
+                // other files build theirs meanwhile (the document is this scan's own).
+                bool bad_number = false;
+                NumberError error;
+                {
+                    nb::gil_scoped_release release;
+                    try {
+                        builder.add_section(doc->dom(), node, id);
+                    } catch (const NumberError &e) {
+                        bad_number = true;
+                        error = e;
+                    }
                 }
+                if (bad_number) raise_number_error(error);
             }
             builder_.clear(node);
         }
