@@ -194,7 +194,6 @@ def test_ctrl_c_cancels_every_job_and_keeps_what_finished(service):
     statuses = [o.status for o in result.variants]
     assert result.interrupted and set(statuses) <= {"finished", "cancelled"}
     assert 1 <= statuses.count("finished") < 12
-    assert statuses == sorted(statuses, key=lambda s: s != "finished")  # in order, then none
     assert result.table.num_rows > 0
     assert no_job_running() and service.open_projects == 0
     assert len(service.imported) <= statuses.count("finished") + 2

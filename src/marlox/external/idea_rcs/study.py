@@ -2,10 +2,11 @@
 into one check table.
 
 :func:`run_study` is SDK-level orchestration (like :mod:`marlox.external.external_program`, whose
-job API it drives): one thread per seat takes the next variant, makes its input XML, looks it up
-in the result cache, else submits an :class:`IdeaRcsAnalysis` job and waits for it, keeps its
-result files and reads its check table. The main thread only draws the progress bar and waits,
-so that Ctrl-C reaches it: it cancels every job through the platform and stops the seats.
+job API it drives): each of its threads takes the next variant, makes its input XML, looks it up
+in the result cache, else takes one of the ``seats`` to submit an :class:`IdeaRcsAnalysis` job
+and wait for it, then keeps its result files and reads its check table. The main thread only
+draws the progress bar and waits, so that Ctrl-C reaches it: it cancels every job through the
+platform and stops the threads.
 """
 
 from __future__ import annotations
@@ -35,6 +36,7 @@ log = logging.getLogger("marlox.study")
 LONGEST_POLL = 0.5
 #: Seconds between two redraws of the progress bar.
 REFRESH = 0.2
+INTERRUPTED = "The study was interrupted"
 #: Seconds that cancelled jobs are given to end before the study stops waiting for them.
 CANCEL_WAIT = 60.0
 
@@ -83,7 +85,10 @@ class VariantOutcome:
     status: str = "queued"
     error: str | None = None
     job_id: str | None = None
+    #: Seconds the variant took (conversion, cache, job, result files, table).
     seconds: float = 0.0
+    #: Seconds from the job's submission to its end as the platform reported it (0 if no job).
+    job_seconds: float = 0.0
     #: The result fields' files, when the study keeps them in a folder.
     files: dict[str, Path] = field(default_factory=dict)
     #: The result fields' bytes, when the study keeps them in memory.
@@ -178,7 +183,7 @@ class _Study:
     """The shared state of a running study: the queue of variants, the seats' jobs, the
     counts the progress bar shows."""
 
-    def __init__(self, variants, *, jobs, cache, results_dir, timeout, units, rcs_file):
+    def __init__(self, variants, *, seats, jobs, cache, results_dir, timeout, units, rcs_file):
         self.variants = variants
         self.outcomes = [VariantOutcome(i, v.parameters) for i, v in enumerate(variants)]
         self.jobs = jobs
@@ -194,10 +199,11 @@ class _Study:
         self.running: dict[int, str] = {}  # variant -> job id, while its job runs
         self.stages: dict[int, str] = {}  # variant -> the job's last status message
         self.ended = 0
+        self.seats = threading.Semaphore(seats)
 
-    # -- the seats
+    # -- the threads
 
-    def seat(self) -> None:
+    def work(self) -> None:
         while True:
             with self.lock:
                 if self.stop or self.next >= len(self.variants):
@@ -207,7 +213,7 @@ class _Study:
             started = time.monotonic()
             try:
                 self.run(index)
-            except BaseException as error:  # a seat never dies silently
+            except BaseException as error:  # a thread never dies silently
                 self.fail(index, f"{type(error).__name__}: {error}")
                 if not isinstance(error, Exception):
                     raise
@@ -253,8 +259,26 @@ class _Study:
         outcome.table, outcome.status = table, status
 
     def execute(self, index: int, analysis: IdeaRcsAnalysis) -> dict[str, bytes] | None:
-        """Run the job; its result fields, or None when it failed (the outcome says why)."""
+        """Run the job on a seat; its result fields, or None when it failed or was cancelled
+        before it started (the outcome says why)."""
+        while not self.seats.acquire(timeout=REFRESH):
+            with self.lock:
+                if self.stop:
+                    break
+        else:
+            try:
+                with self.lock:
+                    stopping = self.stop
+                if not stopping:
+                    return self.run_job(index, analysis)
+            finally:
+                self.seats.release()
+        self.fail(index, INTERRUPTED, "cancelled")
+        return None
+
+    def run_job(self, index: int, analysis: IdeaRcsAnalysis) -> dict[str, bytes] | None:
         content = dict(analysis._generate_job_content())
+        submitted = time.monotonic()
         try:
             job_id = self.jobs.submit(analysis.integration, analysis.version, content, 60.0)
         except InternalError as error:
@@ -279,6 +303,7 @@ class _Study:
                 self.cancel(job_id)
             self.jobs.pause(job_id, pause)
             pause = min(pause * 1.5, LONGEST_POLL)
+        self.outcomes[index].job_seconds = time.monotonic() - submitted
         if status["status"] == "failed":
             message = status.get("message") or f"The job {job_id} failed"
             with self.lock:
@@ -395,6 +420,7 @@ def run_study(
     )
     study = _Study(
         chosen,
+        seats=seats,
         jobs=jobs,
         cache=result_cache,
         results_dir=folder,
@@ -402,9 +428,11 @@ def run_study(
         units=units,
         rcs_file=return_rcs_file,
     )
+    # More threads than seats: one converts its next variant or reads its last result file
+    # while the others' jobs hold the seats.
     threads = [
-        threading.Thread(target=study.seat, name=f"marlox-seat-{n}", daemon=True)
-        for n in range(min(seats, len(chosen)))
+        threading.Thread(target=study.work, name=f"marlox-study-{n}", daemon=True)
+        for n in range(min(2 * seats, len(chosen)))
     ]
     bar = _bar(len(chosen)) if progress else None
     interrupted = False
@@ -425,7 +453,7 @@ def run_study(
             bar.close()
     for outcome in study.outcomes:
         if outcome.status in ("queued", "running"):
-            outcome.status, outcome.error = "cancelled", "The study was interrupted"
+            outcome.status, outcome.error = "cancelled", INTERRUPTED
     result = StudyResult(study.outcomes, units, interrupted)
     if interrupted:
         raise StudyInterrupted(result)
