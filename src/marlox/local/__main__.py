@@ -13,6 +13,7 @@ import re
 import signal
 import sys
 from pathlib import Path
+from typing import Any
 
 from .app import DEFAULT_MAX_BODY
 
@@ -75,6 +76,13 @@ def main(argv: list[str] | None = None) -> int:
         help="how long ended jobs and their results are kept: seconds, or 90m, 12h, 30d (30d)",
     )
     serve.add_argument("--workers", type=int, default=4, help="jobs that run at a time (4)")
+    serve.add_argument(
+        "--dask",
+        metavar="ADDRESS",
+        default=os.environ.get("MARLOX_DASK_SCHEDULER") or None,
+        help="run the jobs on the Dask cluster of this scheduler (tcp://host:8786) instead of "
+        "in this process; default: MARLOX_DASK_SCHEDULER",
+    )
     serve.add_argument("--threads", type=int, default=4, help="threads answering requests (4)")
     serve.add_argument("--verbose", action="store_true", help="log every job")
     idea_rcs = commands.add_parser(
@@ -122,7 +130,20 @@ def _serve(args: argparse.Namespace) -> int:
         return 1
     kept = f"{args.keep / 86400:g} days" if args.keep >= 86400 else f"{args.keep:g} s"
     logging.info("jobs are kept in %s for %s after they end", store.path, kept)
-    server.app.jobs = jobs = JobRunner(max_running=args.workers, store=store, keep=args.keep)
+    if args.dask:
+        from .dask_jobs import DaskJobRunner, DaskUnavailable
+
+        try:
+            jobs: Any = DaskJobRunner(args.dask, store=store, keep=args.keep)
+        except DaskUnavailable as error:
+            server.server_close()
+            store.close()
+            print(f"python -m marlox.local serve: {error}", file=sys.stderr)
+            return 1
+        logging.info("jobs run on the Dask cluster of %s", args.dask)
+    else:
+        jobs = JobRunner(max_running=args.workers, store=store, keep=args.keep)
+    server.app.jobs = jobs
     try:
         signal.signal(signal.SIGTERM, _stop)
         print(f"Marlox local platform serving on {server.url}", flush=True)
