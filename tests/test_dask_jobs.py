@@ -19,6 +19,7 @@ from rcs_service_fake import FakeRcsService, results_from_xml
 
 distributed = pytest.importorskip("distributed")
 
+from marlox.external.idea_rcs import check_tables  # noqa: E402
 from marlox.local import __main__ as local_main  # noqa: E402
 from marlox.local.dask_jobs import LOST, DaskJobRunner, DaskUnavailable  # noqa: E402
 from marlox.local.jobs import CANCELLED  # noqa: E402
@@ -142,6 +143,7 @@ def test_cancel_stops_a_running_job_at_its_next_safe_point(cluster, runner):
 
     status = runner.wait(job_id, 30)
     assert (status["status"], status["message"]) == ("failed", CANCELLED)
+    assert runner._store.get(job_id).message == CANCELLED  # the database
     wait_until(lambda: all(s.open_projects == 0 for s in cluster.services.values()))
 
 
@@ -165,6 +167,22 @@ def test_unreachable_scheduler_is_one_clear_error(tmp_path, capsys):
     assert "cannot be reached" in capsys.readouterr().err
 
 
+def test_the_workers_read_result_files_into_tables_in_order(cluster, tmp_path):
+    paths = []
+    for i in range(5):
+        paths.append(tmp_path / f"variant-{i}.xml")
+        paths[-1].write_bytes(SYNTHETIC)
+    broken = tmp_path / "broken.xml"
+    broken.write_bytes(SYNTHETIC[:5000])
+    local = check_tables(paths, threads=1, units="engineering")
+    with distributed.Client(cluster.address, timeout=START_TIMEOUT) as client:
+        remote = check_tables(paths, client=client, units="engineering")
+        assert remote.table.to_pylist() == local.table.to_pylist()
+        assert remote.governing().to_pylist() == local.governing().to_pylist()
+        with pytest.raises(FileNotFoundError):  # the first failure in the order given
+            check_tables([paths[0], tmp_path / "missing.xml", broken], client=client)
+
+
 def test_a_lost_worker_fails_its_job_and_it_never_runs_twice(cluster, runner):
     # Last in the module: it kills a worker.
     for service in cluster.services.values():
@@ -177,4 +195,5 @@ def test_a_lost_worker_fails_its_job_and_it_never_runs_twice(cluster, runner):
 
     status = runner.wait(job_id, 60)
     assert (status["status"], status["message"]) == ("failed", LOST)
+    assert runner._store.get(job_id).status == "failed"  # the database
     assert sum(len(s.imported) for s in cluster.services.values()) == imports  # not run again

@@ -1263,6 +1263,10 @@ class ResultTable:
 
     def __len__(self) -> int: ...
 
+    def __getstate__(self) -> bytes: ...
+
+    def __setstate__(self, arg: bytes, /) -> None: ...
+
     @property
     def num_rows(self) -> int:
         """The number of rows."""
@@ -1333,6 +1337,10 @@ class CheckTable(ResultTable):
     non-conformities by severity: "info_count", "warning_count", "error_count",
     "terminated_error_count".
     """
+
+    def __getstate__(self) -> tuple: ...
+
+    def __setstate__(self, arg: tuple[bytes, bytes, str], /) -> None: ...
 
     @property
     def unit_system(self) -> str:

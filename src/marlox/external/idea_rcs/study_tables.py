@@ -1,9 +1,11 @@
 """Check tables of many result files at once: read side by side on threads (the result scanner
-runs without the interpreter lock), and joined into one table whose rows each lead with the key
-of the file they came from (the file, or a study's variant and its parameters)."""
+runs without the interpreter lock) or by the workers of a Dask cluster, and joined into one
+table whose rows each lead with the key of the file they came from (the file, or a study's
+variant and its parameters)."""
 
 from __future__ import annotations
 
+import functools
 import os
 from collections.abc import Iterable, Sequence
 from concurrent.futures import ThreadPoolExecutor
@@ -86,6 +88,7 @@ def check_tables(
     sources: Iterable[Any],
     *,
     threads: int | None = None,
+    client: Any = None,
     units: str = "SI",
     **options: Any,
 ) -> CheckTables:
@@ -94,6 +97,9 @@ def check_tables(
     :param sources: result files as :func:`check_table` takes them (paths, bytes, binary
         streams, ``marlox.core.File``).
     :param threads: how many files are read at once (default: the machine's processors).
+    :param client: a ``distributed.Client``: the files are read by its workers instead (paths
+        must name the same files there; bytes travel with the task), and the tables come back
+        pickled.
     :param units, options: as for :func:`check_table` (``sections``, ``families``).
     :returns: the tables in the order of ``sources``, keyed by "file": the path as given, or
         "#i" for a source that is no path.
@@ -105,16 +111,28 @@ def check_tables(
         raise TypeError(f"threads must be an int, not {type(threads).__name__}")
     if threads is not None and threads < 1:
         raise ValueError(f"threads must be at least 1, not {threads}")
-
-    def read(source: Any) -> CheckTable:
-        return check_table(source, units=units, **options)
-
-    workers = min(threads or os.cpu_count() or 1, max(len(sources), 1))
+    read = functools.partial(_read, units=units, options=options)
     tables: list[CheckTable]
+    if client is not None:
+        futures = client.map(_read, sources, units=units, options=options, pure=False)
+        try:
+            tables = [future.result() for future in futures]  # the first error in order
+        finally:
+            client.cancel(futures)
+        return CheckTables(_keys(sources), tables, units)
+    workers = min(threads or os.cpu_count() or 1, max(len(sources), 1))
     if workers == 1:
         tables = [read(source) for source in sources]
     else:
         with ThreadPoolExecutor(workers, thread_name_prefix="marlox-tables") as pool:
             tables = list(pool.map(read, sources))
-    keys = [{"file": _name(source, index)} for index, source in enumerate(sources)]
-    return CheckTables(keys, tables, units)
+    return CheckTables(_keys(sources), tables, units)
+
+
+def _keys(sources: list[Any]) -> list[Key]:
+    return [{"file": _name(source, index)} for index, source in enumerate(sources)]
+
+
+def _read(source: Any, units: str, options: dict[str, Any]) -> CheckTable:
+    """One file's table, on a Dask worker."""
+    return check_table(source, units=units, **options)
