@@ -16,7 +16,10 @@ from pathlib import Path
 from typing import Any
 
 from .app import DEFAULT_MAX_BODY
+from .guard import DEFAULT_REQUEST_TIMEOUT
 
+#: Jobs a platform on a Dask cluster has sent there at a time, unless ``--workers`` says.
+DASK_IN_FLIGHT = 64
 #: Seconds an ended job is kept unless ``--keep`` says otherwise (30 days).
 DEFAULT_KEEP = 30 * 86400.0
 _UNITS = {"s": 1, "m": 60, "h": 3600, "d": 86400}
@@ -45,7 +48,7 @@ def _is_loopback(host: str) -> bool:
         return host == "localhost"
 
 
-def _stop(signum, frame):
+def _stop(signum: int, frame: object) -> None:
     # SIGTERM ends the server as Ctrl-C does.
     raise KeyboardInterrupt
 
@@ -64,6 +67,13 @@ def main(argv: list[str] | None = None) -> int:
         help=f"largest request body in bytes ({DEFAULT_MAX_BODY})",
     )
     serve.add_argument(
+        "--request-timeout",
+        type=float,
+        default=DEFAULT_REQUEST_TIMEOUT,
+        help="seconds a client has for the head of a request, plus one for every 64 KiB of its "
+        f"body ({DEFAULT_REQUEST_TIMEOUT:g})",
+    )
+    serve.add_argument(
         "--data-dir",
         type=Path,
         default=default_data_dir(),
@@ -75,7 +85,12 @@ def main(argv: list[str] | None = None) -> int:
         default=DEFAULT_KEEP,
         help="how long ended jobs and their results are kept: seconds, or 90m, 12h, 30d (30d)",
     )
-    serve.add_argument("--workers", type=int, default=4, help="jobs that run at a time (4)")
+    serve.add_argument(
+        "--workers",
+        type=int,
+        help="jobs that run at a time (4); with --dask, jobs sent to the cluster at a time "
+        f"({DASK_IN_FLIGHT}), its workers' seats deciding how many run",
+    )
     serve.add_argument(
         "--dask",
         metavar="ADDRESS",
@@ -110,40 +125,46 @@ def main(argv: list[str] | None = None) -> int:
 
 def _serve(args: argparse.Namespace) -> int:
     from .jobs import JobRunner
-    from .server import SWITCH_INTERVAL, make_server
+    from .server import SWITCH_INTERVAL, listen, make_server
     from .store import DATABASE_NAME, SqliteStore, StoreError
 
     sys.setswitchinterval(SWITCH_INTERVAL)
     try:
-        store = SqliteStore(args.data_dir / DATABASE_NAME)
-    except StoreError as error:
-        print(f"python -m marlox.local serve: {error}", file=sys.stderr)
-        return 1
-    try:
         # Bound before the jobs are taken up again: a port in use must not interrupt them.
-        server = make_server(
-            args.host, args.port, token=args.token, max_body=args.max_body, threads=args.threads
+        listener = listen(
+            args.host, args.port, max_body=args.max_body, request_timeout=args.request_timeout
         )
     except (ImportError, OSError) as error:
-        store.close()
+        print(f"python -m marlox.local serve: {error}", file=sys.stderr)
+        return 1
+    executor: Any = None
+    if args.dask:
+        from .dask_executor import DaskExecutor, DaskUnavailable
+
+        try:
+            executor = DaskExecutor(args.dask)
+        except DaskUnavailable as error:
+            listener.close()
+            print(f"python -m marlox.local serve: {error}", file=sys.stderr)
+            return 1
+        logging.info("jobs run on the Dask cluster of %s", args.dask)
+    workers = args.workers or (DASK_IN_FLIGHT if executor is not None else 4)
+    try:
+        store = SqliteStore(args.data_dir / DATABASE_NAME)
+        try:
+            jobs = JobRunner(max_running=workers, store=store, keep=args.keep, executor=executor)
+        except StoreError:
+            store.close()
+            raise
+    except StoreError as error:
+        listener.close()
+        if executor is not None:
+            executor.close()
         print(f"python -m marlox.local serve: {error}", file=sys.stderr)
         return 1
     kept = f"{args.keep / 86400:g} days" if args.keep >= 86400 else f"{args.keep:g} s"
     logging.info("jobs are kept in %s for %s after they end", store.path, kept)
-    if args.dask:
-        from .dask_jobs import DaskJobRunner, DaskUnavailable
-
-        try:
-            jobs: Any = DaskJobRunner(args.dask, store=store, keep=args.keep)
-        except DaskUnavailable as error:
-            server.server_close()
-            store.close()
-            print(f"python -m marlox.local serve: {error}", file=sys.stderr)
-            return 1
-        logging.info("jobs run on the Dask cluster of %s", args.dask)
-    else:
-        jobs = JobRunner(max_running=args.workers, store=store, keep=args.keep)
-    server.app.jobs = jobs
+    server = make_server(token=args.token, jobs=jobs, threads=args.threads, listener=listener)
     try:
         signal.signal(signal.SIGTERM, _stop)
         print(f"Marlox local platform serving on {server.url}", flush=True)
@@ -159,19 +180,26 @@ def _serve(args: argparse.Namespace) -> int:
 
 def _idea_rcs(input_path: str | None, output: str, rcs_file: str | None) -> int:
     from . import idea_rcs_worker as worker
+    from .idea_rcs_client import ServiceError
+    from .idea_rcs_service import ServiceUnavailable, Settings, connect
     from .workers import WorkerFailure
 
     try:
-        settings = worker.Settings.from_environment()
+        try:
+            settings = Settings.from_environment()
+        except ValueError as error:
+            raise WorkerFailure(str(error)) from None
         if input_path is None:
-            if not (settings.url or settings.exe):
-                raise WorkerFailure(worker.LINK_NOT_FOUND)
-            with worker.connect(settings) as service:
-                try:
-                    version = service.version()
-                except worker.ServiceError as error:
-                    version = f"unknown ({error})"
-                print(f"IDEA StatiCa RCS service at {service.url} answers; version {version}")
+            try:
+                with connect(settings) as service:
+                    try:
+                        version = service.version()
+                    except ServiceError as error:
+                        version = f"unknown ({error})"
+                    print(f"IDEA StatiCa RCS service at {service.url} answers; version {version}")
+            except ServiceUnavailable as error:
+                logging.warning("%s", error)
+                raise WorkerFailure(worker.LINK_NOT_FOUND) from None
             return 0
         with open(input_path, "rb") as file:
             body = base64.b64encode(file.read()).decode()

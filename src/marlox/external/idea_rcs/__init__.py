@@ -9,11 +9,17 @@ check tables of many result files (:func:`check_tables`) in Python modules besid
 from . import objects
 from .idea_rcs import (
     Beam,
+    BoxSection,
     CheckTable,
+    CircleSection,
     CompressionMember,
     Finding,
     GeneralShape,
+    HollowCircleSection,
     IdeaRcsAnalysis,
+    InvertedTSection,
+    ISection,
+    LSection,
     Member,
     Model,
     ModelError,
@@ -25,6 +31,8 @@ from .idea_rcs import (
     ResultTable,
     SectionPrototype1D,
     Severity,
+    TrapezoidSection,
+    TSection,
     check_table,
 )
 from .study import StudyInterrupted, StudyResult, Variant, VariantOutcome, run_study
@@ -32,11 +40,17 @@ from .study_tables import CheckTables, check_tables
 
 __all__ = [
     "Beam",
+    "BoxSection",
     "CheckTable",
     "CheckTables",
+    "CircleSection",
     "CompressionMember",
     "Finding",
     "GeneralShape",
+    "HollowCircleSection",
+    "InvertedTSection",
+    "ISection",
+    "LSection",
     "IdeaRcsAnalysis",
     "Member",
     "Model",
@@ -53,6 +67,8 @@ __all__ = [
     "StudyResult",
     "Variant",
     "VariantOutcome",
+    "TSection",
+    "TrapezoidSection",
     "check_table",
     "check_tables",
     "objects",

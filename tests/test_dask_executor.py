@@ -1,6 +1,6 @@
-"""Jobs on a real Dask cluster on loopback: a scheduler and two workers with different seat
-counts, in subprocesses, each worker with its own fake RCS service so that each one's seats
-can be counted."""
+"""The platform's jobs on a real Dask cluster on loopback: a scheduler and two workers with
+different seat counts, in subprocesses, each worker with its own fake RCS service so that each
+one's seats can be counted."""
 
 from __future__ import annotations
 
@@ -21,8 +21,9 @@ distributed = pytest.importorskip("distributed")
 
 from marlox.external.idea_rcs import check_tables  # noqa: E402
 from marlox.local import __main__ as local_main  # noqa: E402
-from marlox.local.dask_jobs import LOST, DaskJobRunner, DaskUnavailable  # noqa: E402
-from marlox.local.jobs import CANCELLED  # noqa: E402
+from marlox.local import dask_executor  # noqa: E402
+from marlox.local.dask_executor import LOST, WAITING, DaskExecutor, DaskUnavailable  # noqa: E402
+from marlox.local.jobs import CANCELLED, JobRunner  # noqa: E402
 from marlox.local.store import SqliteStore  # noqa: E402
 
 DATA = Path(__file__).parent / "data"
@@ -105,7 +106,8 @@ def runner(cluster, tmp_path):
     for service in cluster.services.values():
         service.delays.clear()
         service.most_open = 0
-    runner = DaskJobRunner(cluster.address, store=SqliteStore(tmp_path / "jobs.db"))
+    executor = DaskExecutor(cluster.address)
+    runner = JobRunner(16, store=SqliteStore(tmp_path / "jobs.db"), executor=executor)
     yield runner
     runner.close()
 
@@ -147,21 +149,24 @@ def test_cancel_stops_a_running_job_at_its_next_safe_point(cluster, runner):
     wait_until(lambda: all(s.open_projects == 0 for s in cluster.services.values()))
 
 
-def test_a_queued_job_is_cancelled_at_once(cluster, runner):
+def test_a_job_waiting_for_a_seat_is_cancelled_at_once(cluster, runner):
     for service in cluster.services.values():
         service.delays["calculate"] = 1.0
     ids = [runner.submit("idearcs", 1, CONTENT) for _ in range(5)]  # 3 seats: 2 wait
-    wait_until(lambda: sum(runner.status(i)["status"] == "running" for i in ids) == 3)
-    waiting = next(i for i in ids if runner.status(i)["status"] == "queued")
-    assert runner.cancel(waiting)["status"] in ("queued", "failed")
+    wait_until(lambda: sum("calculating" in runner.status(i)["message"] for i in ids) == 3)
+    waiting = next(i for i in ids if runner.status(i)["message"] == WAITING)
+    imports = sum(len(s.imported) for s in cluster.services.values())
+    runner.cancel(waiting)
     assert runner.wait(waiting, 5) == {"status": "failed", "message": CANCELLED}
     assert {runner.wait(i, 30)["status"] for i in ids if i != waiting} == {"finished"}
+    assert sum(len(s.imported) for s in cluster.services.values()) == imports + 1  # never ran
 
 
-def test_unreachable_scheduler_is_one_clear_error(tmp_path, capsys):
+def test_unreachable_scheduler_is_one_clear_error(tmp_path, capsys, monkeypatch):
+    monkeypatch.setattr(dask_executor, "CONNECT_TIMEOUT", 1.0)
     address = closed_port_url().replace("http://", "tcp://")
     with pytest.raises(DaskUnavailable, match=f"The Dask scheduler at {address} cannot be reached"):
-        DaskJobRunner(address, connect_timeout=1)
+        DaskExecutor(address, connect_timeout=1)
     code = local_main.main(["serve", "--port", "0", "--data-dir", str(tmp_path), "--dask", address])
     assert code == 1
     assert "cannot be reached" in capsys.readouterr().err
