@@ -393,10 +393,13 @@ void bind_table(nb::module_ &m) {
 
     nb::class_<ResultTable>(m, "ResultTable", kTableDoc)
         .def("__len__", [](const ResultTable &t) { return t.table->rows(); })
-        .def("__getstate__", [](const ResultTable &t) { return table_bytes(t.table); })
+        .def(
+            "__getstate__", [](const ResultTable &t) { return table_bytes(t.table); },
+            nb::sig("def __getstate__(self) -> object"))
         .def(
             "__setstate__",
-            [](ResultTable &t, const nb::bytes &state) { new (&t) ResultTable{table_from(state)}; })
+            [](ResultTable &t, const nb::bytes &state) { new (&t) ResultTable{table_from(state)}; },
+            nb::sig("def __setstate__(self, state: object) -> None"))
         .def_prop_ro(
             "num_rows", [](const ResultTable &t) { return t.table->rows(); }, "The number of rows.")
         .def_prop_ro(
@@ -472,18 +475,22 @@ void bind_table(nb::module_ &m) {
         });
 
     nb::class_<CheckTable, ResultTable>(m, "CheckTable", kCheckTableDoc)
-        .def("__getstate__",
-             [](const CheckTable &t) {
-                 return nb::make_tuple(table_bytes(t.table), table_bytes(t.overall), t.unit_system);
-             })
-        .def("__setstate__",
-             [](CheckTable &t, const std::tuple<nb::bytes, nb::bytes, std::string> &state) {
-                 CheckTable made;
-                 made.table = table_from(std::get<0>(state));
-                 made.overall = table_from(std::get<1>(state));
-                 made.unit_system = std::get<2>(state);
-                 new (&t) CheckTable(std::move(made));
-             })
+        .def(
+            "__getstate__",
+            [](const CheckTable &t) {
+                return nb::make_tuple(table_bytes(t.table), table_bytes(t.overall), t.unit_system);
+            },
+            nb::sig("def __getstate__(self) -> object"))
+        .def(
+            "__setstate__",
+            [](CheckTable &t, const std::tuple<nb::bytes, nb::bytes, std::string> &state) {
+                CheckTable made;
+                made.table = table_from(std::get<0>(state));
+                made.overall = table_from(std::get<1>(state));
+                made.unit_system = std::get<2>(state);
+                new (&t) CheckTable(std::move(made));
+            },
+            nb::sig("def __setstate__(self, state: object) -> None"))
         .def_prop_ro(
             "unit_system", [](const CheckTable &t) { return t.unit_system; },
             "\"SI\" or \"engineering\", as asked for.")
