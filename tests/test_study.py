@@ -10,7 +10,7 @@ import zipfile
 from pathlib import Path
 
 import pytest
-from platform_fakes import clean_environment, closed_port_url, serving  # noqa: F401
+from platform_fakes import clean_environment, closed_port_url, serving, use_platform  # noqa: F401
 from rcs_service_fake import FakeRcsService, results_from_xml
 
 from marlox.errors import InternalError
@@ -26,6 +26,8 @@ from marlox.external.idea_rcs.study import StudyInterrupted, Variant, run_study
 from marlox.external.idea_rcs.study_cache import ResultCache
 from marlox.external.idea_rcs.study_tables import check_tables
 from marlox.local import jobs
+from marlox.local.server import make_server
+from marlox.local.store import SqliteStore
 
 DATA = Path(__file__).parent / "data"
 SYNTHETIC = (DATA / "rcs-result-synthetic.xml").read_bytes()
@@ -197,6 +199,23 @@ def test_ctrl_c_cancels_every_job_and_keeps_what_finished(service):
     assert result.table.num_rows > 0
     assert no_job_running() and service.open_projects == 0
     assert len(service.imported) <= statuses.count("finished") + 2
+
+
+def test_a_study_on_a_served_platform_and_a_job_out_of_time(service, monkeypatch, tmp_path):
+    monkeypatch.delenv("http_proxy")  # the SDK would ask the proxy for the platform too
+    runner = jobs.JobRunner(4, store=SqliteStore(tmp_path / "jobs.db"))
+    with serving(make_server(jobs=runner)) as url:
+        use_platform(monkeypatch, url)
+        study = run_study(variants(4), seats=2, progress=False)
+        assert study.counts()["finished"] == 4 and service.most_open <= 2
+
+        service.delays["calculate"] = 2.0
+        late = run_study(variants(1), seats=1, timeout=0.3, progress=False)
+        (outcome,) = late.variants
+        assert outcome.status == "failed"
+        assert outcome.error == f"The job {outcome.job_id} did not finish within 0.3 s"
+        assert runner.wait(outcome.job_id, 10)["message"] == jobs.CANCELLED  # not left running
+    runner.close()
 
 
 @pytest.mark.parametrize(
