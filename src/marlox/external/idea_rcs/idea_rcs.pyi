@@ -1610,6 +1610,10 @@ class ResultTable:
 
     def __len__(self) -> int: ...
 
+    def __getstate__(self) -> object: ...
+
+    def __setstate__(self, state: object) -> None: ...
+
     @property
     def num_rows(self) -> int:
         """The number of rows."""
@@ -1685,6 +1689,10 @@ class CheckTable(ResultTable):
     "terminated_error_count".
     """
 
+    def __getstate__(self) -> object: ...
+
+    def __setstate__(self, state: object) -> None: ...
+
     @property
     def unit_system(self) -> str:
         """"SI" or "engineering", as asked for."""
@@ -1723,4 +1731,12 @@ def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.
         IDEA StatiCa RCS input XML document (it is not a result file) or a section kept whose id
         does not fit the 64-bit "section" column.
     :raises ParsingError: for a requested section that the file does not hold.
+    """
+
+def _stack_tables(keys: Sequence[dict[str, int | float | bool | str | None]], tables: Sequence[ResultTable], like: ResultTable) -> ResultTable:
+    """
+    The rows of ``tables`` one after another, each led by the key columns of its table's dict in ``keys`` (the columns typed by their values: int, float (int and float mixed), bool or str; None where a value is missing). ``like`` gives the columns of the tables, also when there are none.
+
+    :raises TypeError: for a key value of another type, or of different types.
+    :raises ValueError: for a key named like a column of the tables, tables of other columns, or not as many keys as tables.
     """
