@@ -9,7 +9,7 @@ import functools
 import os
 from collections.abc import Iterable, Sequence
 from concurrent.futures import ThreadPoolExecutor
-from typing import Any
+from typing import Any, Literal, cast
 
 from .idea_rcs import CheckTable, ResultTable, _stack_tables, check_table
 
@@ -23,7 +23,7 @@ _empty: dict[str, CheckTable] = {}
 def empty_check_table(units: str) -> CheckTable:
     """A check table without rows: the columns of every check table in ``units``."""
     if units not in _empty:
-        _empty[units] = check_table(b"<SectionConcreteCheckResults/>", units=units)
+        _empty[units] = check_table(b"<SectionConcreteCheckResults/>", units=_units(units))
     return _empty[units]
 
 
@@ -77,9 +77,14 @@ class CheckTables:
         return f"<CheckTables: {len(self.tables)} files, units {self.units}>"
 
 
+def _units(units: str) -> Literal["SI", "engineering"]:
+    # check_table refuses any other text itself, with the message of its own.
+    return cast(Literal["SI", "engineering"], units)
+
+
 def _name(source: Any, index: int) -> str:
     try:
-        return os.fspath(source)
+        return str(os.fspath(source))
     except TypeError:
         return f"#{index}"
 
@@ -135,4 +140,4 @@ def _keys(sources: list[Any]) -> list[Key]:
 
 def _read(source: Any, units: str, options: dict[str, Any]) -> CheckTable:
     """One file's table, on a Dask worker."""
-    return check_table(source, units=units, **options)
+    return check_table(source, units=_units(units), **options)
