@@ -11,6 +11,7 @@
 
 #include "bindings/idea_rcs.hpp"
 #include "bindings/idea_rcs_results_expat.hpp"
+#include "bindings/idea_rcs_stream_use.hpp"
 #include "bindings/idea_rcs_table.hpp"
 #include "core/check_table.hpp"
 #include "core/error.hpp"
@@ -226,12 +227,18 @@ void report(const nb::object &progress, Py_ssize_t bytes) {
     nb::object r = steal_or_throw(PyObject_CallOneArg(progress.ptr(), n.ptr()));
 }
 
-// Read `stream` to its end into the scan.
-void scan_stream(Scan &scan, const nb::object &stream, const nb::object &progress) {
+// Read `stream` to its end into the scan; a `shared` stream (the caller's) may not be read by
+// another scan meanwhile.
+void scan_stream(Scan &scan, const nb::object &stream, const nb::object &progress,
+                 bool shared = false) {
     nb::object size = steal_or_throw(PyLong_FromSsize_t(kReadSize));
+    StreamUse use;
+    if (shared) use.begin(stream);
     for (;;) {
-        nb::object data =
-            steal_or_throw(PyObject_CallMethodOneArg(stream.ptr(), interned("read"), size.ptr()));
+        nb::object data = use.use([&] {
+            return steal_or_throw(
+                PyObject_CallMethodOneArg(stream.ptr(), interned("read"), size.ptr()));
+        });
         const Py_ssize_t len = PyObject_Length(data.ptr());
         if (len < 0) throw_python();
         if (len == 0) break;
@@ -262,7 +269,7 @@ nb::object check_table(nb::handle source, nb::handle sections, nb::handle famili
 
     PyObject *src = source.ptr();
     if (PyObject_HasAttrString(src, "read")) {
-        scan_stream(scan, nb::borrow(source), progress);
+        scan_stream(scan, nb::borrow(source), progress, true);
     } else if (PyObject_HasAttrString(src, "open_binary")) {
         Closer closer{steal_or_throw(PyObject_CallMethod(src, "open_binary", nullptr))};
         scan_stream(scan, closer.f, progress);
