@@ -157,7 +157,7 @@ def test_an_impossible_bar_layer_adds_nothing(rcs, steel, arguments, error, mess
     assert rcs.bars == []
 
 
-def test_stirrups_take_their_documented_defaults_and_arcs(rcs, steel):
+def test_stirrups_default_to_no_checks_and_a_unit_mandrel_factor_and_keep_arcs(rcs, steel):
     stirrup = rcs.create_stirrup(
         [(0, 0), (0.2, 0), ((0.2, 0.4), (0.3, 0.2)), (0, 0.4), (0, 0)], 0.008, steel, 0.15
     )

@@ -12,6 +12,7 @@
 #include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
 #include "core/error.hpp"
+#include "core/wire.hpp"
 
 namespace marlox::py {
 
@@ -66,49 +67,6 @@ std::string link_hint() {
     throw_python();
 }
 
-// Standard base64 (with padding, no line breaks) of a bytes-like object, as a new str.
-nb::str base64_text(nb::handle data) {
-    static constexpr char kAlphabet[] =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    Py_buffer view;
-    if (PyObject_GetBuffer(data.ptr(), &view, PyBUF_SIMPLE) != 0) throw_python();
-    struct Release {
-        Py_buffer *view;
-        ~Release() { PyBuffer_Release(view); }
-    } release{&view};
-
-    const auto *in = static_cast<const unsigned char *>(view.buf);
-    const Py_ssize_t size = view.len;
-    if (size / 3 >= PY_SSIZE_T_MAX / 4 - 1) {
-        PyErr_NoMemory();
-        throw_python();
-    }
-    const Py_ssize_t length = (size + 2) / 3 * 4;
-    nb::str text = nb::steal<nb::str>(PyUnicode_New(length, 127));
-    if (!text.is_valid()) throw_python();
-    Py_UCS1 *out = PyUnicode_1BYTE_DATA(text.ptr());
-
-    Py_ssize_t i = 0;
-    for (; i + 3 <= size; i += 3) {
-        const unsigned long triple =
-            (unsigned long)in[i] << 16 | (unsigned long)in[i + 1] << 8 | (unsigned long)in[i + 2];
-        *out++ = kAlphabet[(triple >> 18) & 63];
-        *out++ = kAlphabet[(triple >> 12) & 63];
-        *out++ = kAlphabet[(triple >> 6) & 63];
-        *out++ = kAlphabet[triple & 63];
-    }
-    if (i < size) {
-        const bool two = i + 1 < size;
-        const unsigned long triple =
-            (unsigned long)in[i] << 16 | (two ? (unsigned long)in[i + 1] << 8 : 0UL);
-        *out++ = kAlphabet[(triple >> 18) & 63];
-        *out++ = kAlphabet[(triple >> 12) & 63];
-        *out++ = two ? kAlphabet[(triple >> 6) & 63] : '=';
-        *out++ = '=';
-    }
-    return text;
-}
-
 void init(nb::handle self, nb::handle input_file, nb::handle return_result_xml,
           nb::handle return_rcs_file) {
     // Version 2 asks the worker to read return_rcs_file; it is chosen by the argument's
@@ -133,7 +91,7 @@ nb::object generate_job_content(nb::handle self) {
     if (is_bytes_io < 0) throw_python();
     nb::object data =
         is_bytes_io ? input_file.attr("getvalue")() : input_file.attr("getvalue_binary")();
-    nb::str body = base64_text(data);
+    nb::object body = str_from(wire::base64(BufferView(data).bytes()));
     nb::object job_content = nb::module_::import_(kSdkModule).attr("_JobContent");
     return job_content("body"_a = body, "return_result_xml"_a = self.attr("_return_result_xml"),
                        "return_rcs_file"_a = self.attr("_return_rcs_file"));

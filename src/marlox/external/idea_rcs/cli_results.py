@@ -5,12 +5,17 @@ from __future__ import annotations
 
 import argparse
 import contextlib
+import importlib
 import os
 import stat
 import sys
 import tempfile
-from collections.abc import Iterator
+from collections.abc import Callable, Iterator
 from pathlib import Path
+from typing import TYPE_CHECKING, Any
+
+if TYPE_CHECKING:
+    from .idea_rcs import CheckTable
 
 from .cli_errors import UserError, reading, writing
 
@@ -31,7 +36,7 @@ def _names(text: str) -> list[str]:
     return [part.strip() for part in text.split(",") if part.strip()]
 
 
-def add_commands(subparsers: argparse._SubParsersAction) -> None:
+def add_commands(subparsers: argparse._SubParsersAction[argparse.ArgumentParser]) -> None:
     common = argparse.ArgumentParser(add_help=False)
     common.add_argument("file", help="result XML written by IDEA StatiCa RCS")
     common.add_argument(
@@ -74,7 +79,7 @@ def add_commands(subparsers: argparse._SubParsersAction) -> None:
 
 
 @contextlib.contextmanager
-def _progress(path: str) -> Iterator[object]:
+def _progress(path: str) -> Iterator[Callable[[int], object] | None]:
     """A progress bar on stderr while the file is read, when stderr is a terminal."""
     if not sys.stderr.isatty():
         yield None
@@ -86,7 +91,7 @@ def _progress(path: str) -> Iterator[object]:
         yield bar.update
 
 
-def _read(args: argparse.Namespace):
+def _read(args: argparse.Namespace) -> CheckTable:
     from marlox.external.idea_rcs import check_table
 
     with reading(args.file), _progress(args.file) as progress:
@@ -105,7 +110,7 @@ def _summary(args: argparse.Namespace) -> int:
     if not rows:
         which = f"{', '.join(args.families)} " if args.families else ""
         raise UserError(f"{args.file}: no {which}check results in this file")
-    headers = ("section", "family", "extreme", "check", "result", "check value")
+    headers: tuple[str, ...] = ("section", "family", "extreme", "check", "result", "check value")
     headers += ("failed", "errors", "not done")
     lines = [
         (
@@ -141,10 +146,10 @@ def _table(args: argparse.Namespace) -> int:
     suffix = Path(args.output).suffix.lower()
     if suffix not in _OUTPUTS:
         raise UserError(f"the output must end in {', '.join(_OUTPUTS)}: {args.output}")
-    pa = None
+    pa: Any = None
     if suffix != ".csv":
         try:
-            import pyarrow as pa
+            pa = importlib.import_module("pyarrow")
         except ImportError:
             message = f"writing {suffix} needs pyarrow: pip install 'marlox[arrow]'"
             raise UserError(message) from None
