@@ -75,7 +75,10 @@ def no_job_running() -> bool:
 
 def test_a_study_runs_within_its_seats_into_one_table(service, tmp_path):
     service.vary = by_moment_and_bars  # each variant's unity checks its own
-    study = run_study(variants(6), seats=2, results_dir=tmp_path / "results", progress=False)
+    folder = tmp_path / "results"
+    study = run_study(
+        variants(6), seats=2, results_dir=folder, return_rcs_file=True, progress=False
+    )
 
     assert service.most_open == 2  # never more than the seats, and both used
     assert service.open_projects == 0
@@ -101,9 +104,10 @@ def test_a_study_runs_within_its_seats_into_one_table(service, tmp_path):
     assert study.overall.num_rows == 6 * own[0].overall.num_rows
 
     # The result files are kept whole in the folder.
-    files = sorted(p.name for p in (tmp_path / "results").iterdir())
-    assert files == [f"variant-{i:04d}.xml" for i in range(6)]
+    files = sorted(p.name for p in folder.iterdir())
+    assert files == [f"variant-{i:04d}.{kind}" for i in range(6) for kind in ("ideaRcs", "xml")]
     assert study.variants[3].files["body"].read_bytes() == study.variants[3].result()
+    assert study.variants[3].result("idea_rcs_body") == service.rcs_file
 
 
 def test_failed_variants_are_collected_not_raised(service):
