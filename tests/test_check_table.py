@@ -34,6 +34,7 @@ from marlox.external.idea_rcs import RcsOutputFileParser, ResultTable, check_tab
 from marlox.external.idea_rcs.cli import main
 
 DATA = pathlib.Path(__file__).resolve().parent / "data"
+INPUT_XML = (DATA / "iom-rcs-ImportOpenModel.xml").read_bytes()
 
 
 def check_item(xsi_type, check, own, result="Passed", check_value="0.5"):
@@ -367,7 +368,16 @@ def run(tmp_path, capsys, *argv):
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.arrow", "--sections", "8"], 0),
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.txt"], 2),
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/full.csv"], 2),
+        # Well-formed, but without check rows: nothing to summarise, never a traceback.
+        (b"<r/>", ["summary", "{tmp}/r.xml"], 2),
+        (INPUT_XML, ["summary", "{tmp}/r.xml"], 2),
+        (GOVERNING, ["summary", "{tmp}/r.xml", "--families", "Deflection"], 2),
+        (INPUT_XML, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.csv"], 2),
+        (GOVERNING, ["summary", "{tmp}/r.xml", "--sections", "99999999999999999999"], 2),
+        (b'<?xml version="1.0" encoding="x-unknown"?><r/>', ["summary", "{tmp}/r.xml"], 2),
+        (b'<?xml version="1.0" encoding="x-unknown"?><r/>', ["inventory", "{tmp}/r.xml"], 2),
     ],
+    ids=lambda value: " ".join(value) if isinstance(value, list) else "",
 )
 def test_cli_exit_status(tmp_path, capsys, data, argv, status):
     (tmp_path / "r.xml").write_bytes(data)
@@ -376,11 +386,24 @@ def test_cli_exit_status(tmp_path, capsys, data, argv, status):
     assert got == status
     if status == 2:
         assert out.err.count("\n") == 1 and out.err.startswith("marlox-rcs: error: ")
+    if argv[0] == "table" and status == 2:
+        assert not (tmp_path / "out.csv").exists()
     if argv[-1].endswith(".arrow"):
         assert (
             pa.ipc.open_file(tmp_path / "out.arrow").read_all().column("section").to_pylist()
             == [8] * 3
         )
+
+
+@pytest.mark.parametrize("fault", [KeyError("check"), TypeError("not iterable")])
+def test_a_fault_of_the_program_keeps_its_traceback(tmp_path, capsys, monkeypatch, fault):
+    def broken(*args, **kwargs):
+        raise fault
+
+    monkeypatch.setattr("marlox.external.idea_rcs.check_table", broken)
+    (tmp_path / "r.xml").write_bytes(GOVERNING)
+    with pytest.raises(type(fault)):
+        run(tmp_path, capsys, "summary", "{tmp}/r.xml")
 
 
 def test_a_truncated_file_raises_the_streaming_parsers_error():

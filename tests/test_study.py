@@ -305,3 +305,4 @@ def test_many_result_files_read_side_by_side(tmp_path):
     with pytest.raises(ValueError, match="threads must be at least 1"):
         check_tables(paths, threads=0)
     assert check_tables([]).table.num_rows == 0
+    assert set(check_tables([SYNTHETIC, paths[0]]).table.column("file")) == {"#0", str(paths[0])}

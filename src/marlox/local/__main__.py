@@ -70,8 +70,8 @@ def main(argv: list[str] | None = None) -> int:
         "--request-timeout",
         type=float,
         default=DEFAULT_REQUEST_TIMEOUT,
-        help="seconds a client has for the head of a request, plus one for every 64 KiB of its "
-        f"body ({DEFAULT_REQUEST_TIMEOUT:g})",
+        help="seconds a connection has to begin a request and a request for its head, plus one "
+        f"for every 64 KiB of its body ({DEFAULT_REQUEST_TIMEOUT:g})",
     )
     serve.add_argument(
         "--data-dir",

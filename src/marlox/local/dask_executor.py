@@ -84,7 +84,9 @@ class _TaskControl(Control):
         self._report(message)
 
 
-def run_task(job_id: str, integration: str, version: int, content: dict[str, Any]):
+def run_task(
+    job_id: str, integration: str, version: int, content: dict[str, Any]
+) -> dict[str, bytes]:
     """The task that a Dask worker runs for one job: its result fields, or WorkerFailure."""
     from distributed import Event
 
@@ -159,7 +161,9 @@ class DaskExecutor:
             pure=False,
         )
 
-    def _run(self, task: Task, control: Control, stages: queue.SimpleQueue[str]):
+    def _run(
+        self, task: Task, control: Control, stages: queue.SimpleQueue[str]
+    ) -> Mapping[str, bytes]:
         from distributed import KilledWorker
 
         future = self._submit(task)
@@ -174,7 +178,8 @@ class DaskExecutor:
             # can lose the outcome when the time runs out as it arrives.
             if future.done():
                 try:
-                    return future.result()
+                    fields: Mapping[str, bytes] = future.result()
+                    return fields
                 except KilledWorker:
                     raise WorkerFailure(LOST) from None
                 except WorkerFailure as failure:

@@ -65,7 +65,8 @@ class RcsService:
         what = f"{method} {path}"
         try:
             with self._opener.open(request, timeout=timeout or self.timeout) as reply:
-                return reply.read()
+                data: bytes = reply.read()
+                return data
         except urllib.error.HTTPError as error:
             detail = _error_detail(error)
             raise ServiceError(f"{what} answered {error.code} {error.reason}{detail}") from None
