@@ -10,6 +10,7 @@ import sys
 import xml.etree.ElementTree as ET
 from collections import defaultdict
 from operator import itemgetter
+from pathlib import Path
 
 import pytest
 from hypothesis import HealthCheck, given, settings
@@ -26,7 +27,7 @@ from result_documents import (
 )
 
 from marlox.errors import ParsingError
-from marlox.external.idea_rcs import RcsOutputFileParser, check_table
+from marlox.external.idea_rcs import OpenModel, RcsOutputFileParser, check_table
 from marlox.external.idea_rcs.cli import main
 
 
@@ -52,35 +53,73 @@ def same(a, b):
     return a == b or (isinstance(a, float) and isinstance(b, float) and math.isnan(a + b))
 
 
-SINGLE = {"capacity": "Capacity", "shear": "Shear", "torsion": "Torsion"}
-SINGLE |= {"interaction": "Interaction", "detailing": "Detailing"}
+FORCES = ("N", "Qy", "Qz", "Mx", "My", "Mz")
+SHEAR = {"VEd": "Ved", "VRd": "Vrd", "VRd_c": "Vrdc", "VRd_s": "Vrds", "VRd_max": "Vrdmax"}
+TORSION = {"TEd": "Ted", "TRd": "Trd", "TRd_c": "Trdc", "TRd_s": "Trds", "TRd_max": "Trdmax"}
+# the table's columns of the values behind each family's check, from the reader's keys
+VALUES = {
+    "Capacity": lambda v: {f"Fu_{k}": (v["Fu"] or {}).get(k) for k in FORCES},
+    "Shear": lambda v: {column: v[key] for column, key in SHEAR.items()},
+    "Torsion": lambda v: {column: v[key] for column, key in TORSION.items()},
+    "Interaction": lambda v: {"VEd": v["Ved"], "TEd": v["Ted"]},
+    "Detailing": lambda v: {
+        "check_value_longitudinal": v["longitudinal"],
+        "check_value_shear_reinforcement": v["shear"],
+    },
+    "CrackWidth": lambda v: {"w": v["W"], "w_lim": v["Wlim"]},
+    "StressLimitation": lambda v: {"stress": v["Stress"]},
+}
 
 
 def reader_items(extreme):
-    """(family, check, type_check, check value, verdict) of every item the readers return."""
-    for name, family_name in SINGLE.items():
+    """(family, check, type_check, reader values, the table columns they give) of every item
+    the readers return."""
+    for name in ("capacity", "shear", "torsion", "interaction", "detailing"):
+        family_name = name.title()
         if extreme[name] is not None:
-            yield family_name, None, None, extreme[name]
+            values = extreme[name]
+            yield family_name, None, None, values, VALUES[family_name](values)
     for term, check in (extreme["crack_width"] or {}).items():
         if check is not None:
-            yield "CrackWidth", f"CrackWidth{term.title()}", None, check
+            yield (
+                "CrackWidth",
+                f"CrackWidth{term.title()}",
+                None,
+                check,
+                VALUES["CrackWidth"](check),
+            )
     for type_check, terms in (extreme["stress_limitation"] or {}).items():
         if type_check.startswith("Check_") and terms is not None:
             for term, values in terms.items():
-                yield "StressLimitation", f"StressLimitation{term.title()}", type_check, values
+                columns = VALUES["StressLimitation"](values)
+                yield (
+                    "StressLimitation",
+                    f"StressLimitation{term.title()}",
+                    type_check,
+                    values,
+                    columns,
+                )
     if extreme["fatigue"] is not None:
-        yield "Fatigue", "Fatigue", None, extreme["fatigue"]["fatigue"]
+        fatigue = extreme["fatigue"]["fatigue"]
+        yield "Fatigue", "Fatigue", None, fatigue, {"decision_method": fatigue["DecisionMethod"]}
         for shear in extreme["fatigue"]["shear"].values():
-            yield "Fatigue", "Shear", None, shear
+            yield "Fatigue", "Shear", None, shear, VALUES["Shear"](shear)
 
 
-def matches(row, family_name, check, type_check, values):
+def same_value(cell, value):
+    """A value the file states as not-a-number is None in the table (a reader's NaN or None)."""
+    nan = isinstance(value, float) and math.isnan(value)
+    return same(cell, value) or (cell is None and nan)
+
+
+def matches(row, family_name, check, type_check, values, columns):
     return (
         row["family"] == family_name
         and check in (None, row["check"])
         and type_check in (None, row["type_check"])
         and same(row["check_value"], values["CheckValue"])
         and row["result"] == values["Result"]
+        and all(same_value(row[c], v) for c, v in columns.items())
     )
 
 
@@ -254,6 +293,57 @@ def test_csv_round_trip(tmp_path, target):
     for row, expected in zip(rows, table.to_pylist(), strict=True):
         for cell, value in zip(row, expected.values(), strict=True):
             assert cell == "" if value is None else same(type(value)(cell), value)
+
+
+DATA = Path(__file__).parent / "data"
+NAMES = itemgetter("section_name", "member", "position", "reinforced_section", "extreme_name")
+
+
+def two_sections_on_one_member():
+    model = OpenModel.from_xml(DATA / "rcs-input-synthetic.xml")
+    member, rcs = model._check_member_list[0], model._reinforced_cross_section_list[0]
+    model.add_check_section(member, rcs, "x = 4 m").create_extreme(description="wind")
+    return model
+
+
+@pytest.mark.parametrize(
+    "model, sections, expected",
+    [
+        (None, {1: 2}, {(None, None, None, None, None)}),
+        (DATA / "rcs-input-synthetic.xml", {1: 2}, {("S1", "M 1", 1, "R1", "S1 - E 1")}),
+        (
+            (DATA / "rcs-input-synthetic.xml").read_bytes(),
+            {1: 1},
+            {("S1", "M 1", 1, "R1", "S1 - E 1")},
+        ),
+        (two_sections_on_one_member(), {2: 1}, {("x = 4 m", "M 1", 2, "R1", "wind")}),
+    ],
+)
+def test_names_come_from_the_model(model, sections, expected):
+    data = document(
+        {i: [extreme(("Shear", "Shear", "Passed", "0.5", ()))] * n for i, n in sections.items()}
+    )
+    table = check_table(data, model=model)
+    assert {NAMES(r) for r in table.to_pylist() if r["extreme"] == 1} == expected
+    assert {NAMES(r) for r in table.governing(per_family=True).to_pylist()} == expected
+
+
+@pytest.mark.parametrize(
+    "sections, message",
+    [
+        (
+            {3: 1, 1: 1, 9: 1},
+            r"model has no check sections with ids 3, 9 \(its check sections: 1\)",
+        ),
+        ({1: 3}, "check section 1 has more extremes in the result file than in the model"),
+    ],
+)
+def test_a_model_the_results_do_not_belong_to(sections, message):
+    data = document(
+        {i: [extreme(("Shear", "Shear", "Passed", "0.5", ()))] * n for i, n in sections.items()}
+    )
+    with pytest.raises(ValueError, match=message):
+        check_table(data, model=DATA / "rcs-input-synthetic.xml")
 
 
 BAD = [
