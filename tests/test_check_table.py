@@ -9,6 +9,7 @@ import math
 import sys
 import xml.etree.ElementTree as ET
 from collections import defaultdict
+from html.parser import HTMLParser
 from operator import itemgetter
 from pathlib import Path
 
@@ -393,6 +394,8 @@ def run(tmp_path, capsys, *argv):
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.csv"], 0),
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.arrow", "--sections", "8"], 0),
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.txt"], 2),
+        (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/no/such/dir/out.csv"], 2),
+        (GOVERNING, ["summary", "{tmp}/r.xml", "--model", "{tmp}/missing.xml"], 2),
     ],
 )
 def test_cli_exit_status(tmp_path, capsys, data, argv, status):
@@ -408,6 +411,51 @@ def test_cli_exit_status(tmp_path, capsys, data, argv, status):
         )
 
 
+SUMMARY = [
+    # arguments, the sections listed (in order), the exit status
+    ([], ["8", "7"], 1),
+    (["--failed-only"], ["8"], 1),
+    (["--min-check-value", "0.6"], ["7"], 1),  # 8 governs by a failed check of 0.5
+    (["--top", "1"], ["8"], 1),
+    (["--per-family", "--top", "2"], ["8", ""], 1),
+    (["--per-family", "--failed-only", "--families", "Capacity"], [], 0),
+]
+
+
+@pytest.mark.parametrize("argv, listed, status", SUMMARY)
+def test_summary_filters_keep_the_worst_first(tmp_path, capsys, argv, listed, status):
+    (tmp_path / "r.xml").write_bytes(GOVERNING)
+    got, out = run(tmp_path, capsys, "summary", "{tmp}/r.xml", *argv)
+    lines = out.out.splitlines()
+    assert got == status and lines[0].split()[0] == "section"
+    assert [line[: len("section")].strip() for line in lines[1:-1]] == listed
+    assert lines[-1].startswith(f"2 sections: {status} with failed checks")
+
+
+@pytest.mark.parametrize("output", ["out.csv", "out.xlsx"])
+@pytest.mark.parametrize("governing", [False, True])
+def test_table_outputs_carry_units_and_only_what_was_asked(tmp_path, capsys, output, governing):
+    (tmp_path / "r.xml").write_bytes(GOVERNING)
+    argv = ["table", "{tmp}/r.xml", "-o", f"{{tmp}}/{output}", "--units", "engineering"]
+    argv += ["--excel"] * output.endswith(".csv") + ["--governing"] * governing
+    assert run(tmp_path, capsys, *argv)[0] == 0
+    expected = check_table(GOVERNING, units="engineering")
+    expected = expected.governing() if governing else expected
+    if output.endswith(".csv"):
+        raw = (tmp_path / output).read_bytes()
+        assert raw.startswith(b"\xef\xbb\xbfsection,")
+        header, *rows = list(csv.reader(io.StringIO(raw.decode("utf-8-sig"), newline="")))
+    else:
+        openpyxl = pytest.importorskip("openpyxl")
+        sheet = openpyxl.load_workbook(tmp_path / output).active
+        header, *rows = [["" if v is None else str(v) for v in r] for r in sheet.values]
+    assert "Qz [kN]" in header and "Mz [kN·m]" in header and header[0] == "section"
+    assert [int(r[0]) for r in rows] == expected.column("section")
+    assert ("governing" in header) is False and ("items" in header) is governing
+    # nothing but the output beside the input: no temporary file left
+    assert sorted(p.name for p in tmp_path.iterdir()) == sorted(["r.xml", output])
+
+
 def test_a_truncated_file_raises_the_streaming_parsers_error():
     data = sample_document()[:-9]
     with pytest.raises(ET.ParseError) as table_error:
@@ -418,3 +466,45 @@ def test_a_truncated_file_raises_the_streaming_parsers_error():
         str(stream_error.value),
         stream_error.value.position,
     )
+
+
+class Cells(HTMLParser):
+    """The header cells and the body rows (class, cells) of an HTML table."""
+
+    def __init__(self, html):
+        super().__init__()
+        self.headers, self.rows, self.cell = [], [], None
+        self.feed(html)
+
+    def handle_starttag(self, tag, attrs):
+        if tag == "tr":
+            self.rows.append((dict(attrs).get("class"), []))
+        elif tag in ("td", "th"):
+            self.cell = ""
+
+    def handle_endtag(self, tag):
+        if tag in ("td", "th"):
+            (self.headers if tag == "th" else self.rows[-1][1]).append(self.cell)
+            self.cell = None
+
+    def handle_data(self, data):
+        if self.cell is not None:
+            self.cell += data
+
+
+@pytest.mark.parametrize("view", ["checks", "governing"])
+def test_notebook_view_units_failures_and_first_rows(view):
+    many = {
+        i: [extreme(("Shear", "Sh<e>ar", "Failed" if i == 3 else "Passed", "0.5", ()))]
+        for i in range(1, 31)
+    }
+    table = check_table(document(many), units="engineering")
+    shown = table if view == "checks" else table.governing()
+    html = shown._repr_html_()
+    cells = Cells(html)
+    assert "first 20" in html and len(cells.rows) == 1 + 20
+    assert "Qz[kN]" in cells.headers and "check_value" in cells.headers
+    assert "Fu_N[kN]" not in cells.headers  # no row shown states it
+    body = [dict(zip(cells.headers, row, strict=True)) | {"class": c} for c, row in cells.rows[1:]]
+    assert {r["section"] for r in body if r["class"] == "failed"} == {"3"}
+    assert body[0]["check"] == "Sh<e>ar"

@@ -17,6 +17,7 @@
 #include "core/governing.hpp"
 #include "core/json.hpp"
 #include "core/model_context.hpp"
+#include "core/table_html.hpp"
 
 namespace marlox::py::results {
 
@@ -31,6 +32,7 @@ using marlox::table::Type;
 namespace {
 
 constexpr Py_ssize_t kReadSize = 1 << 18;
+constexpr std::size_t kHtmlRows = 20;  // the rows a notebook shows of a table
 
 // ---------------------------------------------------------------------------------------------
 // Arguments
@@ -441,6 +443,15 @@ void bind_table(nb::module_ &m) {
                     "Any], *, units_in_header: bool = True) -> None"),
             "Write the table as CSV (UTF-8, CRLF): to a path, a binary stream or a text stream.\n"
             "The header names each column, followed by its unit in brackets when it has one.")
+        .def(
+            "_repr_html_",
+            [](const ResultTable &t) {
+                return marlox::table::to_html(
+                    *t.table, "ResultTable: " + std::to_string(t.table->rows()) + " rows",
+                    kHtmlRows);
+            },
+            "The first rows as an HTML table (units in the headers, failures highlighted), "
+            "as notebooks show it.")
         .def("__repr__", [](const ResultTable &t) {
             return "<ResultTable: " + std::to_string(t.table->rows()) + " rows, " +
                    std::to_string(t.table->columns.size()) + " columns>";
@@ -470,6 +481,16 @@ void bind_table(nb::module_ &m) {
             "counts are summed over the group, and \"items\", \"failed_items\" and "
             "\"not_done_items\" count its items, so that errors and checks that did not run "
             "are never hidden behind the governing one.")
+        .def(
+            "_repr_html_",
+            [](const CheckTable &t) {
+                return marlox::table::to_html(*t.table,
+                                              "CheckTable: " + std::to_string(t.table->rows()) +
+                                                  " rows, units " + t.unit_system,
+                                              kHtmlRows);
+            },
+            "The first rows as an HTML table (units in the headers, failures highlighted), "
+            "as notebooks show it.")
         .def("__repr__", [](const CheckTable &t) {
             return "<CheckTable: " + std::to_string(t.table->rows()) + " rows, units " +
                    t.unit_system + ">";

@@ -1319,6 +1319,11 @@ class ResultTable:
         The header names each column, followed by its unit in brackets when it has one.
         """
 
+    def _repr_html_(self) -> str:
+        """
+        The first rows as an HTML table (units in the headers, failures highlighted), as notebooks show it.
+        """
+
     def __repr__(self) -> str: ...
 
 class CheckTable(ResultTable):
@@ -1360,6 +1365,11 @@ class CheckTable(ResultTable):
         The governing check of every section, worst first: the worst item of the section (with ``per_family``: of each of its families, the section's worst marked in "governing").
 
         A failed verdict (Failed, FailedWithError) is worse than any other; a check that ran is worse than one that did not (NotDone, CheckIsOff, CheckIsNotNecesssary); then the larger check value; on a tie the earlier in the file. The non-conformity counts are summed over the group, and "items", "failed_items" and "not_done_items" count its items, so that errors and checks that did not run are never hidden behind the governing one.
+        """
+
+    def _repr_html_(self) -> str:
+        """
+        The first rows as an HTML table (units in the headers, failures highlighted), as notebooks show it.
         """
 
     def __repr__(self) -> str: ...
