@@ -25,6 +25,8 @@ void bind_results(nb::module_ &m);
 
 // The check table of a result file: check_table(), CheckTable and ResultTable.
 void bind_table(nb::module_ &m);
+// _write_report_html: the calculation report (idea_rcs_report.cpp).
+void bind_report(nb::module_ &m);
 
 // OpenModel.from_xml: input XML read back into a model.
 void bind_reader(nb::module_ &m);

@@ -18,6 +18,7 @@ NB_MODULE(idea_rcs, m) {
     marlox::py::bind_analysis(m);
     marlox::py::bind_results(m);
     marlox::py::bind_table(m);
+    marlox::py::bind_report(m);
     marlox::py::bind_reader(m);
     marlox::py::bind_floor(m);
 }

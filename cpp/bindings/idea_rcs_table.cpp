@@ -29,6 +29,19 @@ using marlox::table::Column;
 using marlox::table::Table;
 using marlox::table::Type;
 
+// The serialised model: `model` is an OpenModel or Model, or the input XML it was written to
+// (a path, bytes or a binary stream, read by OpenModel.from_xml).
+marlox::json::Value model_document(nb::handle model) {
+    nb::object m = nb::borrow(model);
+    if (!PyObject_HasAttrString(model.ptr(), "_serialize")) {
+        nb::object open_model =
+            nb::module_::import_("marlox.external.idea_rcs.idea_rcs").attr("OpenModel");
+        m = open_model.attr("from_xml")(model);
+    }
+    nb::object text = nb::module_::import_("json").attr("dumps")(m.attr("_serialize")());
+    return marlox::json::parse(nb::cast<std::string>(text));
+}
+
 namespace {
 
 constexpr Py_ssize_t kReadSize = 1 << 18;
@@ -191,18 +204,8 @@ void scan_stream(Scan &scan, const nb::object &stream, const nb::object &progres
     scan.feed(nullptr, true);
 }
 
-// The names of a model's check sections: `model` is an OpenModel or Model, or the input XML
-// it was written to (a path, bytes or a binary stream, read by OpenModel.from_xml).
 marlox::results::ModelContext model_context(nb::handle model) {
-    nb::object m = nb::borrow(model);
-    if (!PyObject_HasAttrString(model.ptr(), "_serialize")) {
-        nb::object open_model =
-            nb::module_::import_("marlox.external.idea_rcs.idea_rcs").attr("OpenModel");
-        m = open_model.attr("from_xml")(model);
-    }
-    nb::object text = nb::module_::import_("json").attr("dumps")(m.attr("_serialize")());
-    const std::string json = nb::cast<std::string>(text);
-    return marlox::results::model_context(marlox::json::parse(json));
+    return marlox::results::model_context(model_document(model));
 }
 
 std::string id_list(std::vector<std::int64_t> ids, std::size_t most = 10) {

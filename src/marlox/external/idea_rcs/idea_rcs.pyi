@@ -1399,6 +1399,11 @@ def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.
     :raises ParsingError: for a requested section that the file does not hold.
     """
 
+def _write_report_html(table: CheckTable, model: _Model | str | os.PathLike[str] | bytes | BinaryIO, stream: BinaryIO, sources: dict[str, str]) -> None:
+    """
+    Write the calculation report of `table` (read in engineering units with `model`) as one HTML page to the binary `stream`; `sources` names the input and result files with their SHA-256, the package version and the date (see marlox.external.idea_rcs.report).
+    """
+
 def _expat_floor(stream: object, size: int = 1048576) -> int:
     """
     Diagnostics for benchmarks: parse a binary stream with expat set up as the result scanner sets it up, with handlers that do nothing; returns the bytes parsed.
