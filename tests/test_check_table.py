@@ -2,16 +2,18 @@
 CSV, bad input and the command line's exit codes."""
 
 import csv
+import errno
 import gc
 import importlib.util
 import io
 import math
+import os
+import pathlib
 import sys
 import xml.etree.ElementTree as ET
 from collections import defaultdict
 from html.parser import HTMLParser
 from operator import itemgetter
-from pathlib import Path
 
 import pytest
 from hypothesis import HealthCheck, given, settings
@@ -30,6 +32,8 @@ from result_documents import (
 from marlox.errors import ParsingError
 from marlox.external.idea_rcs import OpenModel, RcsOutputFileParser, check_table
 from marlox.external.idea_rcs.cli import main
+
+DATA = pathlib.Path(__file__).resolve().parent / "data"
 
 
 def check_item(xsi_type, check, own, result="Passed", check_value="0.5"):
@@ -280,10 +284,19 @@ def test_dataframes_and_the_message_without_the_extra(library, monkeypatch):
         convert()
 
 
-@pytest.mark.parametrize("target", ["path", "binary", "text"])
+class RawWriter(io.BytesIO):
+    """A raw stream: each write takes at most 7 bytes and says how many it took."""
+
+    def write(self, data):
+        return super().write(bytes(data)[:7])
+
+
+@pytest.mark.parametrize("target", ["path", "binary", "text", "raw"])
 def test_csv_round_trip(tmp_path, target):
     table = check_table(sample_document())
-    out = {"path": tmp_path / "t.csv", "binary": io.BytesIO(), "text": io.StringIO()}[target]
+    out = {"path": tmp_path / "t.csv", "binary": io.BytesIO(), "text": io.StringIO()}.get(
+        target, RawWriter()
+    )
     table.to_csv(out)
     if target == "path":
         text = out.read_text(encoding="utf-8")
@@ -296,7 +309,6 @@ def test_csv_round_trip(tmp_path, target):
             assert cell == "" if value is None else same(type(value)(cell), value)
 
 
-DATA = Path(__file__).parent / "data"
 NAMES = itemgetter("section_name", "member", "position", "reinforced_section", "extreme_name")
 
 
@@ -347,17 +359,49 @@ def test_a_model_the_results_do_not_belong_to(sections, message):
         check_table(data, model=DATA / "rcs-input-synthetic.xml")
 
 
+def full_disk(*args):
+    raise OSError(errno.ENOSPC, "No space left on device")
+
+
+@pytest.mark.parametrize("fault", ["device", "flush", "rename"])
+def test_a_failed_csv_export_raises_and_leaves_the_target_as_it_was(tmp_path, monkeypatch, fault):
+    table = check_table(sample_document())
+    target = tmp_path / "t.csv"
+    target.write_text("earlier")
+    if fault == "device":
+        (tmp_path / "full.csv").symlink_to("/dev/full")
+        with pytest.raises(OSError, match="No space left"):
+            table.to_csv(tmp_path / "full.csv")
+        os.remove(tmp_path / "full.csv")
+    else:
+        monkeypatch.setattr(os, {"flush": "fsync", "rename": "replace"}[fault], full_disk)
+        with pytest.raises(OSError, match="No space left"):
+            table.to_csv(target)
+    assert os.listdir(tmp_path) == ["t.csv"] and target.read_text() == "earlier"
+
+
+CAPACITY = ("Capacity", "Capacity", "Passed", "0.5", ())
+BEYOND_64_BITS = document({2**64: [extreme(CAPACITY)], 3: [extreme(CAPACITY)]})
 BAD = [
     (dict(families=["Capacity", "Concrete"]), ValueError, "known families: Capacity, Response"),
     (dict(sections=[1, 9]), ParsingError, "section with id '9' is not available"),
     (dict(units="imperial"), ValueError, "units must be 'SI' or 'engineering'"),
+    (dict(sections=[10**20]), ParsingError, "section with id '100000000000000000000' is not"),
+    (dict(source=BEYOND_64_BITS), ValueError, "section 18446744073709551616: the id does not fit"),
+    (dict(source=BEYOND_64_BITS, sections=[2**64]), ValueError, "the id does not fit"),
+    (dict(source=DATA / "iom-rcs-ImportOpenModel.xml"), ValueError, r"input XML \(<OpenModel>\)"),
 ]
 
 
 @pytest.mark.parametrize("kwargs, error, message", BAD)
 def test_bad_arguments(kwargs, error, message):
+    kwargs = dict(kwargs)
     with pytest.raises(error, match=message):
-        check_table(sample_document(), **kwargs)
+        check_table(kwargs.pop("source", sample_document()), **kwargs)
+
+
+def test_a_section_id_beyond_the_tables_ids_is_refused_only_when_kept():
+    assert check_table(BEYOND_64_BITS, sections=[3]).column("section") == [3]
 
 
 def test_families_without_a_reader_are_rows_too():
@@ -396,10 +440,12 @@ def run(tmp_path, capsys, *argv):
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.txt"], 2),
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/no/such/dir/out.csv"], 2),
         (GOVERNING, ["summary", "{tmp}/r.xml", "--model", "{tmp}/missing.xml"], 2),
+        (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/full.csv"], 2),
     ],
 )
 def test_cli_exit_status(tmp_path, capsys, data, argv, status):
     (tmp_path / "r.xml").write_bytes(data)
+    (tmp_path / "full.csv").symlink_to("/dev/full")
     got, out = run(tmp_path, capsys, *argv)
     assert got == status
     if status == 2:

@@ -9,17 +9,26 @@
 #include <string>
 #include <vector>
 
+#include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
+#include "bindings/idea_rcs_drawing.hpp"
 #include "bindings/model.hpp"
+#include "core/cross_section_geometry.hpp"
 #include "core/error.hpp"
 #include "core/json.hpp"
-#include "core/cross_section_geometry.hpp"
 #include "core/validate.hpp"
 
 namespace nb = nanobind;
 using namespace nb::literals;
 
 namespace marlox::py {
+
+json::Value document(nb::handle model) {
+    nb::object text = nb::module_::import_("json").attr("dumps")(model.attr("_serialize")());
+    const std::string json = nb::cast<std::string>(text);
+    nb::gil_scoped_release release;
+    return json::parse(json);
+}
 
 namespace {
 
@@ -60,14 +69,6 @@ std::string finding_text(const Finding &f) {
            object_text(f) + (f.field.empty() ? "" : ", " + f.field) + ": " + f.message;
 }
 
-// The model as the core reads it: the document that `_serialize()` makes.
-json::Value document(nb::handle model) {
-    nb::object text = nb::module_::import_("json").attr("dumps")(model.attr("_serialize")());
-    const std::string json = nb::cast<std::string>(text);
-    nb::gil_scoped_release release;
-    return json::parse(json);
-}
-
 std::vector<Finding> findings(nb::handle model) {
     const json::Value doc = document(model);
     nb::gil_scoped_release release;
@@ -94,8 +95,7 @@ nb::list ensure_valid(nb::handle self) {
     for (const std::string &e : errors) message += "\n  " + e;
     nb::object error = model_error_class()(message);
     error.attr("findings") = error_findings;
-    PyErr_SetObject(model_error_class().ptr(), error.ptr());
-    throw nb::python_error();
+    raise_error(error);
 }
 
 // The list of `self` that holds `item` (by identity) and its index there.
@@ -123,7 +123,9 @@ nb::list points(const std::vector<geometry::Point> &polyline) {
     return out;
 }
 
-nb::object plot(nb::handle self, nb::handle item, nb::handle ax, bool with_findings) {
+}  // namespace
+
+Picture picture(nb::handle self, nb::handle item, bool with_findings, const char *operation) {
     nb::handle target_item = item;
     nb::object member = nb::module_::import_("marlox.external.idea_rcs.idea_rcs").attr("Member");
     nb::object check_section;
@@ -132,23 +134,41 @@ nb::object plot(nb::handle self, nb::handle item, nb::handle ax, bool with_findi
         target_item = check_section;
     }
     if (!nb::isinstance<ModelBase>(self))
-        fail(ErrorKind::Type,
-             "plot: expected a model, not " + std::string(nb::inst_name(self).c_str()));
+        fail(ErrorKind::Type, std::string(operation) + ": expected a model, not " +
+                                  std::string(nb::inst_name(self).c_str()));
     cross_section::Target target;
     size_t index;
     if (!locate(nb::cast<ModelBase &>(self), target_item, target, index))
         fail(ErrorKind::Value,
-             "plot: " + std::string(nb::inst_name(item).c_str()) +
+             std::string(operation) + ": " + std::string(nb::inst_name(item).c_str()) +
                  " is not a cross-section, reinforced cross-section, check section or member of "
                  "this model");
-    const json::Value doc = document(self);
-    cross_section::Drawing drawing;
+    Picture out;
+    out.document = document(self);
+    out.target = target;
+    out.index = index;
     std::vector<Finding> found;
     {
         nb::gil_scoped_release release;
-        drawing = cross_section::draw(doc, target, index);
-        if (with_findings) found = validate::check(doc);
+        out.drawing = cross_section::draw(out.document, target, index);
+        if (with_findings) found = validate::check(out.document);
     }
+    for (const Finding &f : found) {
+        bool concerns = false;
+        for (const auto &[type, id] : out.drawing.objects)
+            concerns = concerns || (f.has_id && f.type == type && f.id == id);
+        if (concerns && f.located)
+            out.marks.push_back(
+                {f.at, f.severity == validate::Severity::Error, f.field + ": " + f.message});
+    }
+    return out;
+}
+
+namespace {
+
+nb::object plot(nb::handle self, nb::handle item, nb::handle ax, bool with_findings) {
+    const Picture made = picture(self, item, with_findings, "plot");
+    const cross_section::Drawing &drawing = made.drawing;
     nb::dict data;
     data["title"] = drawing.title;
     data["outline_drawn"] = drawing.outline_drawn;
@@ -159,15 +179,9 @@ nb::object plot(nb::handle self, nb::handle item, nb::handle ax, bool with_findi
         bars.append(nb::make_tuple(bar.centre.y, bar.centre.z, bar.diameter));
     for (const auto &stirrup : drawing.stirrups)
         stirrups.append(nb::make_tuple(points(stirrup.points), stirrup.diameter));
-    for (const Finding &f : found) {
-        bool concerns = false;
-        for (const auto &[type, id] : drawing.objects)
-            concerns = concerns || (f.has_id && f.type == type && f.id == id);
-        if (concerns && f.located)
-            marks.append(nb::make_tuple(
-                f.at.y, f.at.z, f.severity == validate::Severity::Error ? "error" : "warning",
-                f.field + ": " + f.message));
-    }
+    for (const svg::Mark &mark : made.marks)
+        marks.append(
+            nb::make_tuple(mark.at.y, mark.at.z, mark.error ? "error" : "warning", mark.text));
     data["outlines"] = outlines;
     data["openings"] = openings;
     data["bars"] = bars;
@@ -194,7 +208,7 @@ void bind_validate(nb::module_ &m) {
         "A model that is not fit to run: raised by ``ensure_valid()``. The message lists every "
         "error; ``findings`` holds them as ``Finding`` objects.",
         PyExc_ValueError, nullptr);
-    if (error == nullptr) throw nb::python_error();
+    if (error == nullptr) throw_python();
     model_error_class() = nb::steal(error);
     m.attr("ModelError") = model_error_class();
 

@@ -7,20 +7,20 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "core/schema.hpp"
 #include "core/cross_section_geometry.hpp"
+#include "core/schema.hpp"
 
 namespace marlox::validate {
 
 namespace {
 
+using cross_section::kTolerance;
+using cross_section::number;
+using cross_section::show;
 using geometry::Point;
 using json::Value;
 using schema::Field;
 using schema::Kind;
-using cross_section::kTolerance;
-using cross_section::number;
-using cross_section::show;
 
 constexpr const char *kLists[][2] = {
     {"mat_concrete_list", "MatConcrete"},
@@ -349,7 +349,8 @@ class Checker {
         cross_section::Shape shape;
         double id;
         if (cross_section::reference(rcs, "CrossSection", id))
-            if (const Value *cs = lookup("cross_section_list", id)) shape = cross_section::shape(*cs);
+            if (const Value *cs = lookup("cross_section_list", id))
+                shape = cross_section::shape(*cs);
         bars(c, rcs, shape);
         stirrups(c, rcs, shape);
     }
@@ -524,9 +525,9 @@ class Checker {
                 any = any || (loading != nullptr && !loading->is_null());
             }
             if (!any)
-                error(
-                    c, "extremes[" + std::to_string(i) + "]",
-                    "The extreme '" + cross_section::text(extreme, "Description") + "' has no loading.");
+                error(c, "extremes[" + std::to_string(i) + "]",
+                      "The extreme '" + cross_section::text(extreme, "Description") +
+                          "' has no loading.");
         }
     }
 

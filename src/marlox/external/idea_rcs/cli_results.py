@@ -235,8 +235,13 @@ def _table(args: argparse.Namespace) -> int:
 @contextlib.contextmanager
 def _replacing(path: str) -> Iterator[IO[bytes]]:
     """A binary file that takes the place of `path` only when written whole: written under a
-    temporary name beside it, renamed at the end, removed on any failure."""
+    temporary name beside it, renamed at the end, removed on any failure. A device or a pipe
+    is written in place."""
     target = Path(path)
+    if target.exists() and not target.is_file():
+        with open(target, "wb") as out:
+            yield out
+        return
     fd, temporary = tempfile.mkstemp(prefix=f".{target.name}.", dir=target.parent or ".")
     try:
         with os.fdopen(fd, "wb") as out:
