@@ -25,17 +25,26 @@ class Page(HTMLParser):
     def __init__(self, html):
         super().__init__()
         self.drawings, self.failed_rows, self.text, self.open = 0, [], [], []
+        self.void = {"br", "meta", "path", "circle", "line", "polyline", "polygon", "rect"}
         self.feed(html)
 
     def handle_starttag(self, tag, attrs):
         attrs = dict(attrs)
-        self.drawings += tag == "svg" and "section-drawing" in attrs.get("class", "")
+        self.drawings += tag == "svg" and self.open[-1:] == ["figure"]
         if tag == "tr" and attrs.get("class") == "failed":
             self.failed_rows.append([])
-        self.open.append(tag)
+        if tag not in self.void:
+            self.open.append(tag)
+
+    def handle_startendtag(self, tag, attrs):
+        self.handle_starttag(tag, attrs)
+        if tag not in self.void:
+            self.open.pop()
 
     def handle_endtag(self, tag):
-        self.open.pop()
+        if tag not in self.void:
+            while self.open and self.open.pop() != tag:
+                pass
 
     def handle_data(self, data):
         self.text.append(data)

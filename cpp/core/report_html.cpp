@@ -12,6 +12,7 @@
 #include "core/cross_section_geometry.hpp"
 #include "core/error.hpp"
 #include "core/governing.hpp"
+#include "core/svg_drawing.hpp"
 #include "core/table_html.hpp"
 
 namespace marlox::report {
@@ -364,64 +365,6 @@ void materials(Out &out, const Value &model) {
     material_table(out, model, "mat_reinforcement_list", steel, std::size(steel));
 }
 
-// The drawing of a reinforced section as inline SVG, y to the right and z up, in millimetres.
-void svg(Out &out, const cross_section::Drawing &d) {
-    double y0 = INFINITY, y1 = -INFINITY, z0 = INFINITY, z1 = -INFINITY;
-    auto extend = [&](cross_section::Point p, double r) {
-        y0 = std::min(y0, p.y - r), y1 = std::max(y1, p.y + r);
-        z0 = std::min(z0, p.z - r), z1 = std::max(z1, p.z + r);
-    };
-    for (const auto &ring : d.outlines)
-        for (const auto &p : ring) extend(p, 0);
-    for (const auto &b : d.bars) extend(b.centre, b.diameter / 2);
-    for (const auto &s : d.stirrups)
-        for (const auto &p : s.points) extend(p, s.diameter / 2);
-    if (!(y0 < y1) || !(z0 < z1)) {
-        out << "<p class=\"muted\">Nothing to draw.</p>";
-        return;
-    }
-    const double m = 1e3, pad = 0.06 * std::max(y1 - y0, z1 - z0);
-    const double w = (y1 - y0 + 2 * pad) * m, h = (z1 - z0 + 2 * pad) * m;
-    const double scale = 260.0 / std::max(w, h);  // pixels per millimetre on screen
-    auto Y = [&](double y) { return num((y - y0 + pad) * m, 6); };
-    auto Z = [&](double z) { return num((z1 - z + pad) * m, 6); };
-    out << "<svg xmlns=\"http://www.w3.org/2000/svg\" role=\"img\" class=\"section-drawing\" "
-           "width=\""
-        << num(w * scale, 4) << "\" height=\"" << num(h * scale, 4) << "\" viewBox=\"0 0 "
-        << num(w, 6) << " " << num(h, 6) << "\"><title>";
-    out.text(d.title) << "</title>";
-    auto ring_path = [&](const std::vector<cross_section::Point> &ring) {
-        std::string p;
-        for (std::size_t i = 0; i < ring.size(); ++i) {
-            p += (i == 0 ? "M" : "L") + Y(ring[i].y) + " " + Z(ring[i].z);
-        }
-        return p + "Z";
-    };
-    std::string concrete;
-    for (const auto &ring : d.outlines) concrete += ring_path(ring);
-    for (const auto &ring : d.openings) concrete += ring_path(ring);
-    if (!concrete.empty()) {
-        out << "<path d=\"" << concrete
-            << "\" fill=\"#d9d9d9\" fill-rule=\"evenodd\" stroke=\"#555\" stroke-width=\""
-            << num(w / 300, 3) << "\"/>";
-    }
-    for (const auto &s : d.stirrups) {
-        std::string p;
-        for (std::size_t i = 0; i < s.points.size(); ++i) {
-            p += (i == 0 ? "M" : "L") + Y(s.points[i].y) + " " + Z(s.points[i].z);
-        }
-        out << "<path d=\"" << p << "\" fill=\"none\" stroke=\"#2e7d32\" stroke-width=\""
-            << num(s.diameter * m, 4) << "\"/>";
-    }
-    for (const auto &b : d.bars) {
-        out << "<circle cx=\"" << Y(b.centre.y) << "\" cy=\"" << Z(b.centre.z) << "\" r=\""
-            << num(b.diameter * m / 2, 4) << "\" fill=\"#1f4e9c\"><title>&#216;"
-            << num(b.diameter * m, 3) << " at (" << num(b.centre.y * m, 4) << ", "
-            << num(b.centre.z * m, 4) << ") mm</title></circle>";
-    }
-    out << "</svg>";
-}
-
 void reinforced_sections(Out &out, const Value &model) {
     out << "<h2 id=\"sections\">3 Reinforced sections</h2>";
     const auto list = cross_section::objects(model, "reinforced_cross_section_list");
@@ -436,9 +379,10 @@ void reinforced_sections(Out &out, const Value &model) {
                               : nullptr;
         out << "<div class=\"section\"><h3>";
         out.text(cross_section::text(rcs, "Name"));
-        out << "</h3><figure>";
-        svg(out, d);
-        out << "<figcaption>";
+        out << "</h3><figure class=\"section-drawing\">";
+        svg::Options drawing;
+        drawing.title = false;
+        out << svg::section(d, {}, drawing) << "<figcaption>";
         out.text(cross_section::text(rcs, "Name"));
         out << ": concrete grey, bars blue, stirrups green</figcaption></figure>";
         // Properties: the section, the bars by diameter, their area and the least cover.
