@@ -72,7 +72,7 @@ def write_report(
     :raises ImportError: for a PDF without WeasyPrint.
     """
     from marlox import __version__
-    from marlox.external.idea_rcs.idea_rcs import _write_report_html, check_table
+    from marlox.external.idea_rcs.idea_rcs import OpenModel, _write_report_html, check_table
 
     target = Path(output)
     suffix = target.suffix.lower()
@@ -91,7 +91,8 @@ def write_report(
         "version": __version__,
         "created": datetime.datetime.now(datetime.UTC).strftime("%Y-%m-%d %H:%M UTC"),
     }
-    source_model = model if model_path is None else model_path
+    # the input XML read once, for the table's names and for the page
+    source_model = model if model_path is None else OpenModel.from_xml(model_path)
     table = check_table(results_path, model=source_model, units="engineering")
     with _temporary_beside(target, ".html") as page:
         with open(page, "wb") as stream:
