@@ -34,6 +34,7 @@ from marlox.external.idea_rcs import OpenModel, RcsOutputFileParser, check_table
 from marlox.external.idea_rcs.cli import main
 
 DATA = pathlib.Path(__file__).resolve().parent / "data"
+INPUT_XML = (DATA / "iom-rcs-ImportOpenModel.xml").read_bytes()
 
 
 def check_item(xsi_type, check, own, result="Passed", check_value="0.5"):
@@ -441,7 +442,16 @@ def run(tmp_path, capsys, *argv):
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/no/such/dir/out.csv"], 2),
         (GOVERNING, ["summary", "{tmp}/r.xml", "--model", "{tmp}/missing.xml"], 2),
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/full.csv"], 2),
+        # Well-formed, but without check rows: nothing to summarise, never a traceback.
+        (b"<r/>", ["summary", "{tmp}/r.xml"], 2),
+        (INPUT_XML, ["summary", "{tmp}/r.xml"], 2),
+        (GOVERNING, ["summary", "{tmp}/r.xml", "--families", "Deflection"], 2),
+        (INPUT_XML, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.csv"], 2),
+        (GOVERNING, ["summary", "{tmp}/r.xml", "--sections", "99999999999999999999"], 2),
+        (b'<?xml version="1.0" encoding="x-unknown"?><r/>', ["summary", "{tmp}/r.xml"], 2),
+        (b'<?xml version="1.0" encoding="x-unknown"?><r/>', ["inventory", "{tmp}/r.xml"], 2),
     ],
+    ids=lambda value: " ".join(value) if isinstance(value, list) else "",
 )
 def test_cli_exit_status(tmp_path, capsys, data, argv, status):
     (tmp_path / "r.xml").write_bytes(data)
@@ -450,6 +460,8 @@ def test_cli_exit_status(tmp_path, capsys, data, argv, status):
     assert got == status
     if status == 2:
         assert out.err.count("\n") == 1 and out.err.startswith("marlox-rcs: error: ")
+    if argv[0] == "table" and status == 2:
+        assert not (tmp_path / "out.csv").exists()
     if argv[-1].endswith(".arrow"):
         assert (
             pa.ipc.open_file(tmp_path / "out.arrow").read_all().column("section").to_pylist()
@@ -500,6 +512,17 @@ def test_table_outputs_carry_units_and_only_what_was_asked(tmp_path, capsys, out
     assert ("governing" in header) is False and ("items" in header) is governing
     # nothing but the output beside the input: no temporary file left
     assert sorted(p.name for p in tmp_path.iterdir()) == sorted(["r.xml", output])
+
+
+@pytest.mark.parametrize("fault", [KeyError("check"), TypeError("not iterable")])
+def test_a_fault_of_the_program_keeps_its_traceback(tmp_path, capsys, monkeypatch, fault):
+    def broken(*args, **kwargs):
+        raise fault
+
+    monkeypatch.setattr("marlox.external.idea_rcs.check_table", broken)
+    (tmp_path / "r.xml").write_bytes(GOVERNING)
+    with pytest.raises(type(fault)):
+        run(tmp_path, capsys, "summary", "{tmp}/r.xml")
 
 
 def test_a_truncated_file_raises_the_streaming_parsers_error():

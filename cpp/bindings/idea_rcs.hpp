@@ -43,7 +43,4 @@ void bind_report(nb::module_ &m);
 // OpenModel.from_xml: input XML read back into a model.
 void bind_reader(nb::module_ &m);
 
-// _expat_floor, a diagnostic for the benchmarks.
-void bind_floor(nb::module_ &m);
-
 }  // namespace marlox::py

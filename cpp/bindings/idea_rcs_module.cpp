@@ -24,5 +24,4 @@ NB_MODULE(idea_rcs, m) {
     marlox::py::bind_table(m);
     marlox::py::bind_report(m);
     marlox::py::bind_reader(m);
-    marlox::py::bind_floor(m);
 }

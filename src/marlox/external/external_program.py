@@ -164,6 +164,7 @@ class ExternalProgram:
         self._version = version
         self._job_id: str | None = None
         self._results: dict[str, bytes] | None = None
+        self._failure: str | None = None  # why the last execute() left no results
 
     @property
     def integration(self) -> str:
@@ -200,6 +201,7 @@ class ExternalProgram:
         body = dict(self._generate_job_content())
         jobs = _PlatformJobs() if core._platform() is not None else _LocalJobs()
         self._results = None
+        self._failure = "it did not complete"  # until it has, or the failure is known
         started = time.monotonic()
         deadline = started + timeout
 
@@ -222,10 +224,11 @@ class ExternalProgram:
             now = time.monotonic()
             if now >= deadline:
                 self._cancel(jobs, job_id)
-                raise ExecutionError(
+                self._failure = (
                     f"The job {job_id} ({self._integration}) did not finish within "
                     f"{timeout:g} s (waited {now - started:.1f} s; it is {status['status']})"
                 )
+                raise ExecutionError(self._failure)
             if now >= next_report:
                 stage = status.get("message") or ""
                 log.info(
@@ -244,11 +247,17 @@ class ExternalProgram:
             message = status.get("message")
             message = message if isinstance(message, str) else ""
             log.debug("job %s (%s) failed: %s", job_id, self._integration, message)
-            self._handle_execution_error(message)
-            raise ExecutionError(message or f"The job {job_id} ({self._integration}) failed")
+            self._failure = message or f"The job {job_id} ({self._integration}) failed"
+            try:
+                self._handle_execution_error(message)
+            except Exception as error:
+                self._failure = str(error) or self._failure
+                raise
+            raise ExecutionError(self._failure)
         self._results = {
             field: jobs.result(job_id, field, max(left(), 0.001)) for field in status["results"]
         }
+        self._failure = None
         waited = time.monotonic() - started
         log.debug("job %s (%s) finished after %.1f s", job_id, self._integration, waited)
 
@@ -263,6 +272,8 @@ class ExternalProgram:
         """The bytes of the result field ``field`` of the executed job: a :class:`io.BytesIO`
         at its start, or a :class:`marlox.core.File` when ``as_file`` is true."""
         if self._results is None:
+            if self._failure is not None:
+                raise ExecutionError(f"The job has no results: its run failed: {self._failure}")
             raise ExecutionError("The job has no results: call execute() first")
         if field not in self._results:
             raise ExecutionError(f"The job {self._job_id} returned no result field '{field}'")

@@ -5,13 +5,15 @@ from __future__ import annotations
 
 from typing import IO, Any
 
+from .cli_errors import UserError
+
 
 def require_openpyxl() -> None:
-    """ValueError naming the extra when openpyxl is not installed (before any file is read)."""
+    """UserError naming the extra when openpyxl is not installed (before any file is read)."""
     try:
         import openpyxl  # noqa: F401
     except ImportError:
-        raise ValueError("writing .xlsx needs openpyxl: pip install 'marlox[excel]'") from None
+        raise UserError("writing .xlsx needs openpyxl: pip install 'marlox[excel]'") from None
 
 
 def header(table: Any) -> list[str]:

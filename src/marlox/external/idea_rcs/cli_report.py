@@ -6,8 +6,10 @@ from __future__ import annotations
 import argparse
 import sys
 
+from .cli_errors import UserError, reading, writing
 
-def add_commands(subparsers: argparse._SubParsersAction) -> None:
+
+def add_commands(subparsers: argparse._SubParsersAction[argparse.ArgumentParser]) -> None:
     report = subparsers.add_parser(
         "report",
         help="the calculation report of a result file and its model, HTML or PDF",
@@ -30,8 +32,9 @@ def _report(args: argparse.Namespace) -> int:
     from marlox.external.idea_rcs.report import write_report
 
     try:
-        path = write_report(args.file, args.model, args.output)
+        with reading(args.file), writing(args.output):
+            path = write_report(args.file, args.model, args.output)
     except ImportError as error:  # the optional extra of the PDF
-        raise ValueError(str(error)) from None
+        raise UserError(str(error)) from None
     print(f"report written to {path}", file=sys.stderr)
     return 0

@@ -5,12 +5,19 @@ from __future__ import annotations
 
 import argparse
 import contextlib
+import importlib
 import os
+import stat
 import sys
 import tempfile
-from collections.abc import Iterator
+from collections.abc import Callable, Iterator
 from pathlib import Path
-from typing import IO
+from typing import TYPE_CHECKING, Any
+
+if TYPE_CHECKING:
+    from .idea_rcs import CheckTable
+
+from .cli_errors import UserError, reading, writing
 
 #: Exit status of ``summary`` when any check failed.
 EXIT_FAILED = 1
@@ -39,7 +46,7 @@ def _count(text: str) -> int:
     return value
 
 
-def add_commands(subparsers: argparse._SubParsersAction) -> None:
+def add_commands(subparsers: argparse._SubParsersAction[argparse.ArgumentParser]) -> None:
     common = argparse.ArgumentParser(add_help=False)
     common.add_argument("file", help="result XML written by IDEA StatiCa RCS")
     common.add_argument(
@@ -88,7 +95,7 @@ def add_commands(subparsers: argparse._SubParsersAction) -> None:
     table = subparsers.add_parser(
         "table",
         parents=[common],
-        help="the check table to CSV, Parquet or Arrow",
+        help="the check table to CSV, Excel, Parquet or Arrow",
         description="Write one row per section, extreme and check item (or with --governing "
         "the governing rows). Excel needs openpyxl, Parquet and Arrow (IPC file) pyarrow.",
     )
@@ -116,7 +123,7 @@ def add_commands(subparsers: argparse._SubParsersAction) -> None:
 
 
 @contextlib.contextmanager
-def _progress(path: str) -> Iterator[object]:
+def _progress(path: str) -> Iterator[Callable[[int], object] | None]:
     """A progress bar on stderr while the file is read, when stderr is a terminal."""
     if not sys.stderr.isatty():
         yield None
@@ -128,10 +135,10 @@ def _progress(path: str) -> Iterator[object]:
         yield bar.update
 
 
-def _read(args: argparse.Namespace):
+def _read(args: argparse.Namespace) -> CheckTable:
     from marlox.external.idea_rcs import check_table
 
-    with _progress(args.file) as progress:
+    with reading(args.file), _progress(args.file) as progress:
         return check_table(
             args.file,
             sections=args.sections,
@@ -145,10 +152,13 @@ def _read(args: argparse.Namespace):
 def _summary(args: argparse.Namespace) -> int:
     table = _read(args)
     every = table.governing(per_family=args.per_family).to_pylist()
+    if not every:
+        which = f"{', '.join(args.families)} " if args.families else ""
+        raise UserError(f"{args.file}: no {which}check results in this file")
     rows = _chosen(every, args)
     named = args.model is not None
-    headers = ("section", *(("name",) if named else ()), "family", "extreme", "check", "result")
-    headers += ("check value", "failed", "errors", "not done")
+    headers: tuple[str, ...] = ("section", *(("name",) if named else ()), "family", "extreme")
+    headers += ("check", "result", "check value", "failed", "errors", "not done")
     shown = {row["section"] for row in rows if row.get("governing", True)}
     lines = [
         (
@@ -184,7 +194,7 @@ def _summary(args: argparse.Namespace) -> int:
     return EXIT_FAILED if failed else 0
 
 
-def _chosen(rows: list[dict], args: argparse.Namespace) -> list[dict]:
+def _chosen(rows: list[dict[str, Any]], args: argparse.Namespace) -> list[dict[str, Any]]:
     """The governing rows that the filters keep, worst first."""
     if args.failed_only:
         rows = [row for row in rows if row["failed_items"]]
@@ -197,60 +207,75 @@ def _chosen(rows: list[dict], args: argparse.Namespace) -> list[dict]:
 def _table(args: argparse.Namespace) -> int:
     suffix = Path(args.output).suffix.lower()
     if suffix not in _OUTPUTS:
-        raise ValueError(f"the output must end in {', '.join(_OUTPUTS)}: {args.output}")
-    pa = None
+        raise UserError(f"the output must end in {', '.join(_OUTPUTS)}: {args.output}")
+    pa: Any = None
     if suffix != ".csv":
         try:
-            import pyarrow as pa
+            pa = importlib.import_module("pyarrow")
         except ImportError:
             message = f"writing {suffix} needs pyarrow: pip install 'marlox[arrow]'"
-            raise ValueError(message) from None
+            raise UserError(message) from None
     if suffix == ".xlsx":
-        from marlox.external.idea_rcs.cli_excel import require_openpyxl
+        from .cli_excel import require_openpyxl
 
         require_openpyxl()
     checks = _read(args)
     table = checks.governing(per_family=args.per_family) if args.governing else checks
-    with _replacing(args.output) as out:
-        if suffix == ".csv":
-            if args.excel:
-                out.write("\ufeff".encode())
-            table.to_csv(out)
-        elif suffix == ".xlsx":
-            from marlox.external.idea_rcs.cli_excel import write_xlsx
+    with writing(args.output):
+        if suffix == ".csv" and not args.excel:
+            table.to_csv(args.output)  # under a temporary name, renamed when complete
+        elif suffix in (".csv", ".xlsx"):
+            with _replacing(args.output) as temporary, open(temporary, "wb") as out:
+                if suffix == ".xlsx":
+                    from .cli_excel import write_xlsx
 
-            write_xlsx(table, out)
-        elif suffix == ".parquet":
-            import pyarrow.parquet
-
-            pyarrow.parquet.write_table(pa.table(table), out)
+                    write_xlsx(table, out)
+                else:
+                    out.write("\ufeff".encode())  # so that spreadsheet programs read UTF-8
+                    table.to_csv(out)
         else:
             data = pa.table(table)
-            with pa.ipc.new_file(out, data.schema) as writer:
-                writer.write_table(data)
+            with _replacing(args.output) as temporary:
+                if suffix == ".parquet":
+                    import pyarrow.parquet
+
+                    pyarrow.parquet.write_table(data, temporary)
+                else:
+                    with pa.OSFile(temporary, "wb") as sink:
+                        with pa.ipc.new_file(sink, data.schema) as writer:
+                            writer.write_table(data)
     print(f"{len(table)} rows written to {args.output}", file=sys.stderr)
     return 0
 
 
 @contextlib.contextmanager
-def _replacing(path: str) -> Iterator[IO[bytes]]:
-    """A binary file that takes the place of `path` only when written whole: written under a
-    temporary name beside it, renamed at the end, removed on any failure. A device or a pipe
-    is written in place."""
-    target = Path(path)
-    if target.exists() and not target.is_file():
-        with open(target, "wb") as out:
-            yield out
+def _replacing(path: str) -> Iterator[str]:
+    """A temporary name beside ``path`` to write to; renamed to ``path`` when the block ends
+    without an error, removed when it fails, so that ``path`` never holds a partial file."""
+    target = os.path.realpath(path)
+    if os.path.exists(target) and not os.path.isfile(target):  # a device or a pipe: in place
+        yield target
         return
-    fd, temporary = tempfile.mkstemp(prefix=f".{target.name}.", dir=target.parent or ".")
+    directory, name = os.path.split(target)
+    fd, temporary = tempfile.mkstemp(dir=directory, prefix=f".{name}.", suffix=".tmp")
+    os.close(fd)
     try:
-        with os.fdopen(fd, "wb") as out:
-            yield out
-        umask = os.umask(0)
-        os.umask(umask)
-        os.chmod(temporary, 0o666 & ~umask)  # as a file opened for writing would be
+        yield temporary
+        with open(temporary, "rb") as written:
+            os.fsync(written.fileno())
+        os.chmod(temporary, _mode_for(target))
         os.replace(temporary, target)
     except BaseException:
         with contextlib.suppress(OSError):
             os.unlink(temporary)
         raise
+
+
+def _mode_for(target: str) -> int:
+    """The permissions of the file being replaced, else those a new file gets."""
+    try:
+        return stat.S_IMODE(os.stat(target).st_mode)
+    except FileNotFoundError:
+        umask = os.umask(0)
+        os.umask(umask)
+        return 0o666 & ~umask
