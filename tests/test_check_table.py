@@ -9,6 +9,7 @@ import io
 import math
 import os
 import pathlib
+import pickle
 import sys
 import xml.etree.ElementTree as ET
 from collections import defaultdict
@@ -30,7 +31,7 @@ from result_documents import (
 )
 
 from marlox.errors import ParsingError
-from marlox.external.idea_rcs import OpenModel, RcsOutputFileParser, check_table
+from marlox.external.idea_rcs import OpenModel, RcsOutputFileParser, ResultTable, check_table
 from marlox.external.idea_rcs.cli import main
 
 DATA = pathlib.Path(__file__).resolve().parent / "data"
@@ -267,8 +268,24 @@ def test_a_table_of_many_chunks_reads_back_whole():
         "check_value": [None if i % 3 == 0 else float(i) for i in range(70_000)],
         "result": [None if i % 5 == 0 else "Passed" for i in range(70_000)],
     }
+    copy = pickle.loads(pickle.dumps(table))  # as a Dask worker hands a table back
     for name, values in expected.items():
         assert read.column(name).to_pylist() == table.column(name) == values
+        assert copy.column(name) == values
+    assert copy.units == table.units and len(copy.overall) == len(table.overall)
+
+
+def test_a_pickled_table_is_the_same_table():
+    table = check_table(sample_document(), units="engineering")
+    for original in (table, table.governing(per_family=True), table.overall):
+        copy = pickle.loads(pickle.dumps(original))
+        assert type(copy) is type(original)
+        assert pa.table(copy).equals(pa.table(original))  # types, units, values, nulls
+    assert pickle.loads(pickle.dumps(table)).unit_system == "engineering"
+    state = table.governing().__getstate__()
+    for bad in (b"", state[:-1], state + b"x", state.replace(b"marlox", b"marlix")):
+        with pytest.raises(ValueError, match="not a table written by to_bytes"):
+            ResultTable.__new__(ResultTable).__setstate__(bad)
 
 
 @pytest.mark.parametrize("library", ["pandas", "polars"])

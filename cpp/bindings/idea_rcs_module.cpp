@@ -23,5 +23,6 @@ NB_MODULE(idea_rcs, m) {
     marlox::py::bind_results(m);
     marlox::py::bind_table(m);
     marlox::py::bind_report(m);
+    marlox::py::bind_study(m);
     marlox::py::bind_reader(m);
 }

@@ -46,7 +46,8 @@ def main(argv: Sequence[str] | None = None) -> int:
     """Run one command; returns the exit status."""
     args = build_parser().parse_args(argv)
     try:
-        return args.func(args)
+        status: int = args.func(args)
+        return status
     except UserError as error:
         print(f"marlox-rcs: error: {error}", file=sys.stderr)
         return EXIT_USAGE

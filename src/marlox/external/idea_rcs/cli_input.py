@@ -14,7 +14,7 @@ from .cli_errors import reading
 from .idea_rcs import Finding, OpenModel, Severity
 
 
-def add_commands(subparsers: argparse._SubParsersAction) -> None:
+def add_commands(subparsers: argparse._SubParsersAction[argparse.ArgumentParser]) -> None:
     parser = subparsers.add_parser(
         "inventory",
         help="read an input XML and list its materials, sections, members and extremes",

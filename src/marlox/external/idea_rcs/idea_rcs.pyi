@@ -388,7 +388,7 @@ class _Model:
 
         Checked: references to objects that are not in the model; values (moduli, strengths, dimensions and diameters finite and positive, Poisson's ratio in [0, 0.5), relative humidity in (0, 100] per cent); outlines and openings (at least three points, not crossing themselves, openings inside their outline); bars inside the concrete and out of openings, not overlapping, with a cover of at least their diameter (a warning); stirrups inside the concrete, arcs included, and closed when they count for torsion (a warning); check sections with extremes, and extremes with a loading.
 
-        Parametric sections are checked against their bars where IDEA StatiCa RCS's placement (centroid on the origin) is certain: RECT, O and TG; the other types are not.
+        Parametric sections are checked against their bars where IDEA StatiCa RCS's placement (centroid on the origin) is certain, RECT, O and TG, and likewise TGREV, IGN and TRAPEZOID; the haunched and chamfered types are not.
         """
 
     def ensure_valid(self) -> list[Finding]:
@@ -434,6 +434,9 @@ class _Model:
 
     @property
     def extremes(self) -> list[marlox.external.idea_rcs.objects.CheckSectionExtreme]: ...
+
+    @property
+    def members(self) -> list[Member]: ...
 
     def __repr__(self) -> str: ...
 
@@ -701,6 +704,8 @@ class RectSection(SectionPrototype1D):
         The shape's dimensions [m] by their OpenModel parameter names, as a new dict.
         """
 
+    def __repr__(self) -> str: ...
+
 class GeneralShape(SectionPrototype1D):
     """
     A cross-section bounded by a polygon, with optional openings.
@@ -724,6 +729,8 @@ class GeneralShape(SectionPrototype1D):
         """
         The shape's dimensions [m] by their OpenModel parameter names, as a new dict.
         """
+
+    def __repr__(self) -> str: ...
 
 class Member:
     """Base class of all member types."""
@@ -1603,6 +1610,10 @@ class ResultTable:
 
     def __len__(self) -> int: ...
 
+    def __getstate__(self) -> object: ...
+
+    def __setstate__(self, state: object) -> None: ...
+
     @property
     def num_rows(self) -> int:
         """The number of rows."""
@@ -1694,6 +1705,10 @@ class CheckTable(ResultTable):
     "extreme_name".
     """
 
+    def __getstate__(self) -> object: ...
+
+    def __setstate__(self, state: object) -> None: ...
+
     @property
     def unit_system(self) -> str:
         """"SI" or "engineering", as asked for."""
@@ -1748,4 +1763,12 @@ def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.
 def _write_report_html(table: CheckTable, model: _Model | str | os.PathLike[str] | bytes | BinaryIO, stream: BinaryIO, sources: dict[str, str]) -> None:
     """
     Write the calculation report of `table` (read in engineering units with `model`) as one HTML page to the binary `stream`; `sources` names the input and result files with their SHA-256, the package version and the date (see marlox.external.idea_rcs.report).
+    """
+
+def _stack_tables(keys: Sequence[dict[str, int | float | bool | str | None]], tables: Sequence[ResultTable], like: ResultTable) -> ResultTable:
+    """
+    The rows of ``tables`` one after another, each led by the key columns of its table's dict in ``keys`` (the columns typed by their values: int, float (int and float mixed), bool or str; None where a value is missing). ``like`` gives the columns of the tables, also when there are none.
+
+    :raises TypeError: for a key value of another type, or of different types.
+    :raises ValueError: for a key named like a column of the tables, tables of other columns, or not as many keys as tables.
     """
