@@ -13,8 +13,9 @@ import datetime
 import hashlib
 import os
 import tempfile
+from collections.abc import Iterator
 from pathlib import Path
-from typing import IO, Any
+from typing import Any, BinaryIO
 
 _SUFFIXES = (".html", ".htm", ".pdf")
 
@@ -39,7 +40,7 @@ def _sha256(path: Path) -> str:
 
 
 @contextlib.contextmanager
-def _temporary_beside(target: Path, suffix: str):
+def _temporary_beside(target: Path, suffix: str) -> Iterator[Path]:
     """A temporary path beside `target`, removed unless it was renamed."""
     fd, name = tempfile.mkstemp(prefix=f".{target.name}.", suffix=suffix, dir=target.parent)
     os.close(fd)
@@ -106,7 +107,7 @@ def write_report(
     return target
 
 
-def report_html(results: str | os.PathLike[str], model: Any, stream: IO[bytes]) -> None:
+def report_html(results: str | os.PathLike[str], model: Any, stream: BinaryIO) -> None:
     """Write the HTML page of the report to the binary `stream` (no traceability of files)."""
     from marlox import __version__
     from marlox.external.idea_rcs.idea_rcs import _write_report_html, check_table
