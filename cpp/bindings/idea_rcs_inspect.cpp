@@ -10,6 +10,7 @@
 #include <cmath>
 #include <string>
 
+#include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
 #include "bindings/idea_rcs_drawing.hpp"
 #include "bindings/model.hpp"
@@ -22,11 +23,6 @@ using namespace nb::literals;
 namespace marlox::py {
 
 namespace {
-
-nb::object checked(PyObject *result) {
-    if (result == nullptr) throw nb::python_error();
-    return nb::steal(result);
-}
 
 // --- section properties ---------------------------------------------------------------------
 
@@ -110,7 +106,7 @@ double prototype_bound(nb::handle self, int which) {
 // --- reading a model ------------------------------------------------------------------------
 
 nb::list copy(const nb::list &list) {
-    return nb::borrow<nb::list>(checked(PySequence_List(list.ptr())));
+    return nb::borrow<nb::list>(steal_or_throw(PySequence_List(list.ptr())));
 }
 
 nb::list all_extremes(ModelBase &model) {

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
 #include "bindings/model.hpp"
 #include "core/error.hpp"
@@ -168,7 +169,7 @@ double dimension_value(const ShapeClass &cls, const char *name, nb::handle value
         fail(ErrorKind::Type, std::string(cls.name) + ": " + name + " must be a number, not " +
                                   nb::inst_name(value).c_str());
     const double out = PyFloat_AsDouble(value.ptr());
-    if (out == -1.0 && PyErr_Occurred()) throw nb::python_error();
+    if (out == -1.0 && PyErr_Occurred()) throw_python();
     return out;
 }
 

@@ -253,7 +253,8 @@ class Checker {
 
     // --- geometry ----------------------------------------------------------------------
 
-    // Whether the polyline at `key` of `object` encloses an area and does not cross itself.
+    // Whether the polyline `value` (the field `name`) encloses an area and does not cross
+    // itself, with its points in `polygon`; otherwise a finding that names it as `what`.
     bool ring(const Context &c, const std::string &name, const Value &value,
               std::vector<Point> &polygon, const char *what) {
         std::vector<geometry::Vertex> vertices;
