@@ -412,31 +412,46 @@ class _Model:
         """
 
     @property
-    def concrete_materials(self) -> list[marlox.external.idea_rcs.objects.MatConcrete]: ...
+    def concrete_materials(self) -> list[marlox.external.idea_rcs.objects.MatConcrete]:
+        """The concrete materials, in order. A new list."""
 
     @property
-    def reinforcement_materials(self) -> list[marlox.external.idea_rcs.objects.MatReinforcement]: ...
+    def reinforcement_materials(self) -> list[marlox.external.idea_rcs.objects.MatReinforcement]:
+        """The reinforcement materials, in order. A new list."""
 
     @property
-    def cross_sections(self) -> list[marlox.external.idea_rcs.objects.CrossSection]: ...
+    def cross_sections(self) -> list[marlox.external.idea_rcs.objects.CrossSection]:
+        """The concrete cross-sections, in order. A new list."""
 
     @property
-    def reinforced_sections(self) -> list[marlox.external.idea_rcs.objects.ReinforcedCrossSection]: ...
+    def reinforced_sections(self) -> list[marlox.external.idea_rcs.objects.ReinforcedCrossSection]:
+        """
+        The reinforced cross-sections (with their bars and stirrups), in order. A new list.
+        """
 
     @property
-    def check_members(self) -> list[marlox.external.idea_rcs.objects.CheckMember]: ...
+    def check_members(self) -> list[marlox.external.idea_rcs.objects.CheckMember]:
+        """The check (design) members, in order. A new list."""
 
     @property
-    def check_sections(self) -> list[marlox.external.idea_rcs.objects.StandardCheckSection]: ...
+    def check_sections(self) -> list[marlox.external.idea_rcs.objects.StandardCheckSection]:
+        """The check sections (with their extremes), in order. A new list."""
 
     @property
-    def member_data(self) -> list[marlox.external.idea_rcs.objects.ConcreteMemberDataEc2]: ...
+    def member_data(self) -> list[marlox.external.idea_rcs.objects.ConcreteMemberDataEc2]:
+        """The member data records, in order. A new list."""
 
     @property
-    def extremes(self) -> list[marlox.external.idea_rcs.objects.CheckSectionExtreme]: ...
+    def extremes(self) -> list[marlox.external.idea_rcs.objects.CheckSectionExtreme]:
+        """
+        The load extremes of every check section, section by section, in order. A new list.
+        """
 
     @property
-    def members(self) -> list[Member]: ...
+    def members(self) -> list[Member]:
+        """
+        A member for each check section, in order, of the class its member data names (Beam, CompressionMember, OneWaySlab; Member for another type): new objects on the model's own reinforced sections and check sections, also for a model read from XML.
+        """
 
     def __repr__(self) -> str: ...
 
@@ -647,16 +662,26 @@ class SectionPrototype1D(_SectionPrototype, abc.ABC):
         """The shape's dimensions [m] by their OpenModel parameter names, as a new dict."""
 
     @property
-    def y_left(self) -> float: ...
+    def y_left(self) -> float:
+        """
+        The leftmost fibre of the concrete: its least y in bar coordinates [m].
+        """
 
     @property
-    def y_right(self) -> float: ...
+    def y_right(self) -> float:
+        """
+        The rightmost fibre of the concrete: its greatest y in bar coordinates [m].
+        """
 
     @property
-    def z_bottom(self) -> float: ...
+    def z_bottom(self) -> float:
+        """
+        The bottom fibre of the concrete: its least z in bar coordinates [m]. A bar whose cover is measured from the bottom face stands at ``z_bottom + cover + diameter / 2``.
+        """
 
     @property
-    def z_top(self) -> float: ...
+    def z_top(self) -> float:
+        """The top fibre of the concrete: its greatest z in bar coordinates [m]."""
 
     def section_properties(self) -> dict[str, Any]:
         """
@@ -1026,16 +1051,20 @@ class TSection(SectionPrototype1D):
         """Check the dimensions [m] and keep them."""
 
     @property
-    def width(self) -> float: ...
+    def width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def height(self) -> float: ...
+    def height(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def flange_thickness(self) -> float: ...
+    def flange_thickness(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def web_width(self) -> float: ...
+    def web_width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
     def _type(self) -> marlox.external.idea_rcs.objects.CrossSectionType: ...
@@ -1058,16 +1087,20 @@ class InvertedTSection(GeneralShape):
         """Check the dimensions [m] and keep them."""
 
     @property
-    def width(self) -> float: ...
+    def width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def height(self) -> float: ...
+    def height(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def flange_thickness(self) -> float: ...
+    def flange_thickness(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def web_width(self) -> float: ...
+    def web_width(self) -> float:
+        """A dimension of the shape [m]."""
 
     def __repr__(self) -> str: ...
 
@@ -1084,22 +1117,28 @@ class ISection(GeneralShape):
         """Check the dimensions [m] and keep them."""
 
     @property
-    def height(self) -> float: ...
+    def height(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def top_width(self) -> float: ...
+    def top_width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def top_thickness(self) -> float: ...
+    def top_thickness(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def web_width(self) -> float: ...
+    def web_width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def bottom_width(self) -> float: ...
+    def bottom_width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def bottom_thickness(self) -> float: ...
+    def bottom_thickness(self) -> float:
+        """A dimension of the shape [m]."""
 
     def __repr__(self) -> str: ...
 
@@ -1116,16 +1155,20 @@ class LSection(GeneralShape):
         """Check the dimensions [m] and keep them."""
 
     @property
-    def width(self) -> float: ...
+    def width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def height(self) -> float: ...
+    def height(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def flange_thickness(self) -> float: ...
+    def flange_thickness(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def web_width(self) -> float: ...
+    def web_width(self) -> float:
+        """A dimension of the shape [m]."""
 
     def __repr__(self) -> str: ...
 
@@ -1144,7 +1187,8 @@ class CircleSection(SectionPrototype1D):
         """Check the dimensions [m] and keep them."""
 
     @property
-    def diameter(self) -> float: ...
+    def diameter(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
     def _type(self) -> marlox.external.idea_rcs.objects.CrossSectionType: ...
@@ -1167,10 +1211,12 @@ class HollowCircleSection(GeneralShape):
         """Check the dimensions [m] and keep them."""
 
     @property
-    def diameter(self) -> float: ...
+    def diameter(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def wall_thickness(self) -> float: ...
+    def wall_thickness(self) -> float:
+        """A dimension of the shape [m]."""
 
     def __repr__(self) -> str: ...
 
@@ -1187,16 +1233,20 @@ class BoxSection(GeneralShape):
         """Check the dimensions [m] and keep them."""
 
     @property
-    def width(self) -> float: ...
+    def width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def height(self) -> float: ...
+    def height(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def web_thickness(self) -> float: ...
+    def web_thickness(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def flange_thickness(self) -> float: ...
+    def flange_thickness(self) -> float:
+        """A dimension of the shape [m]."""
 
     def __repr__(self) -> str: ...
 
@@ -1213,13 +1263,16 @@ class TrapezoidSection(GeneralShape):
         """Check the dimensions [m] and keep them."""
 
     @property
-    def height(self) -> float: ...
+    def height(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def top_width(self) -> float: ...
+    def top_width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def bottom_width(self) -> float: ...
+    def bottom_width(self) -> float:
+        """A dimension of the shape [m]."""
 
     def __repr__(self) -> str: ...
 
