@@ -54,6 +54,13 @@ Outline outline(Kind kind, const std::vector<Dimension> &dimensions);
 bool parametric_outline(const std::string &type, const json::Value &parameters,
                         std::vector<geometry::Edge> &out);
 
+// Why the parameters of one of those types cannot form its shape: the parameter first named
+// and a sentence ("TopFlangeWidth (0.8 m) must be less than Height (0.75 m)"); false when they
+// can, when the type is another, or when a parameter is missing or not positive (validate()
+// reports those on their own).
+bool parametric_fault(const std::string &type, const json::Value &parameters,
+                      std::string &parameter, std::string &message);
+
 // --- properties ---------------------------------------------------------------------------
 
 struct Bounds {

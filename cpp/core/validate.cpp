@@ -9,6 +9,7 @@
 
 #include "core/cross_section_geometry.hpp"
 #include "core/schema.hpp"
+#include "core/section_shapes.hpp"
 
 namespace marlox::validate {
 
@@ -285,6 +286,12 @@ class Checker {
         const Value *components = cs.find("Components");
         if (components == nullptr) {
             tee_proportions(c, cs);
+            std::string parameter, message;
+            if (const Value *p = cs.find("Parameters");
+                p && shapes::parametric_fault(cross_section::text(cs, "CrossSectionType"), *p,
+                                              parameter, message))
+                error(c, "parameters['" + parameter + "']",
+                      "The shape cannot be formed: " + message + ".");
             return;
         }
         if (components->type != Value::Type::Array) return;

@@ -15,7 +15,10 @@ event (a Dask ``Event``) is set.
   time: Dask would give the task to another worker, and the job's "started" event, kept on the
   scheduler, makes that second run fail at once instead.
 - A job that had not started when the scheduler went away is sent again once the client is
-  connected again; one that had started fails with :data:`LOST`.
+  connected again (and waits for workers: they do not join a new scheduler by themselves); one
+  that had started fails with :data:`LOST`. "Started" is judged by the first stage the job
+  reported, so a job lost within milliseconds of its start, before that stage arrived, would be
+  sent again.
 - While a job waits for a seat it is "running" for the runner, its stage saying so; a platform
   that stops while jobs run or wait fails them at its next start, as the runner does.
 """

@@ -26,7 +26,7 @@ from ...errors import ExecutionError, InternalError
 from .. import external_program
 from .idea_rcs import CheckTable, IdeaRcsAnalysis, ResultTable, check_table
 from .study_cache import ResultCache, writable_folder
-from .study_tables import CheckTables, _units
+from .study_tables import CheckTables, Units
 
 __all__ = ["Variant", "VariantOutcome", "StudyResult", "StudyInterrupted", "run_study"]
 
@@ -113,7 +113,7 @@ class StudyResult:
     the tables of those that have results, each row led by "variant" (the variant's index)
     and the variant's parameters."""
 
-    def __init__(self, outcomes: list[VariantOutcome], units: str, interrupted: bool) -> None:
+    def __init__(self, outcomes: list[VariantOutcome], units: Units, interrupted: bool) -> None:
         self.variants = outcomes
         self.interrupted = interrupted
         done = [o for o in outcomes if o.table is not None]
@@ -185,14 +185,14 @@ class _Study:
 
     def __init__(
         self,
-        variants: list[Any],
+        variants: list[Variant],
         *,
         seats: int,
         jobs: Any,
         cache: ResultCache | None,
         results_dir: Path | None,
         timeout: float,
-        units: str,
+        units: Units,
         rcs_file: bool,
     ) -> None:
         self.variants = variants
@@ -263,7 +263,7 @@ class _Study:
                 self.cache.put(key, fields)
         self.keep(index, fields)
         try:
-            table = check_table(fields["body"], units=_units(self.units))
+            table = check_table(fields["body"], units=self.units)
         except Exception as error:
             return self.fail(index, f"The result file cannot be read: {error}")
         outcome = self.outcomes[index]
@@ -388,7 +388,7 @@ def run_study(
     results_dir: str | os.PathLike[str] | None = None,
     progress: bool = True,
     timeout: float = external_program.DEFAULT_TIMEOUT,
-    units: str = "SI",
+    units: Units = "SI",
     return_rcs_file: bool = False,
 ) -> StudyResult:
     """Run every variant through IDEA StatiCa RCS, at most ``seats`` jobs at once, and return
