@@ -383,7 +383,7 @@ class _Model:
         """
         Check the whole model before a run and return what is found, errors and warnings, in the order of the model's lists.
 
-        Checked: references to objects that are not in the model; values (moduli, strengths, dimensions and diameters finite and positive, Poisson's ratio in [0, 0.5), relative humidity in (0, 100] per cent); outlines and openings (at least three points, not crossing themselves, openings inside their outline); bars inside the concrete and out of openings, not overlapping, with a cover of at least their diameter (a warning); stirrups inside the concrete, arcs included, and closed when they count for torsion (a warning); check sections with extremes, and extremes with a loading.
+        Checked: references to objects that are not in the model, or made from an object of the wrong kind (a reinforcement material as the concrete); values (moduli, strengths, dimensions and diameters finite and positive, Poisson's ratio in [0, 0.5), relative humidity in (0, 100] per cent); values that look like another unit (a warning: fck or fyk more than ten times off Eurocode 2's range, dimensions over 50 m or diameters over 100 mm, most likely millimetres); coordinates beyond 1e6 m; outlines and openings (at least three points, not crossing themselves, openings inside their outline, some concrete left); bars inside the concrete and out of openings, not overlapping each other or a stirrup, with a cover of at least their diameter and the clear spacing of Eurocode 2, 8.2 (warnings); a reinforced section without bars (a warning); stirrups inside the concrete, arcs included, and closed when they count for torsion (a warning); check sections with extremes, and extremes with a loading.
 
         Parametric sections are checked against their bars where IDEA StatiCa RCS's placement (centroid on the origin) is certain: RECT, O and TG; the other types are not.
         """
@@ -395,7 +395,7 @@ class _Model:
 
     def plot(self, item: marlox.external.idea_rcs.objects.CrossSection | marlox.external.idea_rcs.objects.ReinforcedCrossSection | marlox.external.idea_rcs.objects.CheckSection | Member, ax: Any = None, *, findings: bool = True) -> Any:
         """
-        Draw ``item`` (a cross-section, reinforced cross-section, check section or member of this model) on the matplotlib axes ``ax``, or on a new figure, and return the axes: the concrete with its openings, bars as circles of their diameter, stirrups along their axis with their arcs, equal axes in metres and the name as title. With ``findings`` the located findings of ``validate()`` are marked. Needs matplotlib: ``pip install 'marlox[plot]'``.
+        Draw ``item`` (a cross-section, reinforced cross-section, check section or member of this model) on the matplotlib axes ``ax``, or on a new figure, and return the axes: the concrete with its openings, bars as circles of their diameter, stirrups along their axis with their arcs, equal axes in metres and the name as title. With ``findings`` the findings of ``validate()`` that concern the drawn objects (and only those are checked) are numbered where they lie and listed below the axes, wrapped to their width; a figure without a layout engine gets matplotlib's constrained layout so that lists stay clear of neighbouring axes. Geometry beyond 1e6 m is left out. Needs matplotlib: ``pip install 'marlox[plot]'``.
         """
 
 class OpenModel(_Model):
