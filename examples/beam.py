@@ -1,6 +1,6 @@
 """The main road: a reinforced-concrete beam section, its IDEA StatiCa RCS input and its check.
 
-Builds a beam through ``Model``, checks it and draws it to ``beam.png``, converts it to IDEA
+Builds a beam through ``Model``, checks it and draws it to ``output/beam.png``, converts it to IDEA
 StatiCa RCS input XML through the platform's conversion service and writes ``beam.xml``; then
 submits the check as an analysis job. Without a platform configured, the embedded local
 platform converts the model in-process; running RCS itself needs an IDEA StatiCa RCS service
@@ -11,6 +11,7 @@ clearly.
 """
 
 import logging
+import pathlib
 import sys
 
 from marlox.errors import ExecutionError
@@ -69,8 +70,10 @@ def main() -> None:
     # Before paying for a run: the findings (none for this beam) and a drawing to look at.
     for finding in model.ensure_valid():  # raises ModelError listing every error
         print(finding)
-    model.plot(beam).figure.savefig("beam.png", dpi=150, bbox_inches="tight")
-    print("section drawn to beam.png")
+    drawing = pathlib.Path("output", "beam.png")
+    drawing.parent.mkdir(exist_ok=True)
+    model.plot(beam).figure.savefig(drawing, dpi=150, bbox_inches="tight")
+    print(f"section drawn to {drawing}")
     input_file = model.generate_xml_input(as_file=True)
     with open(output, "wb") as file:
         file.write(input_file.getvalue_binary())

@@ -1,12 +1,13 @@
 """A hollow box beam of general shape: a polygon with an opening.
 
 Run it as ``python examples/model_general_shape.py``: it prints the serialised model and a
-summary, then checks a variant with faults and draws both to ``box.png`` and ``box_faults.png``
-with the findings marked. The vertices (y, z) are in metres; each polygon is closed
-implicitly, so its first vertex is not repeated at the end.
+summary, then checks a variant with faults and draws both to ``output/box.png`` and
+``output/box_faults.png`` with the findings marked. The vertices (y, z) are in metres; each
+polygon is closed implicitly, so its first vertex is not repeated at the end.
 """
 
 import json
+import pathlib
 
 from marlox.external.idea_rcs import GeneralShape, Model
 from marlox.external.idea_rcs.objects import (
@@ -53,8 +54,10 @@ box.create_extreme(
 )
 
 print(json.dumps(model._serialize(), indent=2))
-model.plot(box).figure.savefig("box.png", dpi=150, bbox_inches="tight")
-section = model._cross_section_list[0]
+OUTPUT = pathlib.Path("output")
+OUTPUT.mkdir(exist_ok=True)
+model.plot(box).figure.savefig(OUTPUT / "box.png", dpi=150, bbox_inches="tight")
+section = model.cross_sections[0]
 assert isinstance(section, CrossSectionComponent)  # a general shape is made of components
 print(
     f"{type(section).__name__} with {len(section.components)} component; "
@@ -68,4 +71,4 @@ box.create_bar((0.26, 0.55), 0.016, steel)
 box.create_stirrup([(0.04, 0.04), (0.04, 0.56), ((0.04, 0.04), (-0.02, 0.3))], 0.008, steel, 0.2)
 for finding in model.validate():
     print(finding)
-model.plot(box).figure.savefig("box_faults.png", dpi=150, bbox_inches="tight")
+model.plot(box).figure.savefig(OUTPUT / "box_faults.png", dpi=150, bbox_inches="tight")

@@ -2,13 +2,14 @@
 
 Run it as ``python examples/model_members.py``: it prints the serialised model, the document
 that ``generate_xml_input()`` sends to the conversion service, and a summary; it draws the
-three sections side by side to ``members.png`` and prints what ``validate()`` finds.
+three sections side by side to ``output/members.png`` and prints what ``validate()`` finds.
 
 Units: lengths in m, forces in N, moments in N m; section coordinates (y, z) are measured from
 the centre of the rectangle.
 """
 
 import json
+import pathlib
 
 import matplotlib.pyplot as plt
 
@@ -129,5 +130,6 @@ for name, member in members.items():
 figure, axes = plt.subplots(1, 3, figsize=(12, 4))
 for ax, member in zip(axes, members.values(), strict=True):
     model.plot(member, ax)
-figure.savefig("members.png", dpi=150, bbox_inches="tight")
+pathlib.Path("output").mkdir(exist_ok=True)
+figure.savefig("output/members.png", dpi=150, bbox_inches="tight")
 print("findings:", [str(finding) for finding in model.validate()])

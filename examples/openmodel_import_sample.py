@@ -3,7 +3,7 @@
 The model is the one of IDEA StatiCa's ``ImportOpenModel.xml``: a T-section of C30/37 with
 twelve B 500B bars and two closed stirrups, one check section with one extreme, and the member
 data of a beam. The script prints the serialised model and what ``validate()`` finds, draws
-the check section to ``import_sample.png`` and writes the input XML through the platform's
+the check section to ``output/import_sample.png`` and writes the input XML through the platform's
 conversion service (the embedded local platform when none is configured). The T is drawn and
 checked where IDEA places it: its centroid on the origin of the bar coordinates.
 
@@ -11,6 +11,7 @@ checked where IDEA places it: its centroid on the origin of the bar coordinates.
 """
 
 import json
+import pathlib
 import sys
 
 from marlox.external.idea_rcs import OpenModel
@@ -101,8 +102,10 @@ def main() -> None:
     model = build_model()
     print(json.dumps(model._serialize(), indent=2))
     print("findings:", [str(finding) for finding in model.validate()])
-    (check_section,) = model._check_section_list
-    model.plot(check_section).figure.savefig("import_sample.png", dpi=150, bbox_inches="tight")
+    (check_section,) = model.check_sections
+    pathlib.Path("output").mkdir(exist_ok=True)
+    drawing = pathlib.Path("output", "import_sample.png")
+    model.plot(check_section).figure.savefig(drawing, dpi=150, bbox_inches="tight")
     output = sys.argv[1] if len(sys.argv) > 1 else "import_sample.xml"
     with open(output, "wb") as file:
         file.write(model.generate_xml_input().getvalue())

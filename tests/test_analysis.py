@@ -147,8 +147,9 @@ def test_worker(monkeypatch):
             results["idea_rcs_body"] = RCS_PROJECT
         return results
 
-    monkeypatch.setitem(jobs._registered, "idearcs", worker)
-    return seen
+    jobs.register_worker("idearcs", worker)
+    yield seen
+    jobs.unregister_worker("idearcs")
 
 
 @pytest.fixture(params=["in-process", "http"])
@@ -196,13 +197,16 @@ def test_without_rcs_service_the_worker_is_not_found(platform):
     assert str(caught.value) == KNOWN_FAILURES["Marlox Idea link not found"]
 
 
-def test_unmapped_failure_keeps_the_worker_text(platform, monkeypatch):
+def test_unmapped_failure_keeps_the_worker_text(platform):
     def worker(content, version):
         raise jobs.WorkerFailure("License server unreachable (code 7)")
 
-    monkeypatch.setitem(jobs._registered, "idearcs", worker)
-    with pytest.raises(ExecutionError) as caught:
-        IdeaRcsAnalysis(io.BytesIO(b"x")).execute(timeout=20)
+    jobs.register_worker("idearcs", worker)
+    try:
+        with pytest.raises(ExecutionError) as caught:
+            IdeaRcsAnalysis(io.BytesIO(b"x")).execute(timeout=20)
+    finally:
+        jobs.unregister_worker("idearcs")
     assert caught.value.args == ("License server unreachable (code 7)",)
 
 
@@ -294,11 +298,12 @@ def test_job_that_never_finishes(monkeypatch, caplog):
     assert any("job-7 (idearcs) is running after" in r.getMessage() for r in caplog.records)
 
 
-def test_local_job_that_never_finishes(monkeypatch):
+def test_local_job_that_never_finishes():
     release = threading.Event()
-    monkeypatch.setitem(jobs._registered, "idearcs", lambda c, v: release.wait(10) and {})
+    jobs.register_worker("idearcs", lambda c, v: release.wait(10) and {})
     try:
         with pytest.raises(ExecutionError, match=r"did not finish within 0.3 s"):
             IdeaRcsAnalysis(io.BytesIO(b"x")).execute(timeout=0.3)
     finally:
         release.set()
+        jobs.unregister_worker("idearcs")

@@ -2,10 +2,13 @@
 CSV, bad input and the command line's exit codes."""
 
 import csv
+import errno
 import gc
 import importlib.util
 import io
 import math
+import os
+import pathlib
 import sys
 import xml.etree.ElementTree as ET
 from collections import defaultdict
@@ -28,6 +31,8 @@ from result_documents import (
 from marlox.errors import ParsingError
 from marlox.external.idea_rcs import RcsOutputFileParser, check_table
 from marlox.external.idea_rcs.cli import main
+
+DATA = pathlib.Path(__file__).resolve().parent / "data"
 
 
 def check_item(xsi_type, check, own, result="Passed", check_value="0.5"):
@@ -240,10 +245,19 @@ def test_dataframes_and_the_message_without_the_extra(library, monkeypatch):
         convert()
 
 
-@pytest.mark.parametrize("target", ["path", "binary", "text"])
+class RawWriter(io.BytesIO):
+    """A raw stream: each write takes at most 7 bytes and says how many it took."""
+
+    def write(self, data):
+        return super().write(bytes(data)[:7])
+
+
+@pytest.mark.parametrize("target", ["path", "binary", "text", "raw"])
 def test_csv_round_trip(tmp_path, target):
     table = check_table(sample_document())
-    out = {"path": tmp_path / "t.csv", "binary": io.BytesIO(), "text": io.StringIO()}[target]
+    out = {"path": tmp_path / "t.csv", "binary": io.BytesIO(), "text": io.StringIO()}.get(
+        target, RawWriter()
+    )
     table.to_csv(out)
     if target == "path":
         text = out.read_text(encoding="utf-8")
@@ -256,17 +270,49 @@ def test_csv_round_trip(tmp_path, target):
             assert cell == "" if value is None else same(type(value)(cell), value)
 
 
+def full_disk(*args):
+    raise OSError(errno.ENOSPC, "No space left on device")
+
+
+@pytest.mark.parametrize("fault", ["device", "flush", "rename"])
+def test_a_failed_csv_export_raises_and_leaves_the_target_as_it_was(tmp_path, monkeypatch, fault):
+    table = check_table(sample_document())
+    target = tmp_path / "t.csv"
+    target.write_text("earlier")
+    if fault == "device":
+        (tmp_path / "full.csv").symlink_to("/dev/full")
+        with pytest.raises(OSError, match="No space left"):
+            table.to_csv(tmp_path / "full.csv")
+        os.remove(tmp_path / "full.csv")
+    else:
+        monkeypatch.setattr(os, {"flush": "fsync", "rename": "replace"}[fault], full_disk)
+        with pytest.raises(OSError, match="No space left"):
+            table.to_csv(target)
+    assert os.listdir(tmp_path) == ["t.csv"] and target.read_text() == "earlier"
+
+
+CAPACITY = ("Capacity", "Capacity", "Passed", "0.5", ())
+BEYOND_64_BITS = document({2**64: [extreme(CAPACITY)], 3: [extreme(CAPACITY)]})
 BAD = [
     (dict(families=["Capacity", "Concrete"]), ValueError, "known families: Capacity, Response"),
     (dict(sections=[1, 9]), ParsingError, "section with id '9' is not available"),
     (dict(units="imperial"), ValueError, "units must be 'SI' or 'engineering'"),
+    (dict(sections=[10**20]), ParsingError, "section with id '100000000000000000000' is not"),
+    (dict(source=BEYOND_64_BITS), ValueError, "section 18446744073709551616: the id does not fit"),
+    (dict(source=BEYOND_64_BITS, sections=[2**64]), ValueError, "the id does not fit"),
+    (dict(source=DATA / "iom-rcs-ImportOpenModel.xml"), ValueError, r"input XML \(<OpenModel>\)"),
 ]
 
 
 @pytest.mark.parametrize("kwargs, error, message", BAD)
 def test_bad_arguments(kwargs, error, message):
+    kwargs = dict(kwargs)
     with pytest.raises(error, match=message):
-        check_table(sample_document(), **kwargs)
+        check_table(kwargs.pop("source", sample_document()), **kwargs)
+
+
+def test_a_section_id_beyond_the_tables_ids_is_refused_only_when_kept():
+    assert check_table(BEYOND_64_BITS, sections=[3]).column("section") == [3]
 
 
 def test_families_without_a_reader_are_rows_too():
@@ -303,10 +349,12 @@ def run(tmp_path, capsys, *argv):
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.csv"], 0),
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.arrow", "--sections", "8"], 0),
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.txt"], 2),
+        (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/full.csv"], 2),
     ],
 )
 def test_cli_exit_status(tmp_path, capsys, data, argv, status):
     (tmp_path / "r.xml").write_bytes(data)
+    (tmp_path / "full.csv").symlink_to("/dev/full")
     got, out = run(tmp_path, capsys, *argv)
     assert got == status
     if status == 2:

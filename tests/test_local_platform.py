@@ -22,14 +22,10 @@ def run(runner, integration, content=None, version=1):
 
 
 @pytest.fixture
-def worker(monkeypatch):
+def worker():
     """Registers ``function`` as the worker of "test"; forgotten after the test."""
-
-    def register(function):
-        monkeypatch.setitem(jobs._registered, "test", function)
-        return function
-
-    return register
+    yield lambda function: jobs.register_worker("test", function)
+    jobs.unregister_worker("test")
 
 
 def test_worker_outcomes(runner, worker):
@@ -109,8 +105,12 @@ def test_worker_lookup_order(monkeypatch):
     monkeypatch.setattr(importlib.metadata, "entry_points", entry_points)
     assert jobs.find_worker("plugin") is len
     assert jobs.find_worker("idearcs") is abs  # an installed worker replaces the built-in one
-    monkeypatch.setitem(jobs._registered, "idearcs", min)
-    assert jobs.find_worker("idearcs") is min  # and a registered one replaces both
+    jobs.register_worker("idearcs", min)
+    try:
+        assert jobs.find_worker("idearcs") is min  # and a registered one replaces both
+    finally:
+        jobs.unregister_worker("idearcs")
+    assert jobs.find_worker("idearcs") is abs
     with pytest.raises(jobs.JobRequestError, match="'no_such_module:worker'.*cannot be loaded"):
         jobs.find_worker("broken")
     assert jobs.find_worker("nobody") is None

@@ -9,7 +9,7 @@ import math
 import pytest
 
 from marlox import core, errors
-from marlox.external.idea_rcs import OpenModel
+from marlox.external.idea_rcs import Model, OpenModel, RectSection
 from marlox.external.idea_rcs import objects as o
 from marlox.external.idea_rcs.idea_rcs import _EnumEncoder, _Model
 
@@ -291,3 +291,133 @@ class TestInputXml:
         with pytest.raises(error) as caught:
             OpenModel().generate_xml_input()
         assert str(caught.value) != "Input file could not be generated, please check your model"
+
+
+def _xml(**kw):
+    made = OpenModel().generate_xml_input(**kw)
+    return type(made), made.getvalue()
+
+
+def _concrete(**kw):
+    model = OpenModel()
+    model.create_matconcrete_ec2(C30, **kw)
+    return model._serialize()
+
+
+def _steel(**kw):
+    model = OpenModel()
+    model.create_matreinforcement_ec2(B500, **kw)
+    return model._serialize()
+
+
+def _built(build):
+    """The serialised model after `build(model, concrete, steel, member)` on a model with a
+    material of each kind and a beam: what an operation changed, compared whole."""
+
+    def run(**kw):
+        model = Model()
+        concrete = model.create_concrete_material(C30)
+        steel = model.create_reinforcement_material(B500)
+        beam = model.create_beam(RectSection(0.3, 0.5), concrete)
+        build(model, concrete, steel, beam, kw)
+        return model._serialize()
+
+    return run
+
+
+def _open(build):
+    def run(**kw):
+        model = complete_model()
+        concrete, section = model._mat_concrete_list[0], model._cross_section_list[0]
+        rcs, member = model._reinforced_cross_section_list[0], model._check_member_list[0]
+        build(model, concrete, section, rcs, member, kw)
+        return model._serialize()
+
+    return run
+
+
+FALSY = (None, 0, "", False, 0.0)
+STIRRUP = ([(-0.1, -0.2), (0.1, -0.2), (0.1, 0.2), (-0.1, 0.2)], 0.008)
+# (operation, parameter, values that must act as the parameter left out)
+ABSENT = [
+    (_xml, "as_file", FALSY),
+    (_concrete, "name", FALSY),
+    (_concrete, "fck_28", FALSY),
+    (_concrete, "thermal_state", FALSY),
+    (_concrete, "dep_params", (None,)),
+    *((_steel, p, FALSY) for p in ("name", "thermal_state", "fyk", "ftk_by_fyk", "epsuk", "ftk")),
+    (_open(lambda m, c, s, r, mb, kw: m.create_cross_section_component(**kw)), "name", FALSY),
+    (
+        _open(
+            lambda m, c, s, r, mb, kw: m.create_cross_section_parameter(
+                o.CrossSectionType.RECT, c, **kw, Width=0.2, Height=0.4
+            )
+        ),
+        "name",
+        FALSY,
+    ),
+    (_open(lambda m, c, s, r, mb, kw: m.create_reinforced_cross_section(s, **kw)), "name", FALSY),
+    (_open(lambda m, c, s, r, mb, kw: m.create_check_member1d(**kw)), "name", FALSY),
+    (_open(lambda m, c, s, r, mb, kw: m.add_check_section(mb, r, **kw)), "description", FALSY),
+    *(
+        (
+            _open(
+                lambda m, c, s, r, mb, kw: m.add_member_data_ec2(
+                    mb, o.MemberType.BEAM, o.TwoWaySlabType.SLAB, **kw
+                )
+            ),
+            p,
+            (None,),
+        )
+        for p in ("calculation_setup", "coeff_kx_for_wmax", "exposure_class_data")
+        + ("creep_coefficient", "relative_humidity")
+    ),
+    *(
+        (_built(lambda m, c, s, b, kw: m.create_concrete_material(C30, **kw)), p, values)
+        for p, values in (("name", FALSY), ("fck", FALSY), ("dep_params", (None,)))
+    ),
+    *(
+        (_built(lambda m, c, s, b, kw: m.create_reinforcement_material(B500, **kw)), p, FALSY)
+        for p in ("name", "fyk", "ftk_by_fyk", "epsuk")
+    ),
+    *(
+        (_built(lambda m, c, s, b, kw: m.create_beam(RectSection(0.2, 0.4), c, **kw)), p, (None,))
+        for p in ("calculation_control", "name", "rcs_name", "design_member_name")
+        + ("exposure_classes", "coeff_kx", "creep_coefficient", "relative_humidity")
+    ),
+    *(
+        (
+            _built(
+                lambda m, c, s, b, kw: b.create_bar_layer(
+                    origin=(0, 0), diameter=0.01, material=s, number_of_bars=2, **kw
+                )
+            ),
+            p,
+            (None,),
+        )
+        for p in ("delta_y", "delta_z")
+    ),
+    *(
+        (_built(lambda m, c, s, b, kw: b.create_stirrup(*STIRRUP, s, 0.15, **kw)), p, (None,))
+        for p in ("shear_check", "torsion_check", "mandrel_diameter_factor", "anchorage_length")
+    ),
+    *(
+        (_built(lambda m, c, s, b, kw: b.create_extreme(**kw)), p, (None,))
+        for p in ("description", "accidental", "fatigue", "frequent", "fundamental")
+        + ("characteristic", "quasi_permanent")
+    ),
+]
+
+
+@pytest.mark.parametrize(
+    "operation, parameter, values", ABSENT, ids=[f"{p}-{i}" for i, (_, p, _) in enumerate(ABSENT)]
+)
+def test_absent_values_may_be_given_as_none_or_any_falsy_value(
+    monkeypatch, operation, parameter, values
+):
+    payload = base64.b64encode(gzip.compress(b"<OpenModel />")).decode()
+    reply = {"input_file": payload}
+    monkeypatch.setattr(core, "_post_on_addon_endpoint", lambda *a, **k: reply, raising=False)
+    expected = operation()
+    for value in values:
+        assert operation(**{parameter: value}) == expected, value

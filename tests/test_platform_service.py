@@ -35,12 +35,14 @@ def worker(content, version):
 
 
 @pytest.fixture(autouse=True)
-def registered(monkeypatch):
+def registered():
     release.clear()
-    monkeypatch.setitem(jobs._registered, "test", worker)
-    monkeypatch.setitem(jobs._registered, "idearcs", worker)
+    for integration in ("test", "idearcs"):
+        jobs.register_worker(integration, worker)
     yield
     release.set()
+    for integration in ("test", "idearcs"):
+        jobs.unregister_worker(integration)
 
 
 def runner(path, **options):
@@ -116,6 +118,49 @@ def test_a_full_disk_fails_the_job_and_the_runner_goes_on(tmp_path):
     run.close()
 
 
+class FullDisk:
+    """The job database, refusing the status writes that ``refuses(status)`` picks, once each
+    for "once", always for "always", as a full disk does."""
+
+    def __init__(self, path, refused, how):
+        self.store, self.refused, self.how = SqliteStore(path), set(refused), how
+
+    def update(self, job_id, status, message, results=None):
+        if status in self.refused:
+            if self.how == "once":
+                self.refused.discard(status)
+            raise StoreError("The job's status could not be stored: database or disk is full")
+        self.store.update(job_id, status, message, results)
+
+    def __getattr__(self, name):
+        return getattr(self.store, name)
+
+
+@pytest.mark.parametrize(
+    "refused, how, outcome",
+    [
+        (["running"], "once", "finished"),  # the start is recorded when the disk has room
+        (["finished", "failed"], "always", "failed"),  # not even the failure is recorded
+    ],
+)
+def test_a_job_reported_failed_stays_failed_and_none_runs_twice(
+    tmp_path, monkeypatch, refused, how, outcome
+):
+    monkeypatch.setattr(jobs, "STORE_RETRY", 0.05)
+    ran = []
+    jobs.register_worker("test", lambda content, version: ran.append(1) or {"body": b"ok"})
+    path = tmp_path / "jobs.sqlite3"
+    first = jobs.JobRunner(store=FullDisk(path, refused, how))
+    job = first.submit("test", 1, {})
+    reported = first.wait(job, 10)
+    first.close()
+    assert reported["status"] == outcome
+    again = runner(tmp_path)
+    assert again.wait(job, 10)["status"] == outcome
+    assert ran == [1]
+    again.close()
+
+
 def test_cancel_and_delete(tmp_path):
     run = runner(tmp_path)
     running = run.submit("test", 1, {"wait": True})
@@ -136,7 +181,7 @@ def test_cancel_and_delete(tmp_path):
 def test_a_cancelled_rcs_job_stops_after_its_stage_and_closes_its_project(monkeypatch, tmp_path):
     from rcs_service_fake import FakeRcsService
 
-    monkeypatch.delitem(jobs._registered, "idearcs")  # the built-in worker
+    jobs.unregister_worker("idearcs")  # the built-in worker
     service = FakeRcsService([])
     service.delays["calculate"] = 0.5
     with serving(service) as url:

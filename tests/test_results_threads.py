@@ -4,6 +4,8 @@ import io
 import threading
 import time
 
+import pytest
+
 from marlox.external.idea_rcs import OutputFileParser, RcsOutputFileParser
 
 SHEAR = (
@@ -129,3 +131,37 @@ def test_one_scan_is_not_resumed_from_two_threads_at_once():
         t.join()
     assert sorted(ids) == list(range(3000))  # each section once, none lost or repeated
     assert set(failures) <= {"generator already executing"}
+
+
+def test_one_parser_scanned_twice_at_once_fails_loudly_or_reads_everything():
+    """Two scans share the parser's stream: each must read all of it or raise, never a mix."""
+    data = document(1500, extremes=2)
+    expected = [(i, 2, 6.0) for i in range(1500)]
+    outcomes = []
+
+    def scan(parser, start):
+        start.wait()
+        try:
+            got = [(s.id_, len(s.shear()), s.shear()[0]["Vrds"]) for s in parser.section_results()]
+            outcomes.append("whole" if got == expected else f"mixed: {len(got)} sections")
+        except RuntimeError as e:
+            outcomes.append("clash" if "another scan used" in str(e) else repr(e))
+        except Exception as e:  # noqa: BLE001 - a ParseError of bytes read by the other scan
+            outcomes.append(repr(e))
+
+    for _ in range(12):
+        parser, start = RcsOutputFileParser(io.BytesIO(data)), threading.Barrier(2)
+        threads = [threading.Thread(target=scan, args=(parser, start)) for _ in range(2)]
+        for t in threads:
+            t.start()
+        for t in threads:
+            t.join()
+    assert set(outcomes) <= {"whole", "clash"}, outcomes
+    assert "clash" in outcomes
+
+    # A scan inside another's loop, in one thread, is the same clash.
+    parser = RcsOutputFileParser(io.BytesIO(data))
+    with pytest.raises(RuntimeError, match="one scan at a time"):
+        for _ in parser.section_results():
+            parser.section_result(3)
+    assert [s.id_ for s in parser.section_results()] == list(range(1500))

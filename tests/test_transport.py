@@ -3,10 +3,12 @@
 from __future__ import annotations
 
 import base64
+import contextlib
 import gzip
 import http.client
 import json
 import os
+import socket
 import subprocess
 import sys
 import threading
@@ -25,6 +27,7 @@ from platform_fakes import (
 
 from marlox import core
 from marlox.errors import InternalError
+from marlox.local import conversion
 from marlox.local.server import make_server
 
 CONVERSION = "fillidearcstemplate/v3/jobs/"
@@ -93,9 +96,12 @@ def test_conversion_failure_names_endpoint_and_cause(mode, writer):
     "body, text",
     [({}, "no text 'input'"), ({"input": "***"}, "not base64")]
     + [({"input": base64.b64encode(b"plain").decode()}, "not gzip")]
+    + [({"input": packed(b"{}")[:-8]}, "not gzip")]
+    + [({"input": packed(b" " * 1001)}, "expands to more than 1000 bytes")]
     + [({"input": packed(b"{}"), "extra": {1, 2}}, "not JSON")],
 )
-def test_malformed_requests(mode, writer, body, text):
+def test_malformed_requests(mode, writer, monkeypatch, body, text):
+    monkeypatch.setattr(conversion, "MAX_DOCUMENT", 1000)
     with pytest.raises(InternalError, match=text):
         core._post_on_addon_endpoint(CONVERSION, body, timeout=10)
     assert writer == []
@@ -161,31 +167,63 @@ def request(url: str, method: str, path: str, body: bytes | None = None, headers
 
 def test_server_replies_with_json_errors():
     auth = {"Authorization": "Bearer s3cret"}
-    with serving(make_server(token="s3cret", max_body=1000)) as url:
+    with serving(make_server(token="s3cret", max_body=10_000)) as url:
         assert request(url, "GET", "/health") == (200, {"status": "ok"})
         addon = f"/addon/{CONVERSION}"
         cases = [("POST", addon, b"{}", {}, 401)]
         cases += [("POST", addon, b"{}", {"Authorization": "Bearer wrong"}, 401)]
         cases += [("POST", addon, body, auth, 400) for body in (b"{not json", b"[1, 2]")]
-        cases += [("POST", addon, b"x" * 1001, auth, 413), ("GET", addon, None, auth, 405)]
+        cases += [("POST", addon, b"x" * 10_001, auth, 413), ("GET", addon, None, auth, 405)]
         cases += [("POST", "/addon/unknown", b"{}", auth, 404)]
         cases += [("GET", path, None, auth, 404) for path in ("/elsewhere", "/jobs/nonexistent")]
         jobs = (
-            '{"integration": "nobody", "version": 1',
-            '{"integration": "idearcs", "version": "1"',
+            '{"integration": "nobody", "version": 1, "content": {}}',
+            '{"integration": "idearcs", "version": "1", "content": {}}',
+            '{"integration": "idearcs", "version": 99999999999999999999999, "content": {}}',
+            '{"integration": "idearcs", "version": 1, "content": %s}' % ("[" * 3000 + "]" * 3000),
         )
-        cases += [("POST", "/jobs", (job + ', "content": {}}').encode(), auth, 400) for job in jobs]
+        cases += [("POST", "/jobs", job.encode(), auth, 400) for job in jobs]
         for method, path, body, headers, status in cases:
             got, reply = request(url, method, path, body, headers)
             assert (got, list(reply)) == (status, ["error"]), (method, path, reply)
-        # A declared size beyond the bound is refused before the body is read.
-        connection = http.client.HTTPConnection(*url[7:].split(":"), timeout=10)
-        connection.putrequest("POST", f"/addon/{CONVERSION}")
-        connection.putheader("Authorization", "Bearer s3cret")
-        connection.putheader("Content-Length", str(10**12))
-        connection.endheaders()
-        assert connection.getresponse().status == 413
-        connection.close()
+        # A declared size beyond the bound is refused before the body is read, and a chunked
+        # body (here a chunk of 24 hex digits of bytes) at once instead of awaited.
+        for header, value, body, status in [
+            ("Content-Length", str(10**12), b"", 413),
+            ("Transfer-Encoding", "chunked", b"1" * 24 + b"\r\nabc", 400),
+        ]:
+            connection = http.client.HTTPConnection(*url[7:].split(":"), timeout=10)
+            connection.putrequest("POST", f"/addon/{CONVERSION}")
+            connection.putheader("Authorization", "Bearer s3cret")
+            connection.putheader(header, value)
+            connection.endheaders(body)
+            response = connection.getresponse()
+            assert (response.status, list(json.loads(response.read()))) == (status, ["error"])
+            connection.close()
+
+
+def test_clients_that_trickle_their_requests_cannot_silence_the_server():
+    with serving(make_server(request_timeout=0.5)) as url:
+        host, port = url[7:].split(":")
+        # More than waitress's connection limit, each sending a byte of its head at a time.
+        tricklers = [socket.create_connection((host, int(port)), timeout=5) for _ in range(100)]
+        answered: list = []
+        client = threading.Thread(target=lambda: answered.append(request(url, "GET", "/health")))
+        client.start()
+        try:
+            for _ in range(40):  # 4 s at most
+                if not client.is_alive():
+                    break
+                for trickler in tricklers:
+                    with contextlib.suppress(OSError):
+                        trickler.send(b"G")
+                time.sleep(0.1)
+            client.join(10)
+            assert answered == [(200, {"status": "ok"})]
+            assert tricklers[0].recv(100).startswith(b"HTTP/1.1 408 ")
+        finally:
+            for trickler in tricklers:
+                trickler.close()
 
 
 def test_served_from_the_command_line(monkeypatch, tmp_path):

@@ -13,8 +13,20 @@ void bind_model(nb::module_ &m);
 // Section prototypes, members and the member-oriented Model.
 void bind_members(nb::module_ &m);
 
+// The common section shapes (TSection, CircleSection, ...) beside RectSection and GeneralShape.
+void bind_shapes(nb::module_ &m);
+
+// Bar patterns and stirrups of reinforced cross-sections and members, and BarLayer.
+void bind_patterns(nb::module_ &m);
+
+// Read-only lists of a model's objects, reprs, and section properties.
+void bind_inspect(nb::module_ &m);
+
 // validate(), ensure_valid() and plot() of _Model, with Finding, Severity and ModelError.
 void bind_validate(nb::module_ &m);
+
+// svg() of _Model, the drawing as SVG text, and the inline drawings of Jupyter.
+void bind_drawing(nb::module_ &m);
 
 // IdeaRcsAnalysis, the analysis job (a subclass of the SDK's ExternalProgram).
 void bind_analysis(nb::module_ &m);

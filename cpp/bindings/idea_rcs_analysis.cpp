@@ -8,8 +8,8 @@
 #include <cstring>
 #include <new>
 
+#include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
-#include "bindings/translate.hpp"
 #include "core/error.hpp"
 
 namespace marlox::py {
@@ -37,18 +37,12 @@ constexpr KnownFailure kKnownFailures[] = {
      "Idea analysis cannot be completed, please check input, license and server"},
 };
 
-bool is_true(nb::handle value) {
-    const int truth = PyObject_IsTrue(value.ptr());
-    if (truth < 0) throw nb::python_error();
-    return truth != 0;
-}
-
 // Standard base64 (with padding, no line breaks) of a bytes-like object, as a new str.
 nb::str base64_text(nb::handle data) {
     static constexpr char kAlphabet[] =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     Py_buffer view;
-    if (PyObject_GetBuffer(data.ptr(), &view, PyBUF_SIMPLE) != 0) throw nb::python_error();
+    if (PyObject_GetBuffer(data.ptr(), &view, PyBUF_SIMPLE) != 0) throw_python();
     struct Release {
         Py_buffer *view;
         ~Release() { PyBuffer_Release(view); }
@@ -58,11 +52,11 @@ nb::str base64_text(nb::handle data) {
     const Py_ssize_t size = view.len;
     if (size / 3 >= PY_SSIZE_T_MAX / 4 - 1) {
         PyErr_NoMemory();
-        throw nb::python_error();
+        throw_python();
     }
     const Py_ssize_t length = (size + 2) / 3 * 4;
     nb::str text = nb::steal<nb::str>(PyUnicode_New(length, 127));
-    if (!text.is_valid()) throw nb::python_error();
+    if (!text.is_valid()) throw_python();
     Py_UCS1 *out = PyUnicode_1BYTE_DATA(text.ptr());
 
     Py_ssize_t i = 0;
@@ -98,16 +92,16 @@ void init(nb::handle self, nb::handle input_file, nb::handle return_result_xml,
     nb::setattr(self, "input_file", input_file);
     // The result XML cannot be switched off: any falsy argument means "on".
     nb::setattr(self, "_return_result_xml",
-                is_true(return_result_xml) ? nb::borrow(return_result_xml) : nb::bool_(true));
+                truthy(return_result_xml) ? nb::borrow(return_result_xml) : nb::bool_(true));
     nb::setattr(self, "_return_rcs_file",
-                is_true(return_rcs_file) ? nb::borrow(return_rcs_file) : nb::bool_(false));
+                truthy(return_rcs_file) ? nb::borrow(return_rcs_file) : nb::bool_(false));
 }
 
 nb::object generate_job_content(nb::handle self) {
     nb::object input_file = self.attr("input_file");
     nb::object bytes_io = nb::module_::import_("io").attr("BytesIO");
     const int is_bytes_io = PyObject_IsInstance(input_file.ptr(), bytes_io.ptr());
-    if (is_bytes_io < 0) throw nb::python_error();
+    if (is_bytes_io < 0) throw_python();
     nb::object data =
         is_bytes_io ? input_file.attr("getvalue")() : input_file.attr("getvalue_binary")();
     nb::str body = base64_text(data);
@@ -119,14 +113,14 @@ nb::object generate_job_content(nb::handle self) {
 nb::object handle_execution_error(nb::handle, nb::handle message) {
     if (!PyUnicode_Check(message.ptr())) {
         // Not a text, so no key; an unhashable one fails as a dictionary lookup would.
-        if (PyObject_Hash(message.ptr()) == -1) throw nb::python_error();
+        if (PyObject_Hash(message.ptr()) == -1) throw_python();
         return nb::none();
     }
     Py_ssize_t size = 0;
     const char *text = PyUnicode_AsUTF8AndSize(message.ptr(), &size);
     if (text == nullptr) {
         // Lone surrogates: not UTF-8, so equal to none of the keys.
-        if (!PyErr_ExceptionMatches(PyExc_UnicodeEncodeError)) throw nb::python_error();
+        if (!PyErr_ExceptionMatches(PyExc_UnicodeEncodeError)) throw_python();
         PyErr_Clear();
         return nb::none();
     }
@@ -140,13 +134,13 @@ nb::object handle_execution_error(nb::handle, nb::handle message) {
 }
 
 nb::object get_output_file(nb::handle self, nb::handle as_file) {
-    if (!is_true(self.attr("_return_result_xml")))
+    if (!truthy(self.attr("_return_result_xml")))
         fail(ErrorKind::Value, "The result file is not available when 'return_result_xml' = False");
     return self.attr("_get_result")("body", "as_file"_a = as_file);
 }
 
 nb::object get_idea_rcs_file(nb::handle self, nb::handle as_file) {
-    if (!is_true(self.attr("_return_rcs_file")))
+    if (!truthy(self.attr("_return_rcs_file")))
         fail(ErrorKind::Value, "The rcs file is not available when 'return_rcs_file' = False");
     return self.attr("_get_result")("idea_rcs_body", "as_file"_a = as_file);
 }
@@ -208,12 +202,12 @@ void bind_analysis(nb::module_ &m) {
         nb::sig("def _handle_execution_error(self, message: str) -> None"), kHandleErrorDoc);
     ns["get_output_file"] = nb::cpp_function(
         &get_output_file, nb::is_method(), nb::kw_only(), nb::arg("as_file").none() = false,
-        nb::sig("def get_output_file(self, *, as_file: bool = False) -> "
+        nb::sig("def get_output_file(self, *, as_file: bool | None = False) -> "
                 "io.BytesIO | marlox.core.File"),
         kOutputDoc);
     ns["get_idea_rcs_file"] = nb::cpp_function(
         &get_idea_rcs_file, nb::is_method(), nb::kw_only(), nb::arg("as_file").none() = false,
-        nb::sig("def get_idea_rcs_file(self, *, as_file: bool = False) -> "
+        nb::sig("def get_idea_rcs_file(self, *, as_file: bool | None = False) -> "
                 "io.BytesIO | marlox.core.File"),
         kRcsFileDoc);
     nb::object type = nb::borrow(reinterpret_cast<PyObject *>(&PyType_Type));

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
 #include "bindings/members_docs.hpp"
 #include "bindings/model.hpp"
@@ -16,21 +17,9 @@ namespace marlox::py {
 
 namespace {
 
-// Own a new reference from a C API call, or raise the Python error it set.
-nb::object checked(PyObject *result) {
-    if (result == nullptr) throw nb::python_error();
-    return nb::steal(result);
-}
-
-bool truthy(nb::handle value) {
-    const int result = PyObject_IsTrue(value.ptr());
-    if (result < 0) throw nb::python_error();
-    return result == 1;
-}
-
 [[noreturn]] void raise_not_implemented() {
     PyErr_SetNone(PyExc_NotImplementedError);
-    throw nb::python_error();
+    throw_python();
 }
 
 // A class of this module, looked up when it is used, as a global name is.
@@ -259,6 +248,7 @@ void bind_prototypes(nb::module_ &m) {
 struct MemberHandles {
     nb::object rcs;
     nb::object check_section;
+    nb::object model;  // the model that made the member, or None for one made by hand
 };
 
 // One C++ type per member class (nanobind binds each C++ type once).
@@ -271,6 +261,7 @@ int member_traverse(PyObject *self, visitproc visit, void *arg) {
     MemberHandles *member = nb::inst_ptr<MemberHandles>(self);
     Py_VISIT(member->rcs.ptr());
     Py_VISIT(member->check_section.ptr());
+    Py_VISIT(member->model.ptr());
     return 0;
 }
 
@@ -279,6 +270,7 @@ int member_clear(PyObject *self) {
     MemberHandles *member = nb::inst_ptr<MemberHandles>(self);
     member->rcs = nb::none();
     member->check_section = nb::none();
+    member->model = nb::none();
     return 0;
 }
 
@@ -293,6 +285,7 @@ void def_member_init(nb::class_<C, MemberHandles> &cls) {
             C *made = new (self) C();
             made->rcs = nb::borrow(rcs);
             made->check_section = nb::borrow(check_section);
+            made->model = nb::none();
         },
         "rcs"_a.none(), "check_section"_a.none(),
         nb::sig("def __init__(self, rcs: marlox.external.idea_rcs.objects.ReinforcedCrossSection, "
@@ -300,7 +293,7 @@ void def_member_init(nb::class_<C, MemberHandles> &cls) {
 }
 
 nb::object list_of(nb::handle holder, const char *name) {
-    return checked(PySequence_List(holder.attr(name).ptr()));
+    return steal_or_throw(PySequence_List(holder.attr(name).ptr()));
 }
 
 template <int N>
@@ -316,7 +309,7 @@ void bind_member_classes(nb::module_ &m) {
         .def(
             "__init__",
             [](MemberHandles *self, nb::handle rcs, nb::handle check_section) {
-                new (self) MemberHandles{nb::borrow(rcs), nb::borrow(check_section)};
+                new (self) MemberHandles{nb::borrow(rcs), nb::borrow(check_section), nb::none()};
             },
             "rcs"_a.none(), "check_section"_a.none(),
             nb::sig("def __init__(self, rcs: "
@@ -339,6 +332,11 @@ void bind_member_classes(nb::module_ &m) {
             nb::for_setter(nb::sig("def _check_section(self, value: "
                                    "marlox.external.idea_rcs.objects.CheckSection, /) -> None")),
             nb::for_getter("The member's check section, owned by the model."))
+        .def_prop_ro(
+            "model", [](const MemberHandles &self) { return self.model; },
+            nb::for_getter(nb::sig("def model(self) -> Model | None")),
+            nb::for_getter("The model that made the member, or None for a member made by "
+                           "calling its class."))
         .def_prop_ro(
             "bars", [](const MemberHandles &self) { return list_of(self.rcs, "bars"); },
             nb::for_getter(
@@ -432,14 +430,14 @@ nb::object function_text(nb::handle function) {
 nb::object call_with_mapping(nb::handle function, nb::handle args, nb::handle mapping) {
     nb::dict kwargs;
     if (PyDict_Merge(kwargs.ptr(), mapping.ptr(), 1) < 0) {
-        if (!PyErr_ExceptionMatches(PyExc_AttributeError)) throw nb::python_error();
+        if (!PyErr_ExceptionMatches(PyExc_AttributeError)) throw_python();
         PyErr_Clear();
         nb::str text = nb::str(function_text(function));
         PyErr_Format(PyExc_TypeError, "%U argument after ** must be a mapping, not %.200s",
                      text.ptr(), Py_TYPE(mapping.ptr())->tp_name);
-        throw nb::python_error();
+        throw_python();
     }
-    return checked(PyObject_Call(function.ptr(), args.ptr(), kwargs.ptr()));
+    return steal_or_throw(PyObject_Call(function.ptr(), args.ptr(), kwargs.ptr()));
 }
 
 // `first, second = value`, failing as the interpreter's unpacking does.
@@ -452,7 +450,7 @@ std::pair<nb::object, nb::object> unpack_pair(nb::handle value) {
             PyErr_Format(PyExc_TypeError, "cannot unpack non-iterable %.200s object",
                          Py_TYPE(value.ptr())->tp_name);
         }
-        throw nb::python_error();
+        throw_python();
     }
     nb::object it = nb::steal(iterator);
     nb::object items[2];
@@ -462,7 +460,7 @@ std::pair<nb::object, nb::object> unpack_pair(nb::handle value) {
             if (!PyErr_Occurred())
                 PyErr_Format(PyExc_ValueError, "not enough values to unpack (expected 2, got %d)",
                              i);
-            throw nb::python_error();
+            throw_python();
         }
         items[i] = nb::steal(item);
     }
@@ -471,7 +469,7 @@ std::pair<nb::object, nb::object> unpack_pair(nb::handle value) {
         Py_DECREF(extra);
         PyErr_SetString(PyExc_ValueError, "too many values to unpack (expected 2)");
     }
-    if (PyErr_Occurred()) throw nb::python_error();
+    if (PyErr_Occurred()) throw_python();
     return {items[0], items[1]};
 }
 
@@ -482,7 +480,7 @@ nb::object create_1d_section(nb::handle self, nb::handle member_type, nb::handle
                              nb::handle design_member_name) {
     nb::object cross_section;
     const int general = PyObject_IsInstance(cs.ptr(), module_class("GeneralShape").ptr());
-    if (general < 0) throw nb::python_error();
+    if (general < 0) throw_python();
     if (general) {
         cross_section = self.attr("_create_cross_section_component")();
         cross_section.attr("create_component")(cs.attr("_outline"), material,
@@ -520,7 +518,10 @@ nb::object create_member(const char *member_class, const char *member_type, nb::
             name, rcs_name, exposure_classes, coeff_kx, creep_coefficient, relative_humidity,
             "design_member_name"_a = design_member_name);
         auto [rcs, check_section] = unpack_pair(made);
-        return module_class(member_class)(rcs, check_section);
+        nb::object member = module_class(member_class)(rcs, check_section);
+        if (nb::isinstance<MemberHandles>(member))
+            nb::cast<MemberHandles &>(member).model = nb::borrow(self);
+        return member;
     } catch (...) {
         if (marks) marks->restore();  // the error is held by the exception in flight, not set
         throw;
@@ -563,9 +564,9 @@ nb::object create_concrete_material(nb::handle self, nb::handle base_material, n
 }
 
 nb::object base_property(nb::handle base_material, const char *key) {
-    nb::object row = checked(
+    nb::object row = steal_or_throw(
         PyObject_GetItem(companion().attr("_MATERIAL_PROPERTIES").ptr(), base_material.ptr()));
-    return checked(PyObject_GetItem(row.ptr(), nb::str(key).ptr()));
+    return steal_or_throw(PyObject_GetItem(row.ptr(), nb::str(key).ptr()));
 }
 
 nb::object create_reinforcement_material(nb::handle self, nb::handle base_material, nb::handle name,
@@ -576,7 +577,7 @@ nb::object create_reinforcement_material(nb::handle self, nb::handle base_materi
     nb::object yield = truthy(fyk) ? nb::borrow(fyk) : base_property(base_material, "fyk");
     nb::object ratio =
         truthy(ftk_by_fyk) ? nb::borrow(ftk_by_fyk) : base_property(base_material, "ftk_by_fyk");
-    nb::object ftk = checked(PyNumber_Multiply(yield.ptr(), ratio.ptr()));
+    nb::object ftk = steal_or_throw(PyNumber_Multiply(yield.ptr(), ratio.ptr()));
     return self.attr("_create_matreinforcement_ec2")(
         base_material, name, "unit_mass"_a = unit_mass, "e_modulus"_a = e_modulus, "fyk"_a = yield,
         "ftk_by_fyk"_a = ratio, "ftk"_a = ftk, "epsuk"_a = epsuk, "type_"_a = type_,

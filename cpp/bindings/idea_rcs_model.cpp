@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
 #include "bindings/model.hpp"
 #include "bindings/model_docs.hpp"
@@ -20,12 +21,6 @@ constexpr const char *kConversionEndpoint = "fillidearcstemplate/v3/jobs/";
 constexpr const char *kConversionFailed =
     "Input file could not be generated, please check your model";
 
-bool truthy(nb::handle value) {
-    const int result = PyObject_IsTrue(value.ptr());
-    if (result < 0) throw nb::python_error();
-    return result == 1;
-}
-
 // `value or fallback()`, evaluating the fallback only when it is needed.
 template <class Fallback>
 nb::object value_or(nb::handle value, Fallback fallback) {
@@ -33,9 +28,7 @@ nb::object value_or(nb::handle value, Fallback fallback) {
 }
 
 nb::object item(nb::handle mapping, nb::handle key) {
-    PyObject *result = PyObject_GetItem(mapping.ptr(), key.ptr());
-    if (result == nullptr) throw nb::python_error();
-    return nb::steal(result);
+    return steal_or_throw(PyObject_GetItem(mapping.ptr(), key.ptr()));
 }
 
 nb::object item(nb::handle mapping, const char *key) { return item(mapping, nb::str(key)); }
@@ -58,9 +51,7 @@ nb::object material_property(nb::handle base_material, const char *key) {
 }
 
 nb::object times(nb::handle value, double factor) {
-    PyObject *result = PyNumber_Multiply(value.ptr(), nb::float_(factor).ptr());
-    if (result == nullptr) throw nb::python_error();
-    return nb::steal(result);
+    return steal_or_throw(PyNumber_Multiply(value.ptr(), nb::float_(factor).ptr()));
 }
 
 nb::object append(nb::list &list, nb::object made) {
@@ -116,7 +107,7 @@ nb::object create_matreinforcement_ec2(
                            nb::object base = material_property(base_material, "fyk");
                            nb::object k = material_property(base_material, "ftk_by_fyk");
                            PyObject *product = PyNumber_Multiply(base.ptr(), k.ptr());
-                           if (product == nullptr) throw nb::python_error();
+                           if (product == nullptr) throw_python();
                            return nb::steal(product);
                        }),
               1e6);
@@ -240,14 +231,8 @@ nb::object serialize(ModelBase &self) {
 // --- input XML through the platform's conversion service ---------------------------------
 
 [[noreturn]] void raise_conversion_failed(const nb::python_error &cause) {
-    nb::object error =
-        nb::steal(PyObject_CallOneArg(PyExc_Exception, nb::str(kConversionFailed).ptr()));
-    if (!error.is_valid()) throw nb::python_error();
-    nb::object cause_value = nb::borrow(cause.value());
-    PyException_SetCause(error.ptr(), cause_value.inc_ref().ptr());
-    PyException_SetContext(error.ptr(), cause_value.inc_ref().ptr());
-    PyErr_SetObject(PyExc_Exception, error.ptr());
-    throw nb::python_error();
+    nb::object message = str_from(kConversionFailed);
+    raise_error(steal_or_throw(PyObject_CallOneArg(PyExc_Exception, message.ptr())), cause.value());
 }
 
 nb::object generate_xml_input(nb::handle self, nb::handle as_file) {
@@ -338,7 +323,7 @@ void def_forwarder(nb::handle cls, const char *name, const char *target, size_t 
                                       std::to_string(args.size() - 1) + " were given");
         nb::handle self = args[0];
         nb::object rest = nb::steal(PyTuple_GetSlice(args.ptr(), 1, (Py_ssize_t)args.size()));
-        if (!rest.is_valid()) throw nb::python_error();
+        if (!rest.is_valid()) throw_python();
         return self.attr(target)(*rest, **kwargs);
     };
     nb::setattr(cls, name,
@@ -490,8 +475,8 @@ void bind_model(nb::module_ &m) {
         .def(
             "generate_xml_input",
             [](nb::handle self, nb::handle as_file) { return generate_xml_input(self, as_file); },
-            nb::is_method(), "as_file"_a = false,
-            nb::sig("def generate_xml_input(self, as_file: bool = False) -> io.BytesIO | "
+            nb::is_method(), "as_file"_a.none() = false,
+            nb::sig("def generate_xml_input(self, as_file: bool | None = False) -> io.BytesIO | "
                     "marlox.core.File"),
             doc::generate_xml_input);
     remember_standard_encoding(encoder, model);

@@ -14,7 +14,11 @@ NB_MODULE(idea_rcs, m) {
     // Areas, in the order their classes are bound:
     marlox::py::bind_model(m);
     marlox::py::bind_members(m);
+    marlox::py::bind_shapes(m);
     marlox::py::bind_validate(m);
+    marlox::py::bind_drawing(m);
+    marlox::py::bind_inspect(m);
+    marlox::py::bind_patterns(m);
     marlox::py::bind_analysis(m);
     marlox::py::bind_results(m);
     marlox::py::bind_table(m);

@@ -12,6 +12,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
 #include "bindings/idea_rcs_results.hpp"
 #include "bindings/model.hpp"
@@ -33,11 +34,6 @@ using input_read::Val;
 using schema::Field;
 using schema::Kind;
 
-nb::object steal(PyObject *result) {
-    if (result == nullptr) throw nb::python_error();
-    return nb::steal(result);
-}
-
 // How objects of one type are made: the fields its constructor takes, and its managed lists with
 // the type of their parts.
 struct Layout {
@@ -53,7 +49,7 @@ const objects::Factory &factory() {
     static const objects::Factory *table = [] {
         auto *found =
             static_cast<const objects::Factory *>(PyCapsule_Import(objects::kFactoryCapsule, 0));
-        if (found == nullptr) throw nb::python_error();
+        if (found == nullptr) throw_python();
         if (found->size != sizeof(objects::Factory))
             fail(ErrorKind::SdkInternal, "the objects module does not match this module");
         return found;
@@ -140,16 +136,16 @@ class ModelSink : public input_read::Sink {
     }
 
     nb::object number(double d) {
-        return numbers_.get(bits_of(d), [d] { return steal(PyFloat_FromDouble(d)); });
+        return numbers_.get(bits_of(d), [d] { return steal_or_throw(PyFloat_FromDouble(d)); });
     }
 
     nb::object integer(long long i) {
-        return integers_.get(i, [i] { return steal(PyLong_FromLongLong(i)); });
+        return integers_.get(i, [i] { return steal_or_throw(PyLong_FromLongLong(i)); });
     }
 
     nb::object point(double y, double z) {
         return points_.get({bits_of(y), bits_of(z)}, [&] {
-            nb::object out = steal(PyTuple_New(2));
+            nb::object out = steal_or_throw(PyTuple_New(2));
             PyTuple_SET_ITEM(out.ptr(), 0, number(y).release().ptr());
             PyTuple_SET_ITEM(out.ptr(), 1, number(z).release().ptr());
             return out;
@@ -157,7 +153,7 @@ class ModelSink : public input_read::Sink {
     }
 
     nb::object polyline(const std::vector<input_read::Vertex> &line) {
-        nb::object out = steal(PyTuple_New((Py_ssize_t)line.size()));
+        nb::object out = steal_or_throw(PyTuple_New((Py_ssize_t)line.size()));
         for (std::size_t i = 0; i < line.size(); ++i) {
             const input_read::Vertex &v = line[i];
             nb::object item =
@@ -181,7 +177,8 @@ class ModelSink : public input_read::Sink {
             case Val::Kind::Bool:
                 return nb::bool_(v.boolean);
             case Val::Kind::Text:
-                return steal(PyUnicode_FromStringAndSize(v.text.data(), (Py_ssize_t)v.text.size()));
+                return steal_or_throw(
+                    PyUnicode_FromStringAndSize(v.text.data(), (Py_ssize_t)v.text.size()));
             case Val::Kind::Enum:
                 return nb::borrow(member(field.type, v.member));
             case Val::Kind::Object:
@@ -197,7 +194,7 @@ class ModelSink : public input_read::Sink {
             case Val::Kind::Polyline:
                 return polyline(v.lines[0]);
             case Val::Kind::Polylines: {
-                nb::object out = steal(PyTuple_New((Py_ssize_t)v.lines.size()));
+                nb::object out = steal_or_throw(PyTuple_New((Py_ssize_t)v.lines.size()));
                 for (std::size_t i = 0; i < v.lines.size(); ++i)
                     PyTuple_SET_ITEM(out.ptr(), (Py_ssize_t)i,
                                      polyline(v.lines[i]).release().ptr());
@@ -260,7 +257,7 @@ class ModelSink : public input_read::Sink {
         PyObject *made = factory().make(index, fields.give());
         if (made != nullptr) return nb::steal(made);
         if (!PyErr_ExceptionMatches(PyExc_ValueError) && !PyErr_ExceptionMatches(PyExc_TypeError))
-            throw nb::python_error();
+            throw_python();
         nb::python_error error;
         fail(ErrorKind::Value, "line " + std::to_string(item.line) + ": " + item.element() + " " +
                                    nb::str(error.value()).c_str());
@@ -314,14 +311,14 @@ class ModelSink : public input_read::Sink {
                 ++count;
                 const int id = pl.settable_id;
                 if (id >= 0 && part[(std::size_t)id].kind != Val::Kind::Int)
-                    values.set((std::size_t)id, steal(PyLong_FromSize_t(count)));
+                    values.set((std::size_t)id, steal_or_throw(PyLong_FromSize_t(count)));
                 const int text = pl.description;
                 if (text >= 0 && !(part[(std::size_t)text].kind == Val::Kind::Text &&
                                    !part[(std::size_t)text].text.empty()))
                     values.set((std::size_t)text,
                                nb::str("{} - E {}").format(made.attr("description"), count));
                 nb::object piece = create(part, pl.index, values);
-                if (factory().append(made.ptr(), list, piece.ptr()) != 0) throw nb::python_error();
+                if (factory().append(made.ptr(), list, piece.ptr()) != 0) throw_python();
             }
         }
         return made;
@@ -371,7 +368,7 @@ class ModelSink : public input_read::Sink {
 
 void feed_buffer(input_read::Reader &reader, nb::handle data) {
     Py_buffer view{};
-    if (PyObject_GetBuffer(data.ptr(), &view, PyBUF_SIMPLE) != 0) throw nb::python_error();
+    if (PyObject_GetBuffer(data.ptr(), &view, PyBUF_SIMPLE) != 0) throw_python();
     try {
         reader.feed(static_cast<const char *>(view.buf), (std::size_t)view.len, false);
     } catch (...) {
@@ -435,7 +432,7 @@ nb::object from_xml(nb::handle cls, nb::handle source) {
 void bind_reader(nb::module_ &m) {
     nb::object open_model = m.attr("OpenModel");
     nb::setattr(open_model, "from_xml",
-                steal(PyClassMethod_New(
+                steal_or_throw(PyClassMethod_New(
                     nb::cpp_function(
                         &from_xml, nb::name("from_xml"), nb::scope(open_model), "cls"_a, "source"_a,
                         nb::sig("def from_xml(cls, source: str | os.PathLike[str] | "

@@ -76,11 +76,8 @@ const Et &et() {
         PyObject *module = PyImport_ImportModule("xml.etree.ElementTree");
         if (module == nullptr) throw_python();
         Et v{module, PyObject_GetAttrString(module, "Element"),
-             PyObject_GetAttrString(module, "SubElement"),
-             PyObject_GetAttrString(module, "ParseError")};
-        if (v.element == nullptr || v.sub_element == nullptr || v.parse_error == nullptr) {
-            throw_python();
-        }
+             PyObject_GetAttrString(module, "SubElement")};
+        if (v.element == nullptr || v.sub_element == nullptr) throw_python();
         value = v;
     }
     return value;

@@ -18,6 +18,7 @@
 #include <utility>
 #include <vector>
 
+#include "bindings/helpers.hpp"
 #include "core/result_dom.hpp"
 #include "core/result_paths.hpp"
 #include "core/result_scan.hpp"
@@ -35,14 +36,7 @@ using marlox::results::Slice;
 const expat::Host &expat_host();
 
 // ---------------------------------------------------------------------------------------------
-// Python helpers
-
-[[noreturn]] inline void throw_python() { throw nb::python_error(); }
-
-inline nb::object steal_or_throw(PyObject *o) {
-    if (o == nullptr) throw_python();
-    return nb::steal(o);
-}
+// Python helpers of the result readers
 
 // The interpreter's own error for `None.<name>` (AttributeError with name and obj set).
 [[noreturn]] inline void raise_none_attribute(const char *name) {
@@ -64,29 +58,6 @@ PyObject *name_key(Name name);
 // A path string for ElementTree's find/findall/findtext (interned, kept).
 PyObject *path_string(const std::string &path);
 
-inline void dict_set(PyObject *dict, PyObject *key, PyObject *value) {
-    if (PyDict_SetItem(dict, key, value) != 0) throw_python();
-}
-
-inline nb::object new_dict() { return steal_or_throw(PyDict_New()); }
-// A dict with room for `items` keys, so that filling it never resizes it. The interpreter
-// offers this only privately, up to 3.12; later versions get a plain dict.
-inline nb::object new_dict([[maybe_unused]] Py_ssize_t items) {
-#if PY_VERSION_HEX < 0x030D0000
-    return steal_or_throw(_PyDict_NewPresized(items));
-#else
-    return steal_or_throw(PyDict_New());
-#endif
-}
-inline nb::object new_list() { return steal_or_throw(PyList_New(0)); }
-inline void list_append(PyObject *list, PyObject *value) {
-    if (PyList_Append(list, value) != 0) throw_python();
-}
-
-inline nb::object str_from(std::string_view s) {
-    return steal_or_throw(PyUnicode_DecodeUTF8(s.data(), (Py_ssize_t)s.size(), "strict"));
-}
-
 // float(text) for text taken from the tree: exactly the interpreter's float() of that str.
 nb::object float_from_text(std::string_view text);
 
@@ -95,7 +66,6 @@ struct Et {
     PyObject *module;
     PyObject *element;      // Element
     PyObject *sub_element;  // SubElement
-    PyObject *parse_error;  // ParseError
 };
 const Et &et();
 

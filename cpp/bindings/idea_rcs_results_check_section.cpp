@@ -137,7 +137,7 @@ nb::object native_section_id(DocState &doc, NodeId node) {
 
 bool equals(PyObject *a, PyObject *b) {
     nb::object r = steal_or_throw(PyObject_RichCompare(a, b, Py_EQ));
-    return is_truthy(r.ptr());
+    return truthy(r.ptr());
 }
 
 // int(section.find("SectionId").text) == wanted on a native section. When `wanted` is an
@@ -187,16 +187,7 @@ nb::object et_section_id(const nb::object &section) {
     nb::object formatted = steal_or_throw(PyObject_Format(id, nullptr));
     nb::object message = steal_or_throw(PyUnicode_FromFormat(
         "section with id '%U' is not available in the result file.", formatted.ptr()));
-    Py_ssize_t size = 0;
-    const char *utf8 = PyUnicode_AsUTF8AndSize(message.ptr(), &size);
-    if (utf8 != nullptr)
-        throw marlox::Error(ErrorKind::SdkParsing, std::string(utf8, (std::size_t)size));
-    PyErr_Clear();
-    nb::object errors = steal_or_throw(PyImport_ImportModule("marlox.errors"));
-    nb::object cls = steal_or_throw(PyObject_GetAttrString(errors.ptr(), "ParsingError"));
-    nb::object error = steal_or_throw(PyObject_CallOneArg(cls.ptr(), message.ptr()));
-    PyErr_SetObject(cls.ptr(), error.ptr());
-    throw_python();
+    raise_error(sdk_error("ParsingError", message));
 }
 
 // The extremes of a section as a generator gives them: nothing happens before the first item,

@@ -61,28 +61,14 @@ std::unique_ptr<Scanner> new_scanner(bool keep_all) {
     return scanner;
 }
 
-// ElementTree's ParseError for a failed feed: "<message>: line L, column C", with `code` and
-// `position` set as ElementTree sets them. A memory failure is raised as MemoryError at once.
 nb::object parse_error_object(const ScanFailure &f) {
     if (f.kind == ScanFailure::Kind::Memory) {
         PyErr_NoMemory();
         throw_python();
     }
-    const Et &e = et();
-    nb::object message = steal_or_throw(PyUnicode_FromFormat(
-        "%s: line %zd, column %zd", f.message.c_str(), (Py_ssize_t)f.line, (Py_ssize_t)f.column));
-    nb::object error = steal_or_throw(PyObject_CallOneArg(e.parse_error, message.ptr()));
-    nb::object code = steal_or_throw(PyLong_FromLong(f.code));
-    if (PyObject_SetAttrString(error.ptr(), "code", code.ptr()) != 0) throw_python();
-    nb::object position =
-        steal_or_throw(Py_BuildValue("(nn)", (Py_ssize_t)f.line, (Py_ssize_t)f.column));
-    if (PyObject_SetAttrString(error.ptr(), "position", position.ptr()) != 0) throw_python();
-    return error;
-}
-
-[[noreturn]] void raise_object(const nb::object &error) {
-    PyErr_SetObject((PyObject *)Py_TYPE(error.ptr()), error.ptr());
-    throw_python();
+    return parse_error(
+        f.message + ": line " + std::to_string(f.line) + ", column " + std::to_string(f.column),
+        f.code, (long)f.line, (long)f.column);
 }
 
 // ElementTree's XMLParser.feed (and close, with `final`): str is parsed as UTF-8 with the

@@ -11,9 +11,9 @@ using marlox::results::Scanner;
 
 std::unique_ptr<Scanner> new_scanner(bool keep_all);
 
+// ElementTree's ParseError for a failed feed: "<message>: line L, column C", with `code` and
+// `position`. A memory failure is raised as MemoryError at once.
 nb::object parse_error_object(const ScanFailure &f);
-
-[[noreturn]] void raise_object(const nb::object &error);
 
 bool feed_object(DocState &doc, PyObject *data, bool final);
 

@@ -208,12 +208,6 @@ inline nb::object float_of(const EtNode &n) {
     return steal_or_throw(PyNumber_Float(text.ptr()));
 }
 
-inline bool is_truthy(PyObject *o) {
-    const int t = PyObject_IsTrue(o);
-    if (t < 0) throw_python();
-    return t == 1;
-}
-
 inline bool text_equals(const EtNode &n, const char *value) {
     nb::object text = text_of(n);
     const int eq = PyObject_RichCompareBool(text.ptr(), interned(value), Py_EQ);
@@ -225,18 +219,18 @@ inline bool findtext_equal(const EtNode &a, const EtNode &b, Name tag) {
     nb::object left = findtext_descendant(a, tag);
     nb::object right = findtext_descendant(b, tag);
     nb::object eq = steal_or_throw(PyObject_RichCompare(left.ptr(), right.ptr(), Py_EQ));
-    return is_truthy(eq.ptr());
+    return truthy(eq.ptr());
 }
 
 inline nb::object stress_or_nan(const EtNode &n) {
     nb::object text = text_of(n);
-    if (!is_truthy(text.ptr())) text = nb::borrow(interned("nan"));
+    if (!truthy(text.ptr())) text = nb::borrow(interned("nan"));
     return steal_or_throw(PyNumber_Float(text.ptr()));
 }
 
 inline nb::object stress_or_none(const EtNode &n) {
     nb::object text = text_of(n);
-    if (!is_truthy(text.ptr())) text = nb::borrow(interned(""));
+    if (!truthy(text.ptr())) text = nb::borrow(interned(""));
     nb::object lowered = steal_or_throw(PyObject_CallMethod(text.ptr(), "lower", nullptr));
     const int eq = PyObject_RichCompareBool(lowered.ptr(), interned("nan"), Py_EQ);
     if (eq < 0) throw_python();

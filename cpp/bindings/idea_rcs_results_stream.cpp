@@ -1,6 +1,6 @@
 // RcsOutputFileParser: the streaming parser, one check section at a time.
-#include "bindings/idea_rcs_results_expat.hpp"
 #include "bindings/idea_rcs_results_check_section.hpp"
+#include "bindings/idea_rcs_results_expat.hpp"
 
 namespace marlox::py::results {
 
@@ -9,10 +9,30 @@ using marlox::results::DomBuilder;
 // ---------------------------------------------------------------------------------------------
 // RcsOutputFileParser
 
+// The scans of one parser share its stream, and each scan seeks and reads it as if it were
+// its own. Every operation of a scan on the stream is therefore marked here, with the interpreter
+// lock held: a scan that finds that another scan has used the stream since its own last
+// operation (another thread, or a scan run inside its loop), or that one is using it right now,
+// raises instead of going on with bytes that are not the ones it asked for.
+struct StreamUse {
+    std::uint64_t scans = 0;  // the id of the scan started last
+    std::uint64_t owner = 0;  // the scan that used the stream last
+    bool busy = false;        // an operation on the stream is under way (it may release the lock)
+};
+
 struct StreamParser {
     nb::object file;
     nb::object pos;
+    StreamUse use;
 };
+
+[[noreturn]] void raise_concurrent_scan() {
+    PyErr_SetString(PyExc_RuntimeError,
+                    "another scan used this RcsOutputFileParser's stream while this scan was "
+                    "reading it: a parser and its stream serve one scan at a time (give each "
+                    "thread a parser and a stream of its own)");
+    throw_python();
+}
 
 struct SectionIterator {
     enum class State { NotStarted, Running, Finished };
@@ -29,6 +49,34 @@ struct SectionIterator {
     long read_bytes = 0;
     nb::object unfed;  // bytes read but not yet all given to expat
     Py_ssize_t unfed_offset = 0;
+    std::uint64_t scan_id = 0;  // this scan, in the parser's StreamUse
+
+    // `op()`, an operation on the parser's stream; `first` starts this scan's use of it.
+    template <class Op>
+    auto on_stream(Op &&op, bool first = false) {
+        StreamUse *use = nullptr;
+        if (nb::inst_ready(parser) && nb::isinstance<StreamParser>(parser))
+            use = &nb::inst_ptr<StreamParser>(parser)->use;
+        if (use != nullptr) {
+            if (use->busy || (!first && use->owner != scan_id)) raise_concurrent_scan();
+            if (first) scan_id = ++use->scans;
+            use->owner = scan_id;
+            use->busy = true;
+        }
+        struct Done {
+            StreamUse *use;
+            ~Done() {
+                if (use != nullptr) use->busy = false;
+            }
+        } done{use};
+        return op();
+    }
+
+    void reset_file() {
+        on_stream([&] {
+            return steal_or_throw(PyObject_CallMethod(parser.ptr(), "_reset_file", nullptr));
+        });
+    }
 
     ~SectionIterator() {
         if (close_source && source.is_valid() && state != State::Finished) {
@@ -91,7 +139,9 @@ struct SectionIterator {
             state = State::Running;
             // self._file.seek(0); ET.iterparse(self._file, events=("end",))
             nb::object file = steal_or_throw(PyObject_GetAttrString(parser.ptr(), "_file"));
-            nb::object r = steal_or_throw(PyObject_CallMethod(file.ptr(), "seek", "i", 0));
+            on_stream(
+                [&] { return steal_or_throw(PyObject_CallMethod(file.ptr(), "seek", "i", 0)); },
+                true);
             source = steal_or_throw(PyObject_GetAttrString(parser.ptr(), "_file"));
             if (!PyObject_HasAttrString(source.ptr(), "read")) {
                 nb::object builtins = steal_or_throw(PyImport_ImportModule("builtins"));
@@ -134,12 +184,11 @@ struct SectionIterator {
             }
             if (pending_error.is_valid()) {
                 nb::object error = std::move(pending_error);
-                raise_object(error);
+                raise_error(error);
             }
             if (closed_input) {
                 finish();
-                nb::object reset =
-                    steal_or_throw(PyObject_CallMethod(parser.ptr(), "_reset_file", nullptr));
+                reset_file();
                 return nb::object();
             }
             // Nothing waits: whatever the tree still holds of earlier sections can go.
@@ -164,13 +213,17 @@ struct SectionIterator {
                 read_size = steal_or_throw(PyLong_FromLong(read_bytes));
             }
             PyObject *args[] = {nullptr, source.ptr(), read_size.ptr()};
-            nb::object data = steal_or_throw(PyObject_VectorcallMethod(
-                interned("read"), args + 1, 2 | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr));
-            if (!is_truthy(data.ptr())) {
+            auto read = [&] {
+                return steal_or_throw(PyObject_VectorcallMethod(
+                    interned("read"), args + 1, 2 | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr));
+            };
+            // A file the scan opened itself is its own.
+            nb::object data = close_source ? read() : on_stream(read);
+            if (!truthy(data.ptr())) {
                 closed_input = true;
                 const bool ok = feed_object(*doc, nullptr, true);
                 doc->scanner->close();
-                if (!ok) raise_object(parse_error_object(doc->scanner->failure()));
+                if (!ok) raise_error(parse_error_object(doc->scanner->failure()));
                 continue;
             }
             if (PyBytes_CheckExact(data.ptr())) {
@@ -276,8 +329,7 @@ void bind_stream_parser(nb::module_ &m) {
                     }
                 }
                 if (!traceback.is_none()) PyException_SetTraceback(error.ptr(), traceback.ptr());
-                PyErr_SetObject((PyObject *)Py_TYPE(error.ptr()), error.ptr());
-                throw_python();
+                raise_error(error);
             },
             "typ"_a, "val"_a.none() = nb::none(), "tb"_a.none() = nb::none())
         .def("close", [](SectionIterator &it) {
@@ -336,8 +388,13 @@ void bind_stream_parser(nb::module_ &m) {
                     nb::object section = nb::steal(item);
                     nb::object sid = steal_or_throw(PyObject_GetAttrString(section.ptr(), "id_"));
                     if (equals(sid.ptr(), id_.ptr())) {
-                        nb::object r =
-                            steal_or_throw(PyObject_CallMethod(self.ptr(), "_reset_file", nullptr));
+                        SectionIterator *scan = nullptr;
+                        if (nb::try_cast<SectionIterator *>(it, scan) && scan != nullptr) {
+                            scan->reset_file();  // still this scan's use of the stream
+                        } else {
+                            nb::object r = steal_or_throw(
+                                PyObject_CallMethod(self.ptr(), "_reset_file", nullptr));
+                        }
                         // The scan is abandoned here: the section keeps its element.
                         return section;
                     }

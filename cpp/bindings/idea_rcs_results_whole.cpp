@@ -1,6 +1,6 @@
 // OutputFileParser: the whole document parsed at once, every query answered from memory.
-#include "bindings/idea_rcs_results_expat.hpp"
 #include "bindings/idea_rcs_results_check_section.hpp"
+#include "bindings/idea_rcs_results_expat.hpp"
 #include "bindings/translate.hpp"
 #include "core/error.hpp"
 
@@ -229,17 +229,9 @@ void bind_whole_parser(nb::module_ &m) {
                 doc->scanner->close();
                 if (!ok) {
                     nb::object cause = parse_error_object(doc->scanner->failure());
-                    set_python_error(marlox::Error(ErrorKind::SdkParsing,
-                                                   "Provided 'xml_file' is not a valid XML file."));
-                    PyObject *type, *value, *tb;
-                    PyErr_Fetch(&type, &value, &tb);
-                    PyErr_NormalizeException(&type, &value, &tb);
-                    if (value != nullptr) {
-                        PyException_SetCause(value, cause.inc_ref().ptr());
-                        PyException_SetContext(value, cause.inc_ref().ptr());
-                    }
-                    PyErr_Restore(type, value, tb);
-                    throw_python();
+                    raise_error(sdk_error("ParsingError",
+                                          str_from("Provided 'xml_file' is not a valid XML file.")),
+                                cause);
                 }
                 WholeParser *p = new (self) WholeParser();
                 p->doc = std::move(doc);

@@ -85,16 +85,42 @@ std::vector<nb::object> items_of(nb::handle arg) {
 // ---------------------------------------------------------------------------------------------
 // The scan
 
+// A section id as a Python int, and whether it fits the table's 64-bit "section" column
+// (`value`): the streaming parser reads any integer, the table holds what fits.
+struct SectionIdValue {
+    nb::object id;
+    std::int64_t value = 0;
+    bool fits = false;
+};
+
+SectionIdValue section_id_value(nb::object id) {
+    SectionIdValue out;
+    int overflow = 0;
+    const long long v = PyLong_AsLongLongAndOverflow(id.ptr(), &overflow);
+    if (v == -1 && PyErr_Occurred()) throw_python();
+    out.id = std::move(id);
+    out.value = v;
+    out.fits = overflow == 0;
+    return out;
+}
+
 // int(section.find("SectionId").text), as the streaming parser reads it.
-std::int64_t section_id(const Dom &d, NodeId section) {
+SectionIdValue section_id(const Dom &d, NodeId section) {
     const NodeId id = d.child(section, marlox::results::kSectionId);
     if (id == kNoNode) raise_none_attribute("text");
     const Slice t = d.text(id);
     nb::object text = t.absent() ? nb::none() : str_from(d.str(t));
-    nb::object value = steal_or_throw(PyNumber_Long(text.ptr()));
-    const long long v = PyLong_AsLongLong(value.ptr());
-    if (v == -1 && PyErr_Occurred()) throw_python();
-    return v;
+    return section_id_value(steal_or_throw(PyNumber_Long(text.ptr())));
+}
+
+bool same_int(const nb::object &a, const nb::object &b) {
+    const int r = PyObject_RichCompareBool(a.ptr(), b.ptr(), Py_EQ);
+    if (r < 0) throw_python();
+    return r == 1;
+}
+
+std::string shown(const nb::object &o) {
+    return nb::cast<std::string>(steal_or_throw(PyObject_Str(o.ptr())));
 }
 
 // float(text), for the texts the core leaves to the interpreter.
@@ -127,8 +153,9 @@ struct Scan {
     std::shared_ptr<DocState> doc;
     CheckTableBuilder builder;
     bool all_sections = true;
-    std::vector<std::int64_t> wanted;  // the requested sections, in the caller's order
+    std::vector<SectionIdValue> wanted;  // the requested sections, in the caller's order
     std::vector<bool> seen;
+    bool kind_checked = false;
 
     // Rows of the sections the parser has finished; each is then cleared, as the streaming
     // parser clears a section when its consumer moves on, and the tree let go.
@@ -138,14 +165,24 @@ struct Scan {
         while (!ended.empty()) {
             const NodeId node = ended.front();
             ended.pop_front();
-            const std::int64_t id = section_id(doc->dom(), node);
+            const SectionIdValue id = section_id(doc->dom(), node);
             bool keep = all_sections;
             for (std::size_t i = 0; i < wanted.size(); ++i) {
-                if (wanted[i] == id) keep = seen[i] = true;
+                const SectionIdValue &w = wanted[i];
+                if (w.fits && id.fits ? w.value == id.value
+                                      : w.fits == id.fits && same_int(w.id, id.id)) {
+                    keep = seen[i] = true;
+                }
             }
             if (keep) {
+                if (!id.fits) {
+                    throw marlox::Error(ErrorKind::Value,
+                                        "section " + shown(id.id) +
+                                            ": the id does not fit the check table's 64-bit "
+                                            "section column");
+                }
                 try {
-                    builder.add_section(doc->dom(), node, id);
+                    builder.add_section(doc->dom(), node, id.value);
                 } catch (const NumberError &e) {
                     raise_number_error(e);
                 }
@@ -155,13 +192,30 @@ struct Scan {
         builder_.collect();
     }
 
+    // An input XML document (IDEA's OpenModel) is refused once its first element is known: it
+    // is well-formed and holds no check sections, and would read as an empty table.
+    void check_kind() {
+        const std::string &root = doc->scanner->builder().root_name();
+        if (kind_checked || root.empty()) return;
+        kind_checked = true;
+        const std::string_view name = std::string_view(root).substr(root.rfind('}') + 1);
+        if (name == "OpenModel" || name == "OpenModelContainer") {
+            throw marlox::Error(ErrorKind::Value,
+                                "the document is IDEA StatiCa RCS input XML (<" +
+                                    std::string(name) +
+                                    ">), not a result file: check_table() reads the results "
+                                    "of a run");
+        }
+    }
+
     // Feed one piece (null: the end); raises the parse error after the sections before it.
     void feed(PyObject *data, bool final) {
         const bool ok = feed_object(*doc, data, final);
+        check_kind();
         take_sections();
         if (!ok) {
             doc->scanner->close();
-            raise_object(parse_error_object(doc->scanner->failure()));
+            raise_error(parse_error_object(doc->scanner->failure()));
         }
     }
 };
@@ -200,10 +254,7 @@ nb::object check_table(nb::handle source, nb::handle sections, nb::handle famili
     if (!sections.is_none()) {
         scan.all_sections = false;
         for (const nb::object &s : items_of(sections)) {
-            nb::object index = steal_or_throw(PyNumber_Index(s.ptr()));
-            const long long v = PyLong_AsLongLong(index.ptr());
-            if (v == -1 && PyErr_Occurred()) throw_python();
-            scan.wanted.push_back(v);
+            scan.wanted.push_back(section_id_value(steal_or_throw(PyNumber_Index(s.ptr()))));
         }
         scan.seen.assign(scan.wanted.size(), false);
     }
@@ -239,7 +290,7 @@ nb::object check_table(nb::handle source, nb::handle sections, nb::handle famili
     std::size_t missing_count = 0;
     for (std::size_t i = 0; i < scan.wanted.size(); ++i) {
         if (scan.seen[i]) continue;
-        missing += (missing.empty() ? "'" : ", '") + std::to_string(scan.wanted[i]) + "'";
+        missing += (missing.empty() ? "'" : ", '") + shown(scan.wanted[i].id) + "'";
         ++missing_count;
     }
     if (missing_count == 1) {
@@ -297,7 +348,9 @@ const char *const kCheckTableFnDoc =
 :param progress: called with the number of bytes read, after each piece of the file.
 :raises xml.etree.ElementTree.ParseError: for a file that is not well-formed XML, as the
     streaming parser raises it for the same bytes.
-:raises ValueError: for an unknown family or units, or a value that is not a number.
+:raises ValueError: for an unknown family or units, a value that is not a number, an
+    IDEA StatiCa RCS input XML document (it is not a result file) or a section kept whose id
+    does not fit the 64-bit "section" column.
 :raises ParsingError: for a requested section that the file does not hold.)";
 
 }  // namespace
@@ -371,7 +424,11 @@ void bind_table(nb::module_ &m) {
             nb::sig("def to_csv(self, path_or_stream: str | os.PathLike[str] | typing.IO[typing."
                     "Any], *, units_in_header: bool = True) -> None"),
             "Write the table as CSV (UTF-8, CRLF): to a path, a binary stream or a text stream.\n"
-            "The header names each column, followed by its unit in brackets when it has one.")
+            "The header names each column, followed by its unit in brackets when it has one.\n\n"
+            "A path is written under a temporary name beside it and renamed when complete, so "
+            "that a failure leaves no partial table there (a device or a pipe is written in "
+            "place).\n\n"
+            ":raises OSError: when the table cannot be written whole (a full disk, for one).")
         .def("__repr__", [](const ResultTable &t) {
             return "<ResultTable: " + std::to_string(t.table->rows()) + " rows, " +
                    std::to_string(t.table->columns.size()) + " columns>";

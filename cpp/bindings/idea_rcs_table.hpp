@@ -42,8 +42,6 @@ nb::object column_values(const marlox::table::Column &c);
 nb::object to_pylist(const marlox::table::Table &t);
 // {column: unit or None}
 nb::dict units_of(const marlox::table::Table &t);
-// import `module`, or ImportError naming the extra that brings it.
-nb::object optional_module(const char *module, const char *extra, const char *what);
 nb::object to_pandas(const TablePtr &t);
 // CSV to a path, a binary stream or a text stream.
 void to_csv(const marlox::table::Table &t, nb::handle target, bool units_in_header);

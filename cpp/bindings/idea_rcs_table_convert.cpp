@@ -84,16 +84,6 @@ nb::dict units_of(const Table &t) {
     return d;
 }
 
-// import `module`, or ImportError naming the extra that brings it.
-nb::object optional_module(const char *module, const char *extra, const char *what) {
-    PyObject *m = PyImport_ImportModule(module);
-    if (m != nullptr) return nb::steal(m);
-    if (!PyErr_ExceptionMatches(PyExc_ImportError)) throw_python();
-    PyErr_Clear();
-    PyErr_Format(PyExc_ImportError, "%s needs %s: pip install 'marlox[%s]'", what, module, extra);
-    throw_python();
-}
-
 namespace {
 
 // A numpy array of the column's values, in one piece (missing floats are NaN).
@@ -150,29 +140,104 @@ nb::object to_pandas(const TablePtr &t) {
     return frame;
 }
 
-void to_csv(const Table &t, nb::handle target, bool units_in_header) {
-    nb::object io = steal_or_throw(PyImport_ImportModule("io"));
-    nb::object stream;
-    Closer closer;
-    bool text = false;
-    if (PyObject_HasAttrString(target.ptr(), "write")) {
-        stream = nb::borrow(target);
-        nb::object text_base = steal_or_throw(PyObject_GetAttrString(io.ptr(), "TextIOBase"));
-        const int is_text = PyObject_IsInstance(target.ptr(), text_base.ptr());
-        if (is_text < 0) throw_python();
-        text = is_text == 1;
-    } else {
-        closer.f = steal_or_throw(PyObject_CallMethod(io.ptr(), "open", "Os", target.ptr(), "wb"));
-        stream = closer.f;
-    }
+namespace {
+
+// The pieces of the CSV text, written to `stream` (str pieces for a text stream). A binary
+// stream that takes less than a piece (a raw, unbuffered file) is given the rest again.
+void write_csv_to(const Table &t, bool units_in_header, nb::handle stream, bool text) {
     PyObject *write = interned("write");
     marlox::table::write_csv(t, units_in_header, [&](std::string_view piece) {
-        nb::object data =
-            text
-                ? str_from(piece)
-                : steal_or_throw(PyBytes_FromStringAndSize(piece.data(), (Py_ssize_t)piece.size()));
-        nb::object r = steal_or_throw(PyObject_CallMethodOneArg(stream.ptr(), write, data.ptr()));
+        if (text) {
+            nb::object data = str_from(piece);
+            nb::object r =
+                steal_or_throw(PyObject_CallMethodOneArg(stream.ptr(), write, data.ptr()));
+            return;
+        }
+        while (!piece.empty()) {
+            nb::object data =
+                steal_or_throw(PyBytes_FromStringAndSize(piece.data(), (Py_ssize_t)piece.size()));
+            nb::object r =
+                steal_or_throw(PyObject_CallMethodOneArg(stream.ptr(), write, data.ptr()));
+            if (!PyLong_Check(r.ptr())) return;  // a writer that does not count takes it all
+            const Py_ssize_t n = PyLong_AsSsize_t(r.ptr());
+            if (n == -1 && PyErr_Occurred()) throw_python();
+            if (n <= 0 || (std::size_t)n > piece.size()) {
+                PyErr_Format(PyExc_OSError, "write() took %zd of %zu bytes", n, piece.size());
+                throw_python();
+            }
+            piece.remove_prefix((std::size_t)n);
+        }
     });
+}
+
+// Runs `body` with the Python error that is set (if any) put aside, and restores it after:
+// clean-up after a failure must not replace the failure.
+template <class F>
+void keeping_error(F &&body) noexcept {
+    PyObject *type, *value, *tb;
+    PyErr_Fetch(&type, &value, &tb);
+    try {
+        body();
+    } catch (...) {
+    }
+    PyErr_Clear();
+    PyErr_Restore(type, value, tb);
+}
+
+}  // namespace
+
+// A path is written under a temporary name in the same directory, made durable and then
+// renamed over the target, so that a failure (a full disk, an interrupted write) leaves no
+// truncated table under the target's name and any earlier file there as it was. A target that
+// is not a regular file (a device, a pipe) is written in place: it cannot be renamed over.
+// Every error, that of the final close included, is raised.
+void to_csv(const Table &t, nb::handle target, bool units_in_header) {
+    nb::module_ io = nb::module_::import_("io");
+    if (PyObject_HasAttrString(target.ptr(), "write")) {
+        nb::object text_base = io.attr("TextIOBase");
+        const int is_text = PyObject_IsInstance(target.ptr(), text_base.ptr());
+        if (is_text < 0) throw_python();
+        write_csv_to(t, units_in_header, target, is_text == 1);
+        return;
+    }
+    nb::module_ os = nb::module_::import_("os");
+    nb::object path = os.attr("path").attr("realpath")(os.attr("fspath")(target));
+    nb::module_ stat = nb::module_::import_("stat");
+    nb::object mode = nb::none();  // of the file that is replaced
+    try {
+        mode = os.attr("stat")(path).attr("st_mode");
+    } catch (nb::python_error &e) {
+        if (!e.matches(PyExc_FileNotFoundError)) throw;
+    }
+    if (!mode.is_none() && !nb::cast<bool>(stat.attr("S_ISREG")(mode))) {
+        nb::object f = io.attr("open")(path, "wb");
+        try {
+            write_csv_to(t, units_in_header, f, false);
+        } catch (...) {
+            keeping_error([&] { f.attr("close")(); });
+            throw;
+        }
+        f.attr("close")();
+        return;
+    }
+    nb::object split = os.attr("path").attr("split")(path);
+    nb::object directory = split[0], name = split[1];
+    nb::object token = nb::module_::import_("secrets").attr("token_hex")(4);
+    nb::object temporary =
+        os.attr("path").attr("join")(directory, nb::str(".{}.{}.tmp").format(name, token));
+    nb::object f = io.attr("open")(temporary, "xb");  // exclusive: never someone else's file
+    try {
+        write_csv_to(t, units_in_header, f, false);
+        f.attr("flush")();
+        os.attr("fsync")(f.attr("fileno")());
+        f.attr("close")();
+        if (!mode.is_none()) os.attr("chmod")(temporary, stat.attr("S_IMODE")(mode));
+        os.attr("replace")(temporary, path);
+    } catch (...) {
+        keeping_error([&] { f.attr("close")(); });
+        keeping_error([&] { os.attr("unlink")(temporary); });
+        throw;
+    }
 }
 
 namespace {

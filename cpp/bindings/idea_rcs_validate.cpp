@@ -10,12 +10,13 @@
 #include <string>
 #include <vector>
 
+#include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
+#include "bindings/idea_rcs_drawing.hpp"
+#include "bindings/idea_rcs_model_view.hpp"
 #include "bindings/model.hpp"
-#include "bindings/objects.hpp"
 #include "core/cross_section_geometry.hpp"
 #include "core/error.hpp"
-#include "core/model_view.hpp"
 #include "core/validate.hpp"
 
 namespace nb = nanobind;
@@ -26,230 +27,6 @@ namespace marlox::py {
 namespace {
 
 using validate::Finding;
-namespace view = model_view;
-
-// --- the model's objects as the core reads them ------------------------------------------
-
-// The companion module's classes whose instances hold `objects::Obj`: the base of every object
-// and the reference. They live as long as the process.
-PyTypeObject *companion_type(const char *name) {
-    nb::object cls = companion().attr(name);
-    return reinterpret_cast<PyTypeObject *>(cls.inc_ref().ptr());
-}
-
-const objects::Obj *storage(PyObject *value) {
-    static PyTypeObject *const object = companion_type("_OpenObject");
-    static PyTypeObject *const reference = companion_type("_ReferenceElement");
-    if (value == nullptr ||
-        !(PyObject_TypeCheck(value, object) || PyObject_TypeCheck(value, reference)) ||
-        !nb::inst_ready(value))
-        return nullptr;
-    const objects::Obj *obj = nb::inst_ptr<objects::Obj>(value);
-    return obj->type != nullptr && obj->values.size() == obj->type->fields.size() ? obj : nullptr;
-}
-
-bool read_number(PyObject *value, view::Number &out) {
-    if (PyFloat_Check(value)) {
-        out = {PyFloat_AS_DOUBLE(value), false};
-        return true;
-    }
-    if (!PyLong_Check(value) || PyBool_Check(value)) return false;
-    double x = PyLong_AsDouble(value);
-    if (x == -1.0 && PyErr_Occurred()) {  // beyond a double: as large as a double goes
-        PyErr_Clear();
-        x = _PyLong_Sign(value) < 0 ? -HUGE_VAL : HUGE_VAL;
-    }
-    out = {x, true};
-    return true;
-}
-
-// A point (y, z) as the objects store it; false when it is not one.
-bool read_point(PyObject *value, view::Point &out, view::Coordinates &c) {
-    if (!PyTuple_Check(value) || PyTuple_GET_SIZE(value) != 2) return false;
-    view::Number y, z;
-    if (!read_number(PyTuple_GET_ITEM(value, 0), y) || !read_number(PyTuple_GET_ITEM(value, 1), z))
-        return false;
-    out = {y.value, z.value};
-    if (c.finite && !std::isfinite(y.value)) c = {c.vertices, false, y};
-    if (c.finite && !std::isfinite(z.value)) c = {c.vertices, false, z};
-    return true;
-}
-
-// The entries of a stored polyline: points and arcs ((end), (on arc)).
-bool read_polyline(PyObject *value, view::Coordinates &out) {
-    if (!PyTuple_Check(value) && !PyList_Check(value)) return false;
-    nb::object items = nb::steal(PySequence_Fast(value, ""));
-    if (!items.is_valid()) {
-        PyErr_Clear();
-        return false;
-    }
-    const Py_ssize_t n = PySequence_Fast_GET_SIZE(items.ptr());
-    PyObject **entries = PySequence_Fast_ITEMS(items.ptr());
-    out.vertices.reserve(static_cast<size_t>(n));
-    for (Py_ssize_t i = 0; i < n; ++i) {
-        PyObject *entry = entries[i];
-        geometry::Vertex v;
-        if (PyTuple_Check(entry) && PyTuple_GET_SIZE(entry) == 2 &&
-            PyTuple_Check(PyTuple_GET_ITEM(entry, 0))) {
-            v.arc = true;
-            if (!read_point(PyTuple_GET_ITEM(entry, 0), v.point, out) ||
-                !read_point(PyTuple_GET_ITEM(entry, 1), v.on_arc, out))
-                return false;
-        } else if (!read_point(entry, v.point, out)) {
-            return false;
-        }
-        if (!out.finite) return true;
-        out.vertices.push_back(v);
-    }
-    return true;
-}
-
-class ObjectView final : public view::Object {
-  public:
-    explicit ObjectView(const objects::Obj &obj) : obj_(obj) {}
-
-    const schema::Type &type() const override { return *obj_.type; }
-    bool present(size_t field) const override { return !value(field).is_none(); }
-
-    bool number(size_t field, view::Number &out) const override {
-        return read_number(value(field).ptr(), out);
-    }
-
-    bool boolean(size_t field, bool &out) const override {
-        PyObject *v = value(field).ptr();
-        if (!PyBool_Check(v)) return false;
-        out = v == Py_True;
-        return true;
-    }
-
-    std::string text(size_t field) const override {
-        nb::handle v = value(field);
-        if (obj_.type->fields[field].kind == schema::Kind::Enum && !v.is_none()) {
-            PyObject *member = PyObject_GetAttrString(v.ptr(), "value");
-            if (member == nullptr) {
-                PyErr_Clear();
-                return std::string();
-            }
-            nb::object held = nb::steal(member);
-            return PyUnicode_Check(member) ? nb::cast<std::string>(held) : std::string();
-        }
-        if (!PyUnicode_Check(v.ptr())) return std::string();
-        Py_ssize_t size;
-        const char *utf8 = PyUnicode_AsUTF8AndSize(v.ptr(), &size);
-        if (utf8 == nullptr) {
-            PyErr_Clear();
-            return std::string();
-        }
-        return std::string(utf8, static_cast<size_t>(size));
-    }
-
-    bool reference(size_t field, view::Reference &out) const override {
-        const objects::Obj *ref = storage(value(field).ptr());
-        view::Number id;
-        if (ref == nullptr || ref->values.size() != 2 || !read_number(ref->values[1].ptr(), id))
-            return false;
-        out.id = id.value;
-        out.type.clear();
-        if (PyType_Check(ref->values[0].ptr()))
-            out.type = reinterpret_cast<PyTypeObject *>(ref->values[0].ptr())->tp_name;
-        const size_t dot = out.type.rfind('.');
-        if (dot != std::string::npos) out.type.erase(0, dot + 1);
-        out.made_from = ref->made_from != nullptr ? ref->made_from : "";
-        return true;
-    }
-
-    bool vertices(size_t field, view::Coordinates &out) const override {
-        out = {};
-        PyObject *v = value(field).ptr();
-        if (obj_.type->fields[field].kind == schema::Kind::Point) {
-            geometry::Vertex vertex;
-            if (!read_point(v, vertex.point, out)) return false;
-            if (out.finite) out.vertices.push_back(vertex);
-            return true;
-        }
-        return read_polyline(v, out);
-    }
-
-    bool vertices_at(size_t field, size_t index, view::Coordinates &out) const override {
-        out = {};
-        PyObject *v = value(field).ptr();
-        if (!PyTuple_Check(v) || index >= static_cast<size_t>(PyTuple_GET_SIZE(v))) return false;
-        return read_polyline(PyTuple_GET_ITEM(v, static_cast<Py_ssize_t>(index)), out);
-    }
-
-    size_t count(size_t field) const override {
-        PyObject *v = value(field).ptr();
-        if (PyList_Check(v)) return static_cast<size_t>(PyList_GET_SIZE(v));
-        if (PyTuple_Check(v)) return static_cast<size_t>(PyTuple_GET_SIZE(v));
-        return 0;
-    }
-
-    void object(size_t field, view::Visit visit) const override {
-        if (const objects::Obj *inner = storage(value(field).ptr())) visit(ObjectView(*inner));
-    }
-
-    void object_at(size_t field, size_t index, view::Visit visit) const override {
-        PyObject *v = value(field).ptr();
-        if (!PyList_Check(v) || index >= static_cast<size_t>(PyList_GET_SIZE(v))) return;
-        if (const objects::Obj *inner = storage(PyList_GET_ITEM(v, static_cast<Py_ssize_t>(index))))
-            visit(ObjectView(*inner));
-    }
-
-    std::vector<std::pair<std::string, view::Number>> parameters(size_t field) const override {
-        std::vector<std::pair<std::string, view::Number>> out;
-        PyObject *v = value(field).ptr();
-        if (!PyDict_Check(v)) return out;
-        Py_ssize_t position = 0;
-        PyObject *key, *number;
-        while (PyDict_Next(v, &position, &key, &number)) {
-            view::Number n;
-            const char *name = PyUnicode_Check(key) ? PyUnicode_AsUTF8(key) : nullptr;
-            if (name == nullptr) {
-                PyErr_Clear();
-                continue;
-            }
-            if (read_number(number, n)) out.emplace_back(name, n);
-        }
-        return out;
-    }
-
-  private:
-    nb::handle value(size_t field) const { return obj_.values[field]; }
-    const objects::Obj &obj_;
-};
-
-class ModelView final : public view::Model {
-  public:
-    explicit ModelView(ModelBase &model)
-        : lists_{&model.mat_concrete,  &model.mat_reinforcement,
-                 &model.cross_section, &model.reinforced_cross_section,
-                 &model.check_member,  &model.check_section,
-                 &model.attribute},
-          project_(model.project_data),
-          code_(model.code_settings) {}
-
-    size_t count(List list) const override { return lists_[list]->size(); }
-
-    void object(List list, size_t index, view::Visit visit) const override {
-        PyObject *items = lists_[list]->ptr();
-        if (index >= static_cast<size_t>(PyList_GET_SIZE(items))) return;
-        if (const objects::Obj *obj =
-                storage(PyList_GET_ITEM(items, static_cast<Py_ssize_t>(index))))
-            visit(ObjectView(*obj));
-    }
-
-    void project_data(view::Visit visit) const override {
-        if (const objects::Obj *obj = storage(project_.ptr())) visit(ObjectView(*obj));
-    }
-
-    void code_settings(view::Visit visit) const override {
-        if (const objects::Obj *obj = storage(code_.ptr())) visit(ObjectView(*obj));
-    }
-
-  private:
-    const nb::list *lists_[kLists];
-    nb::handle project_, code_;
-};
 
 nb::object &severity_class() {
     static nb::object *cls = new nb::object();  // lives as long as the process
@@ -314,8 +91,7 @@ nb::list ensure_valid(nb::handle self) {
     for (const std::string &e : errors) message += "\n  " + e;
     nb::object error = model_error_class()(message);
     error.attr("findings") = error_findings;
-    PyErr_SetObject(model_error_class().ptr(), error.ptr());
-    throw nb::python_error();
+    raise_error(error);
 }
 
 // The list of `self` that holds `item` (by identity) and its index there.
@@ -343,7 +119,9 @@ nb::list points(const std::vector<geometry::Point> &polyline) {
     return out;
 }
 
-nb::object plot(nb::handle self, nb::handle item, nb::handle ax, bool with_findings) {
+}  // namespace
+
+Picture picture(nb::handle self, nb::handle item, bool with_findings, const char *operation) {
     nb::handle target_item = item;
     nb::object member = nb::module_::import_("marlox.external.idea_rcs.idea_rcs").attr("Member");
     nb::object check_section;
@@ -352,19 +130,40 @@ nb::object plot(nb::handle self, nb::handle item, nb::handle ax, bool with_findi
         target_item = check_section;
     }
     if (!nb::isinstance<ModelBase>(self))
-        fail(ErrorKind::Type,
-             "plot: expected a model, not " + std::string(nb::inst_name(self).c_str()));
+        fail(ErrorKind::Type, std::string(operation) + ": expected a model, not " +
+                                  std::string(nb::inst_name(self).c_str()));
     cross_section::Target target;
     size_t index;
     if (!locate(nb::cast<ModelBase &>(self), target_item, target, index))
         fail(ErrorKind::Value,
-             "plot: " + std::string(nb::inst_name(item).c_str()) +
+             std::string(operation) + ": " + std::string(nb::inst_name(item).c_str()) +
                  " is not a cross-section, reinforced cross-section, check section or member of "
                  "this model");
-    ModelView model(nb::cast<ModelBase &>(self));
-    const cross_section::Drawing drawing = cross_section::draw(model, target, index);
-    const std::vector<Finding> found =
-        with_findings ? validate::check(model, drawing.places) : std::vector<Finding>();
+    Picture out;
+    out.model = &nb::cast<ModelBase &>(self);
+    out.target = target;
+    out.index = index;
+    const ModelView model(*out.model);
+    out.drawing = cross_section::draw(model, target, index);
+    if (!with_findings) return out;
+    for (Finding &f : validate::check(model, out.drawing.places)) {
+        bool concerns = false;
+        for (const auto &[type, id] : out.drawing.objects)
+            concerns = concerns || (f.has_id && f.type == type && f.id == id);
+        if (!concerns) continue;
+        if (f.located && cross_section::near(f.at))
+            out.marks.push_back({f.at, f.severity == validate::Severity::Error,
+                                 f.field.empty() ? f.message : f.field + ": " + f.message});
+        out.findings.push_back(std::move(f));
+    }
+    return out;
+}
+
+namespace {
+
+nb::object plot(nb::handle self, nb::handle item, nb::handle ax, bool with_findings) {
+    const Picture made = picture(self, item, with_findings, "plot");
+    const cross_section::Drawing &drawing = made.drawing;
     nb::dict data;
     data["title"] = drawing.title;
     data["outline_drawn"] = drawing.outline_drawn;
@@ -376,11 +175,7 @@ nb::object plot(nb::handle self, nb::handle item, nb::handle ax, bool with_findi
         bars.append(nb::make_tuple(bar.centre.y, bar.centre.z, bar.diameter));
     for (const auto &stirrup : drawing.stirrups)
         stirrups.append(nb::make_tuple(points(stirrup.points), stirrup.diameter));
-    for (const Finding &f : found) {
-        bool concerns = false;
-        for (const auto &[type, id] : drawing.objects)
-            concerns = concerns || (f.has_id && f.type == type && f.id == id);
-        if (!concerns) continue;
+    for (const Finding &f : made.findings) {
         nb::object where = nb::none();
         if (f.located && cross_section::near(f.at)) where = nb::make_tuple(f.at.y, f.at.z);
         marks.append(nb::make_tuple(where,
@@ -396,13 +191,6 @@ nb::object plot(nb::handle self, nb::handle item, nb::handle ax, bool with_findi
 }
 
 }  // namespace
-
-void remember_origin(nb::handle reference, nb::handle target) {
-    const objects::Obj *from = storage(target.ptr());
-    const objects::Obj *made = storage(reference.ptr());
-    if (from != nullptr && made != nullptr)
-        const_cast<objects::Obj *>(made)->made_from = from->type->name;
-}
 
 void bind_validate(nb::module_ &m) {
     nb::object enum_type = nb::module_::import_("enum").attr("Enum");
@@ -420,7 +208,7 @@ void bind_validate(nb::module_ &m) {
         "A model that is not fit to run: raised by ``ensure_valid()``. The message lists every "
         "error; ``findings`` holds them as ``Finding`` objects.",
         PyExc_ValueError, nullptr);
-    if (error == nullptr) throw nb::python_error();
+    if (error == nullptr) throw_python();
     model_error_class() = nb::steal(error);
     m.attr("ModelError") = model_error_class();
 

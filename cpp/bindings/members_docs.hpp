@@ -167,7 +167,7 @@ inline constexpr const char *extremes =
 inline constexpr const char *create_bar =
     "Add a bar to the member's reinforced cross-section.\n\n"
     "Args:\n"
-    "    coordinates: Centre of the bar (Y, Z) [m].\n"
+    "    coordinates: Centre of the bar (y, z) [m].\n"
     "    diameter: Diameter [m].\n"
     "    material: Its steel, made by ``Model.create_reinforcement_material``.";
 
@@ -176,7 +176,7 @@ inline constexpr const char *create_bar_layer =
     "``number_of_bars`` bars are placed on a straight line: the first at ``origin``, the last "
     "``delta_y`` further in y and ``delta_z`` further in z, the others evenly between them.\n\n"
     "Args:\n"
-    "    origin: Centre of the first bar (Y, Z) [m].\n"
+    "    origin: Centre of the first bar (y, z) [m].\n"
     "    diameter: Diameter of every bar [m].\n"
     "    material: Their steel, made by ``Model.create_reinforcement_material``.\n"
     "    number_of_bars: Number of bars, at least 2.\n"
@@ -186,8 +186,8 @@ inline constexpr const char *create_bar_layer =
 inline constexpr const char *create_stirrup =
     "Add a stirrup to the member's reinforced cross-section.\n\n"
     "Args:\n"
-    "    points: The stirrup's vertices (X, Y) [m], joined by straight segments; an arc segment "
-    "is given as ((X_end, Y_end), (X_on_arc, Y_on_arc)).\n"
+    "    points: The stirrup's vertices (y, z) [m], joined by straight segments; an arc segment "
+    "is given as ((y_end, z_end), (y_on_arc, z_on_arc)).\n"
     "    diameter: Diameter [m].\n"
     "    material: Its steel, made by ``Model.create_reinforcement_material``.\n"
     "    distance: Longitudinal spacing of the stirrups [m].\n"

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "bindings/helpers.hpp"
 #include "core/error.hpp"
 #include "core/schema.hpp"
 
@@ -16,6 +17,9 @@ namespace nb = nanobind;
 namespace marlox::objects {
 
 namespace schema = marlox::schema;
+using py::steal_or_throw;
+using py::throw_python;
+using py::truthy;
 using schema::Field;
 using schema::Kind;
 
@@ -42,7 +46,6 @@ Obj &object_of(nb::handle value, const char *cls);
 [[noreturn]] void value_error(const std::string &context, const char *argument,
                               const std::string &what);
 std::string text_of(nb::handle value);
-nb::object checked(PyObject *result);
 bool is_int(nb::handle v);
 double as_double(nb::handle v);
 nb::object check_number(const std::string &context, const Field &field, nb::handle value);

@@ -60,11 +60,6 @@ bool methods_unchanged() {
     return true;
 }
 
-nb::object checked(PyObject *result) {
-    if (result == nullptr) throw nb::python_error();
-    return nb::steal(result);
-}
-
 // One walk over the document; `Sink` receives the values in order. Returns false at the first
 // value whose encoding is not fixed here.
 template <class Sink>
@@ -84,7 +79,7 @@ class Walker {
             int overflow = 0;
             const long long n = PyLong_AsLongLongAndOverflow(v, &overflow);
             if (overflow != 0) return false;  // the encoder's limits on long digits apply
-            if (n == -1 && PyErr_Occurred()) throw nb::python_error();
+            if (n == -1 && PyErr_Occurred()) throw_python();
             sink_.integer(v, n);
             return true;
         }
@@ -115,7 +110,8 @@ class Walker {
         if (k.enumerations.count(type) != 0) {
             auto found = enum_values_.find(v);
             if (found == enum_values_.end()) {
-                found = enum_values_.emplace(v, checked(PyObject_GetAttrString(v, "value"))).first;
+                found = enum_values_.emplace(v, steal_or_throw(PyObject_GetAttrString(v, "value")))
+                            .first;
             }
             return value(found->second.ptr(), depth + 1);
         }
@@ -161,18 +157,19 @@ class TreeSink {
   public:
     void atom(PyObject *v) {
         if (Py_TYPE(v) == &PyFloat_Type && std::isnan(PyFloat_AS_DOUBLE(v))) {
-            add(checked(PyFloat_FromDouble(std::numeric_limits<double>::quiet_NaN())));
+            add(steal_or_throw(PyFloat_FromDouble(std::numeric_limits<double>::quiet_NaN())));
             return;
         }
         add(nb::borrow(v));
     }
     void integer(PyObject *v, long long) { add(nb::borrow(v)); }
-    void begin_list() { open(checked(PyList_New(0))); }
-    void begin_dict() { open(checked(PyDict_New())); }
+    void begin_list() { open(py::new_list()); }
+    void begin_dict() { open(py::new_dict()); }
     void key(PyObject *k) { key_ = nb::borrow(k); }
     void key_text(const char *k) {
         auto found = keys_.find(k);
-        if (found == keys_.end()) found = keys_.emplace(k, checked(PyUnicode_FromString(k))).first;
+        if (found == keys_.end())
+            found = keys_.emplace(k, steal_or_throw(PyUnicode_FromString(k))).first;
         key_ = found->second;
     }
     void end() { stack_.pop_back(); }
@@ -191,7 +188,7 @@ class TreeSink {
         PyObject *top = stack_.back().ptr();
         const int status = PyList_Check(top) ? PyList_Append(top, v.ptr())
                                              : PyDict_SetItem(top, key_.ptr(), v.ptr());
-        if (status != 0) throw nb::python_error();
+        if (status != 0) throw_python();
     }
 
     std::vector<nb::object> stack_;
@@ -262,7 +259,7 @@ class TextSink {
     }
     void string(PyObject *s) {
 #if PY_VERSION_HEX < 0x030C0000
-        if (PyUnicode_READY(s) < 0) throw nb::python_error();
+        if (PyUnicode_READY(s) < 0) throw_python();
 #endif
         const Py_ssize_t n = PyUnicode_GET_LENGTH(s);
         const void *data = PyUnicode_DATA(s);
@@ -298,7 +295,7 @@ nb::object dump_document(nb::handle document) {
     Walker<TextSink> walker(sink);
     if (!walker.value(document.ptr(), 0)) return nb::none();
     const std::string &text = sink.text();
-    return checked(PyBytes_FromStringAndSize(text.data(), (Py_ssize_t)text.size()));
+    return steal_or_throw(PyBytes_FromStringAndSize(text.data(), (Py_ssize_t)text.size()));
 }
 
 }  // namespace

@@ -200,7 +200,7 @@ int append(PyObject *owner, std::size_t field, PyObject *part) {
         Obj &object = object_of(owner, "_OpenObject");
         if (field >= object.values.size() || !object.type->fields[field].has(schema::Managed))
             fail(ErrorKind::Value, "not a managed list");
-        if (PyList_Append(object.values[field].ptr(), part) != 0) throw nb::python_error();
+        if (PyList_Append(object.values[field].ptr(), part) != 0) throw_python();
         return 0;
     });
 }
@@ -213,8 +213,9 @@ void register_constructor(const schema::Type &type, Obj &(*construct)(nb::handle
 
 void bind_factory(nb::module_ &m) {
     static const Factory factory{sizeof(Factory), &make, &append};
-    nb::setattr(m, "_factory",
-                checked(PyCapsule_New(const_cast<Factory *>(&factory), kFactoryCapsule, nullptr)));
+    nb::setattr(
+        m, "_factory",
+        steal_or_throw(PyCapsule_New(const_cast<Factory *>(&factory), kFactoryCapsule, nullptr)));
 }
 
 }  // namespace marlox::objects

@@ -89,7 +89,7 @@ nb::object plain(const Field &field, nb::handle value) {
             return std::move(out);
         }
         case Kind::Parameters:
-            return checked(PyDict_Copy(value.ptr()));
+            return steal_or_throw(PyDict_Copy(value.ptr()));
         case Kind::ObjectList:
             return nb::list(value);
         default:

@@ -29,7 +29,7 @@ nb::list create_bar_layer(Obj &self, nb::handle origin, nb::handle diameter, nb:
         fail(ErrorKind::Type, context + ": 'number_of_bars' must be an int, not " +
                                   nb::inst_name(number_of_bars).c_str());
     const long long n = PyLong_AsLongLong(number_of_bars.ptr());
-    if (n == -1 && PyErr_Occurred()) throw nb::python_error();
+    if (n == -1 && PyErr_Occurred()) throw_python();
     if (n < 2)
         value_error(context, "number_of_bars", "must be at least 2, got " + std::to_string(n));
     if (n > 100000)
@@ -72,8 +72,7 @@ nb::object create_extreme(Obj &self, nb::handle description, nb::handle accident
                           nb::handle characteristic, nb::handle quasi_permanent) {
     nb::list &extremes = list_field(self, "extremes");
     nb::object text = nb::borrow(description);
-    if (!PyObject_IsTrue(description.ptr())) {
-        if (PyErr_Occurred()) throw nb::python_error();
+    if (!truthy(description)) {
         nb::handle name = self.values[self.type->index_of("description")];
         text = nb::str("{} - E {}").format(name, extremes.size() + 1);
     }

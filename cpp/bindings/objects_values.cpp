@@ -27,18 +27,12 @@ namespace {
 
 std::string text_of(nb::handle value) { return nb::repr(value).c_str(); }
 
-// Own a new reference from a C API call, or raise the Python error it set.
-nb::object checked(PyObject *result) {
-    if (result == nullptr) throw nb::python_error();
-    return nb::steal(result);
-}
-
 bool is_int(nb::handle v) { return PyLong_Check(v.ptr()) && !PyBool_Check(v.ptr()); }
 bool is_number(nb::handle v) { return is_int(v) || PyFloat_Check(v.ptr()); }
 
 double as_double(nb::handle v) {
     double d = PyFloat_AsDouble(v.ptr());
-    if (d == -1.0 && PyErr_Occurred()) throw nb::python_error();
+    if (d == -1.0 && PyErr_Occurred()) throw_python();
     return d;
 }
 
@@ -58,7 +52,7 @@ nb::object check_point(const std::string &context, const char *argument, nb::han
     }
     nb::object y = nb::steal(PySequence_GetItem(value.ptr(), 0));
     nb::object z = nb::steal(PySequence_GetItem(value.ptr(), 1));
-    if (!y.is_valid() || !z.is_valid()) throw nb::python_error();
+    if (!y.is_valid() || !z.is_valid()) throw_python();
     for (nb::handle c : {nb::handle(y), nb::handle(z)}) {
         if (!is_number(c))
             fail(ErrorKind::Type, context + ": '" + argument +
@@ -77,7 +71,7 @@ bool is_pair_of_sequences(nb::handle value) {
         return false;
     }
     nb::object first = nb::steal(PySequence_GetItem(value.ptr(), 0));
-    if (!first.is_valid()) throw nb::python_error();
+    if (!first.is_valid()) throw_python();
     return !PyUnicode_Check(first.ptr()) && PySequence_Check(first.ptr());
 }
 
@@ -87,11 +81,11 @@ nb::object check_polyline(const std::string &context, const char *argument, nb::
         fail(ErrorKind::Type, context + ": '" + argument + "' must be a sequence of points, not " +
                                   nb::inst_name(value).c_str());
     const Py_ssize_t n = PySequence_Size(value.ptr());
-    if (n < 0) throw nb::python_error();
+    if (n < 0) throw_python();
     nb::list out;
     for (Py_ssize_t i = 0; i < n; ++i) {
         nb::object item = nb::steal(PySequence_GetItem(value.ptr(), i));
-        if (!item.is_valid()) throw nb::python_error();
+        if (!item.is_valid()) throw_python();
         const std::string where = std::string(argument) + "[" + std::to_string(i) + "]";
         if (is_pair_of_sequences(item)) {
             if (i == 0)
@@ -99,7 +93,7 @@ nb::object check_polyline(const std::string &context, const char *argument, nb::
                             "must be a point: a polyline starts at a point");
             nb::object end = nb::steal(PySequence_GetItem(item.ptr(), 0));
             nb::object on_arc = nb::steal(PySequence_GetItem(item.ptr(), 1));
-            if (!end.is_valid() || !on_arc.is_valid()) throw nb::python_error();
+            if (!end.is_valid() || !on_arc.is_valid()) throw_python();
             out.append(nb::make_tuple(check_point(context, where.c_str(), end),
                                       check_point(context, where.c_str(), on_arc)));
         } else {
@@ -219,11 +213,11 @@ nb::object convert(const std::string &context, const Field &field, nb::handle va
             if (PyUnicode_Check(value.ptr()) || !PySequence_Check(value.ptr()))
                 type_error(context, field, "a sequence of polylines", value);
             const Py_ssize_t n = PySequence_Size(value.ptr());
-            if (n < 0) throw nb::python_error();
+            if (n < 0) throw_python();
             nb::list out;
             for (Py_ssize_t i = 0; i < n; ++i) {
                 nb::object item = nb::steal(PySequence_GetItem(value.ptr(), i));
-                if (!item.is_valid()) throw nb::python_error();
+                if (!item.is_valid()) throw_python();
                 const std::string where = std::string(field.name) + "[" + std::to_string(i) + "]";
                 out.append(check_polyline(context, where.c_str(), item));
             }
@@ -267,7 +261,7 @@ nb::object default_value(const Field &field) {
     if (dot != std::string::npos && !(text[0] >= '0' && text[0] <= '9') && text[0] != '-')
         return lookup(text.substr(0, dot)).attr(text.substr(dot + 1).c_str());
     if (text.find_first_of(".eE") != std::string::npos)
-        return checked(PyFloat_FromString(nb::str(text.c_str()).ptr()));
+        return steal_or_throw(PyFloat_FromString(nb::str(text.c_str()).ptr()));
     return nb::int_(std::stoll(text));
 }
 

@@ -2,53 +2,70 @@
 
 #include <Python.h>
 
+#include <new>
+
+#include "bindings/helpers.hpp"
+
 namespace marlox::py {
 
 namespace {
 
-// Raise `module.name(message)`; returns false (with some Python error set) if even that fails.
-void set_from_class(const char *module, const char *name, const std::string &message) noexcept {
-    PyObject *mod = PyImport_ImportModule(module);
-    if (mod == nullptr) return;
-    PyObject *cls = PyObject_GetAttrString(mod, name);
-    Py_DECREF(mod);
-    if (cls == nullptr) return;
-    PyObject *text = PyUnicode_FromStringAndSize(message.data(), (Py_ssize_t)message.size());
-    if (text == nullptr) {
-        Py_DECREF(cls);
-        return;
-    }
-    PyObject *instance = PyObject_CallOneArg(cls, text);
-    Py_DECREF(text);
-    if (instance != nullptr) {
-        PyErr_SetObject(cls, instance);
-        Py_DECREF(instance);
-    }
-    Py_DECREF(cls);
+// Set `error` as the current exception.
+void set_object(nb::handle error) noexcept {
+    PyErr_SetObject((PyObject *)Py_TYPE(error.ptr()), error.ptr());
 }
 
-void set_parse_error(const Error &error) noexcept {
-    PyObject *mod = PyImport_ImportModule("xml.etree.ElementTree");
-    if (mod == nullptr) return;
-    PyObject *cls = PyObject_GetAttrString(mod, "ParseError");
-    Py_DECREF(mod);
-    if (cls == nullptr) return;
-    PyObject *text = PyUnicode_FromString(error.what());
-    PyObject *instance = text ? PyObject_CallOneArg(cls, text) : nullptr;
-    Py_XDECREF(text);
-    PyObject *code = instance ? PyLong_FromLong(error.code()) : nullptr;
-    PyObject *position = code ? Py_BuildValue("(ll)", error.line(), error.column()) : nullptr;
-    if (position != nullptr && PyObject_SetAttrString(instance, "code", code) == 0 &&
-        PyObject_SetAttrString(instance, "position", position) == 0) {
-        PyErr_SetObject(cls, instance);
+// Run `build` (which makes an exception instance) and set what it made; if building fails, the
+// failure is what is set.
+template <class Build>
+void set_built(Build &&build) noexcept {
+    try {
+        set_object(build());
+    } catch (nb::python_error &failure) {
+        failure.restore();
+    } catch (const std::bad_alloc &) {
+        PyErr_NoMemory();
     }
-    Py_XDECREF(position);
-    Py_XDECREF(code);
-    Py_XDECREF(instance);
-    Py_DECREF(cls);
 }
 
 }  // namespace
+
+nb::object parse_error(const std::string &message, int code, long line, long column) {
+    nb::object module = steal_or_throw(PyImport_ImportModule("xml.etree.ElementTree"));
+    nb::object cls = steal_or_throw(PyObject_GetAttrString(module.ptr(), "ParseError"));
+    nb::object text = str_from(message);
+    nb::object error = steal_or_throw(PyObject_CallOneArg(cls.ptr(), text.ptr()));
+    nb::object code_value = steal_or_throw(PyLong_FromLong(code));
+    if (PyObject_SetAttrString(error.ptr(), "code", code_value.ptr()) != 0) throw_python();
+    nb::object position = steal_or_throw(Py_BuildValue("(ll)", line, column));
+    if (PyObject_SetAttrString(error.ptr(), "position", position.ptr()) != 0) throw_python();
+    return error;
+}
+
+nb::object sdk_error(const char *name, nb::handle message) {
+    nb::object module = steal_or_throw(PyImport_ImportModule("marlox.errors"));
+    nb::object cls = steal_or_throw(PyObject_GetAttrString(module.ptr(), name));
+    return steal_or_throw(PyObject_CallOneArg(cls.ptr(), message.ptr()));
+}
+
+void raise_error(nb::handle error, nb::handle cause) {
+    if (cause.is_valid()) {
+        // As `raise error from cause` inside `except` of the cause.
+        PyException_SetCause(error.ptr(), cause.inc_ref().ptr());
+        PyException_SetContext(error.ptr(), cause.inc_ref().ptr());
+    }
+    set_object(error);
+    throw_python();
+}
+
+void raise_sdk_error(const char *name, const std::string &message) {
+    raise_error(sdk_error(name, str_from(message)));
+}
+
+void raise_missing_extra(const char *what, const char *module, const char *extra) {
+    PyErr_Format(PyExc_ImportError, "%s needs %s: pip install 'marlox[%s]'", what, module, extra);
+    throw_python();
+}
 
 void set_python_error(const Error &error) noexcept {
     const std::string message = error.what();
@@ -80,16 +97,17 @@ void set_python_error(const Error &error) noexcept {
             PyErr_NoMemory();
             break;
         case ErrorKind::Parse:
-            set_parse_error(error);
+            set_built(
+                [&] { return parse_error(message, error.code(), error.line(), error.column()); });
             break;
         case ErrorKind::SdkParsing:
-            set_from_class("marlox.errors", "ParsingError", message);
+            set_built([&] { return sdk_error("ParsingError", str_from(message)); });
             break;
         case ErrorKind::SdkInternal:
-            set_from_class("marlox.errors", "InternalError", message);
+            set_built([&] { return sdk_error("InternalError", str_from(message)); });
             break;
         case ErrorKind::SdkExecution:
-            set_from_class("marlox.errors", "ExecutionError", message);
+            set_built([&] { return sdk_error("ExecutionError", str_from(message)); });
             break;
     }
     if (!PyErr_Occurred()) PyErr_SetString(PyExc_SystemError, message.c_str());
@@ -103,11 +121,6 @@ void register_error_translator() {
             set_python_error(error);
         }
     });
-}
-
-void raise_sdk_error(const char *name, const std::string &message) {
-    set_from_class("marlox.errors", name, message);
-    throw nb::python_error();
 }
 
 }  // namespace marlox::py

@@ -1,7 +1,11 @@
-// The one place where C++ failures become Python exceptions.
+// The one place where failures become Python exceptions: marlox::Error of the core by its
+// kind, and the exceptions the bindings raise themselves (ElementTree's ParseError, the SDK's
+// errors, a missing optional dependency).
 #pragma once
 
 #include <nanobind/nanobind.h>
+
+#include <string>
 
 #include "core/error.hpp"
 
@@ -15,7 +19,22 @@ void set_python_error(const Error &error) noexcept;
 // Register the translation of marlox::Error for the module being initialised.
 void register_error_translator();
 
-// Raise `marlox.errors.<name>(message)`, looked up in the SDK module at call time.
+// xml.etree.ElementTree.ParseError(message) with `code` and `position` (line, column) set as
+// ElementTree sets them.
+nb::object parse_error(const std::string &message, int code, long line, long column);
+
+// `marlox.errors.<name>(message)`, the class looked up in the SDK module at call time;
+// `message` is a str.
+nb::object sdk_error(const char *name, nb::handle message);
+
+// Raise the exception instance `error`; with `cause`, as `raise error from cause` does.
+[[noreturn]] void raise_error(nb::handle error, nb::handle cause = nb::handle());
+
+// Raise `marlox.errors.<name>(message)`.
 [[noreturn]] void raise_sdk_error(const char *name, const std::string &message);
+
+// Raise ImportError for an optional dependency that is not installed: "<what> needs <module>:
+// pip install 'marlox[<extra>]'".
+[[noreturn]] void raise_missing_extra(const char *what, const char *module, const char *extra);
 
 }  // namespace marlox::py

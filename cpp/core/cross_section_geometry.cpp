@@ -103,12 +103,44 @@ std::vector<Edge> tee(double height, double width, double flange, double web) {
     return geometry::path(vertices, true);
 }
 
+Shape parametric_of(const Object &cs) {
+    if (!has(cs, "parameters")) return Shape{};
+    return parametric(text(cs, "cross_section_type"), cs.parameters(cs.field("parameters")));
+}
+
+Shape components(const Object &cs) {
+    const size_t field = cs.field("components");
+    const size_t n = cs.count(field);
+    std::vector<Component> parts;
+    bool whole = n > 0;
+    for (size_t i = 0; i < n && whole; ++i) {
+        whole = false;
+        cs.object_at(field, i, [&](const Object &component) {
+            Component part;
+            if (!vertices(component, "outline", part.outline)) return;
+            const size_t holes = component.field("openings");
+            for (size_t k = 0; k < component.count(holes); ++k) {
+                model_view::Coordinates c;
+                if (!component.vertices_at(holes, k, c) || !c.finite) return;
+                for (const geometry::Vertex &v : c.vertices)
+                    if (!near(v.point) || (v.arc && !near(v.on_arc))) return;
+                part.openings.push_back(std::move(c.vertices));
+            }
+            parts.push_back(std::move(part));
+            whole = true;
+        });
+    }
+    return whole ? general(parts) : Shape{};
+}
+
+}  // namespace
+
+Shape shape(const Object &cs) { return has(cs, "components") ? components(cs) : parametric_of(cs); }
+
 // The shape of a parametric section, by its type: the one place that knows the types' shapes.
-Shape parametric(const Object &cs) {
+Shape parametric(const std::string &type,
+                 const std::vector<std::pair<std::string, model_view::Number>> &parameters) {
     Shape s;
-    if (!has(cs, "parameters")) return s;
-    const std::string type = text(cs, "cross_section_type");
-    const auto parameters = cs.parameters(cs.field("parameters"));
     auto positive = [&](const char *key, double &out) {
         for (const auto &[name, value] : parameters)
             if (name == key) {
@@ -132,38 +164,17 @@ Shape parametric(const Object &cs) {
     return s;
 }
 
-Shape components(const Object &cs) {
+Shape general(const std::vector<Component> &components) {
     Shape s;
-    const size_t field = cs.field("components");
-    const size_t n = cs.count(field);
-    if (n == 0) return s;
-    bool whole = true;
-    for (size_t i = 0; i < n && whole; ++i) {
-        whole = false;
-        cs.object_at(field, i, [&](const Object &component) {
-            std::vector<geometry::Vertex> outline;
-            if (!vertices(component, "outline", outline)) return;
-            std::vector<std::vector<Edge>> openings;
-            const size_t holes = component.field("openings");
-            for (size_t k = 0; k < component.count(holes); ++k) {
-                model_view::Coordinates c;
-                if (!component.vertices_at(holes, k, c) || !c.finite) return;
-                for (const geometry::Vertex &v : c.vertices)
-                    if (!near(v.point) || (v.arc && !near(v.on_arc))) return;
-                openings.push_back(geometry::path(c.vertices, true));
-            }
-            s.regions.push_back(region(geometry::path(outline, true), std::move(openings)));
-            whole = true;
-        });
+    if (components.empty()) return s;
+    for (const Component &part : components) {
+        std::vector<std::vector<Edge>> openings;
+        for (const auto &opening : part.openings) openings.push_back(geometry::path(opening, true));
+        s.regions.push_back(region(geometry::path(part.outline, true), std::move(openings)));
     }
-    if (!whole) s.regions.clear();
-    s.known = whole;
+    s.known = true;
     return s;
 }
-
-}  // namespace
-
-Shape shape(const Object &cs) { return has(cs, "components") ? components(cs) : parametric(cs); }
 
 int region_holding(const Shape &shape, Point p) {
     for (size_t i = 0; i < shape.regions.size(); ++i) {

@@ -63,6 +63,16 @@ std::string show(double value);
 
 // The concrete of a cross-section object (CrossSectionComponent or CrossSectionParameter).
 Shape shape(const Object &cross_section);
+// The concrete of a parametric type (IDEA's value, "Rect") with its shape parameters: not known
+// for the types above that are not drawn.
+Shape parametric(const std::string &type,
+                 const std::vector<std::pair<std::string, model_view::Number>> &parameters);
+// The concrete of a general section: one region for each component.
+struct Component {
+    std::vector<geometry::Vertex> outline;
+    std::vector<std::vector<geometry::Vertex>> openings;
+};
+Shape general(const std::vector<Component> &components);
 // Region of `shape` that holds `p` in its concrete (openings excluded), or -1.
 int region_holding(const Shape &shape, Point p);
 // Distance from `p` to the nearest outline or opening edge of a region.

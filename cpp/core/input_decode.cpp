@@ -98,14 +98,15 @@ const TypeInfo &info(const schema::Type &type) {
             TypeInfo i;
             for (const Field &f : t.fields) i.keys.emplace_back(f.key);
             const std::string_view name = t.name;
-            i.role = (schema::derives_from(t, "MatConcrete") ? TypeInfo::Concrete : 0) |
-                     (schema::derives_from(t, "MatReinforcement") ? TypeInfo::Reinforcement : 0) |
-                     (schema::derives_from(t, "CrossSection") ? TypeInfo::CrossSection : 0) |
-                     (name == "CssComponent" ? TypeInfo::Component : 0) |
-                     (name == "Stirrup" ? TypeInfo::Stirrup : 0) |
-                     (name == "ConcreteMemberDataEc2" ? TypeInfo::MemberData : 0) |
-                     (name == "ProjectData" ? TypeInfo::ProjectData : 0) |
-                     (name == "CheckSectionExtreme" ? TypeInfo::Extreme : 0);
+            const auto role_if = [](bool holds, unsigned role) { return holds ? role : 0u; };
+            i.role = role_if(schema::derives_from(t, "MatConcrete"), TypeInfo::Concrete) |
+                     role_if(schema::derives_from(t, "MatReinforcement"), TypeInfo::Reinforcement) |
+                     role_if(schema::derives_from(t, "CrossSection"), TypeInfo::CrossSection) |
+                     role_if(name == "CssComponent", TypeInfo::Component) |
+                     role_if(name == "Stirrup", TypeInfo::Stirrup) |
+                     role_if(name == "ConcreteMemberDataEc2", TypeInfo::MemberData) |
+                     role_if(name == "ProjectData", TypeInfo::ProjectData) |
+                     role_if(name == "CheckSectionExtreme", TypeInfo::Extreme);
             out.push_back(std::move(i));
         }
         return out;

@@ -225,6 +225,10 @@ std::uint32_t DomBuilder::intern_name(const char *name, std::uint32_t *hint) {
 void DomBuilder::start(const char *name, const char **atts) {
     flush();
     const bool parent_kept = !open_.empty();
+    if (!parent_kept && !root_started_) {
+        root_name_ = name;
+        root_started_ = true;
+    }
     if (!parent_kept && !keep_all_ && std::strcmp(name, "SectionConcreteCheckResult") != 0) {
         ++unkept_depth_;
         last_ = kLastUnkept;

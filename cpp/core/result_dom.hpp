@@ -216,6 +216,9 @@ class DomBuilder {
     std::deque<NodeId> &ended_sections() noexcept { return ended_; }
     // The first element of the document (whole-document mode), or kNoNode.
     NodeId root() const noexcept { return root_; }
+    // The name of the document's first element as expat gives it ("" before it starts), in
+    // either mode.
+    const std::string &root_name() const noexcept { return root_name_; }
 
     // ElementTree's Element.clear() on a kept node; for a section that the consumer has moved
     // past, which collect() may then drop.
@@ -266,6 +269,8 @@ class DomBuilder {
     Dom &dom_;
     bool keep_all_;
     NodeId root_ = kNoNode;
+    std::string root_name_;
+    bool root_started_ = false;
     std::size_t unkept_depth_ = 0;
     // The open kept elements, innermost last, each with its last child so far.
     struct Open {

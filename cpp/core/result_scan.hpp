@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <string>
 
-#include "core/result_dom.hpp"
 #include "core/expat_api.hpp"
+#include "core/result_dom.hpp"
 
 namespace marlox::results {
 

@@ -207,7 +207,7 @@ def _platform_request(
     if body is not None:
         try:
             data = json.dumps(body).encode("utf-8")
-        except (TypeError, ValueError) as error:
+        except (TypeError, ValueError, RecursionError) as error:
             raise InternalError(
                 f"Platform endpoint '{what}' failed: the request is not JSON: {error}"
             ) from error

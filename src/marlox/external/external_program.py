@@ -6,8 +6,8 @@ failure texts into errors in :meth:`ExternalProgram._handle_execution_error`. :m
 submits the job, waits for it and keeps its result fields, which :meth:`_get_result` hands out.
 
 With a platform configured (``MARLOX_PLATFORM_URL``, ``MARLOX_PLATFORM_TOKEN``) the job goes to
-the platform's job API (documented in :mod:`marlox.local`); without one, it runs in this process
-on the embedded local platform.
+the platform's job API (described in README.md of :mod:`marlox.local`); without one, it runs in
+this process on the embedded local platform.
 """
 
 from __future__ import annotations
@@ -134,7 +134,7 @@ class _LocalJobs:
         try:
             # Through JSON, as over the wire: the worker sees what a remote worker would see.
             content = json.loads(json.dumps(content))
-        except (TypeError, ValueError) as error:
+        except (TypeError, ValueError, RecursionError) as error:
             raise InternalError(
                 f"Platform endpoint 'jobs' failed: the request is not JSON: {error}"
             ) from error

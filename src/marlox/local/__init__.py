@@ -2,37 +2,25 @@
 
 With no platform configured (``MARLOX_PLATFORM_URL`` unset), the SDK asks this package: add-on
 endpoints are answered by :func:`call_endpoint` and jobs run on the in-process :func:`runner`.
-``python -m marlox.local serve`` offers the same services over HTTP, and that protocol is the
-one the SDK speaks to any platform (README.md beside this file has the details).
+``python -m marlox.local serve`` offers the same services over HTTP. The protocol, which the SDK
+speaks to any platform, the server, the jobs and the workers are described in README.md beside
+this file.
 
-Protocol (every body is JSON; every error reply is ``{"error": text}`` with status 400, 401, 404,
-405, 409, 411, 413, 500 or 503; with a token configured every request but ``/health`` needs
-``Authorization: Bearer <token>``):
-
-=========================================  ==================================================
-``GET /health``                            ``{"status": "ok"}``
-``POST /addon/<path>``                     the add-on endpoint ``<path>``: its JSON body in,
-                                           its JSON reply out
-``POST /jobs``                             ``{"integration", "version", "content"}`` starts a
-                                           job: ``201 {"id": text}``
-``GET /jobs/<id>``                         ``{"status": "queued"|"running"|"finished"|"failed",
-                                           "message": text}``, plus ``"results"`` (the result
-                                           field names) once finished; ``message`` is the
-                                           worker's failure text
-``GET /jobs/<id>/results/<field>``         ``{"data": base64}``: the field's bytes (409 while
-                                           the job has not finished)
-``POST /jobs/<id>/cancel``                 cancels the job (a running one at its worker's next
-                                           :func:`progress`); its status
-``DELETE /jobs/<id>``                      cancels the job if need be and forgets it:
-                                           ``{"deleted": id}``
-=========================================  ==================================================
+The parts: :mod:`.endpoints` and :mod:`.conversion` (add-on endpoints), :mod:`.jobs` (the job
+runner), :mod:`.store` (where jobs are kept: the :class:`JobStore` protocol), :mod:`.executors`
+(where a job's worker runs: the :class:`Executor` protocol), :mod:`.workers` (what a worker
+sees), :mod:`.app`, :mod:`.guard` and :mod:`.server` (the protocol over HTTP), and the
+"idearcs" worker (:mod:`.idea_rcs_worker` with its :mod:`.idea_rcs_client` and
+:mod:`.idea_rcs_service`).
 """
 
 from __future__ import annotations
 
 from . import conversion
 from .endpoints import call_endpoint, endpoint_paths, register_endpoint
+from .executors import Executor, Task, ThreadExecutor
 from .jobs import JobRunner, runner
+from .store import JobStore
 from .workers import (
     JobCancelled,
     WorkerFailure,
@@ -48,6 +36,10 @@ __all__ = [
     "endpoint_paths",
     "register_endpoint",
     "JobRunner",
+    "JobStore",
+    "Executor",
+    "Task",
+    "ThreadExecutor",
     "WorkerFailure",
     "JobCancelled",
     "progress",

@@ -15,6 +15,7 @@ import sys
 from pathlib import Path
 
 from .app import DEFAULT_MAX_BODY
+from .guard import DEFAULT_REQUEST_TIMEOUT
 
 #: Seconds an ended job is kept unless ``--keep`` says otherwise (30 days).
 DEFAULT_KEEP = 30 * 86400.0
@@ -44,7 +45,7 @@ def _is_loopback(host: str) -> bool:
         return host == "localhost"
 
 
-def _stop(signum, frame):
+def _stop(signum: int, frame: object) -> None:
     # SIGTERM ends the server as Ctrl-C does.
     raise KeyboardInterrupt
 
@@ -61,6 +62,13 @@ def main(argv: list[str] | None = None) -> int:
         type=int,
         default=DEFAULT_MAX_BODY,
         help=f"largest request body in bytes ({DEFAULT_MAX_BODY})",
+    )
+    serve.add_argument(
+        "--request-timeout",
+        type=float,
+        default=DEFAULT_REQUEST_TIMEOUT,
+        help="seconds a client has for the head of a request, plus one for every 64 KiB of its "
+        f"body ({DEFAULT_REQUEST_TIMEOUT:g})",
     )
     serve.add_argument(
         "--data-dir",
@@ -102,27 +110,32 @@ def main(argv: list[str] | None = None) -> int:
 
 def _serve(args: argparse.Namespace) -> int:
     from .jobs import JobRunner
-    from .server import SWITCH_INTERVAL, make_server
+    from .server import SWITCH_INTERVAL, listen, make_server
     from .store import DATABASE_NAME, SqliteStore, StoreError
 
     sys.setswitchinterval(SWITCH_INTERVAL)
     try:
-        store = SqliteStore(args.data_dir / DATABASE_NAME)
-    except StoreError as error:
+        # Bound before the jobs are taken up again: a port in use must not interrupt them.
+        listener = listen(
+            args.host, args.port, max_body=args.max_body, request_timeout=args.request_timeout
+        )
+    except (ImportError, OSError) as error:
         print(f"python -m marlox.local serve: {error}", file=sys.stderr)
         return 1
     try:
-        # Bound before the jobs are taken up again: a port in use must not interrupt them.
-        server = make_server(
-            args.host, args.port, token=args.token, max_body=args.max_body, threads=args.threads
-        )
-    except (ImportError, OSError) as error:
-        store.close()
+        store = SqliteStore(args.data_dir / DATABASE_NAME)
+        try:
+            jobs = JobRunner(max_running=args.workers, store=store, keep=args.keep)
+        except StoreError:
+            store.close()
+            raise
+    except StoreError as error:
+        listener.close()
         print(f"python -m marlox.local serve: {error}", file=sys.stderr)
         return 1
     kept = f"{args.keep / 86400:g} days" if args.keep >= 86400 else f"{args.keep:g} s"
     logging.info("jobs are kept in %s for %s after they end", store.path, kept)
-    server.app.jobs = jobs = JobRunner(max_running=args.workers, store=store, keep=args.keep)
+    server = make_server(token=args.token, jobs=jobs, threads=args.threads, listener=listener)
     try:
         signal.signal(signal.SIGTERM, _stop)
         print(f"Marlox local platform serving on {server.url}", flush=True)
@@ -138,19 +151,26 @@ def _serve(args: argparse.Namespace) -> int:
 
 def _idea_rcs(input_path: str | None, output: str, rcs_file: str | None) -> int:
     from . import idea_rcs_worker as worker
+    from .idea_rcs_client import ServiceError
+    from .idea_rcs_service import ServiceUnavailable, Settings, connect
     from .workers import WorkerFailure
 
     try:
-        settings = worker.Settings.from_environment()
+        try:
+            settings = Settings.from_environment()
+        except ValueError as error:
+            raise WorkerFailure(str(error)) from None
         if input_path is None:
-            if not (settings.url or settings.exe):
-                raise WorkerFailure(worker.LINK_NOT_FOUND)
-            with worker.connect(settings) as service:
-                try:
-                    version = service.version()
-                except worker.ServiceError as error:
-                    version = f"unknown ({error})"
-                print(f"IDEA StatiCa RCS service at {service.url} answers; version {version}")
+            try:
+                with connect(settings) as service:
+                    try:
+                        version = service.version()
+                    except ServiceError as error:
+                        version = f"unknown ({error})"
+                    print(f"IDEA StatiCa RCS service at {service.url} answers; version {version}")
+            except ServiceUnavailable as error:
+                logging.warning("%s", error)
+                raise WorkerFailure(worker.LINK_NOT_FOUND) from None
             return 0
         with open(input_path, "rb") as file:
             body = base64.b64encode(file.read()).decode()

@@ -97,6 +97,9 @@ class PlatformApp:
             body = json.loads(raw)
         except ValueError as error:
             raise _Reply(HTTPStatus.BAD_REQUEST, f"The request body is not JSON: {error}") from None
+        except RecursionError:
+            message = "The request body is nested too deeply"
+            raise _Reply(HTTPStatus.BAD_REQUEST, message) from None
         if not isinstance(body, dict):
             raise _Reply(HTTPStatus.BAD_REQUEST, "The request body must be a JSON object")
         return body

@@ -20,6 +20,9 @@ from .endpoints import RequestError, register_endpoint
 __all__ = ["CONVERSION_PATH", "convert"]
 
 CONVERSION_PATH = "fillidearcstemplate/v3/jobs/"
+#: Largest model JSON taken, in bytes once decompressed: a request of a megabyte can expand to
+#: gigabytes, so the expansion stops at this bound.
+MAX_DOCUMENT = 64 * 1024 * 1024
 
 
 def _writer():
@@ -31,6 +34,28 @@ def _writer():
         raise InternalError(f"The input XML writer is not available: {error}") from error
 
 
+def _gunzip(data: bytes, limit: int) -> bytes:
+    """The content of the gzip data ``data`` (one member or several, as :func:`gzip.decompress`
+    reads), decompressed only up to ``limit`` bytes: more is refused with :class:`RequestError`.
+    The standard library's gzip functions have no such bound."""
+    content = bytearray()
+    rest = data
+    while rest:
+        inflater = zlib.decompressobj(wbits=31)  # 31: with the gzip header and trailer
+        pending = rest
+        while pending:
+            content += inflater.decompress(pending, limit + 1 - len(content))
+            if len(content) > limit:
+                raise RequestError(
+                    f"The 'input' expands to more than {limit} bytes; at most that is accepted"
+                )
+            pending = inflater.unconsumed_tail
+        if not inflater.eof:
+            raise zlib.error("the gzip stream ends before its end marker")
+        rest = inflater.unused_data
+    return bytes(content)
+
+
 @register_endpoint(CONVERSION_PATH)
 def convert(request: dict[str, Any]) -> dict[str, str]:
     """Answer one conversion request (see the module documentation)."""
@@ -38,10 +63,12 @@ def convert(request: dict[str, Any]) -> dict[str, str]:
     if not isinstance(payload, str):
         raise RequestError("The request has no text 'input' (base64 of the gzipped model JSON)")
     try:
-        document = gzip.decompress(base64.b64decode(payload, validate=True))
+        compressed = base64.b64decode(payload, validate=True)
     except (binascii.Error, ValueError) as error:
         raise RequestError(f"The 'input' is not base64 text: {error}") from error
-    except (OSError, EOFError, zlib.error) as error:
+    try:
+        document = _gunzip(compressed, MAX_DOCUMENT)
+    except zlib.error as error:
         raise RequestError(f"The 'input' is not gzip data: {error}") from error
     try:
         xml = _writer()(document)

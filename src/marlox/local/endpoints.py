@@ -53,7 +53,7 @@ def call_endpoint(path: str, body: Mapping[str, Any]) -> dict[str, Any]:
         raise InternalError(f"There is no endpoint '{path}'")
     try:
         request = json.loads(json.dumps(body))
-    except (TypeError, ValueError) as error:
+    except (TypeError, ValueError, RecursionError) as error:
         raise RequestError(f"The request is not JSON: {error}") from error
     if not isinstance(request, dict):
         raise RequestError("The request body must be a JSON object")

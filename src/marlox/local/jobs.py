@@ -11,8 +11,13 @@ a served one. A runner started on a database picks up where the last one stopped
   calculation) is not free to repeat unasked; the caller decides.
 
 The status of a job that is queued or running in this process is answered from memory; the
-store is its durable record. A store that fails to record an outcome (a full disk) fails the job
-with the store's text; the runner and the server go on.
+store is its durable record, and memory never runs ahead of it. A job starts only once the store
+has recorded it as running (a restart fails it as interrupted rather than running it again); a
+store that cannot record that (a full disk) leaves the job queued, and it is tried again. A
+store that cannot record a job's outcome fails the job with the store's text; if not even that
+is recorded, the store still says "running", which a restart turns into failed too. The runner
+and the server go on. Where each job's worker runs is the executor's affair
+(:mod:`marlox.local.executors`).
 """
 
 from __future__ import annotations
@@ -22,9 +27,11 @@ import logging
 import threading
 import time
 import uuid
+from collections.abc import Mapping
 from typing import Any
 
-from .store import JobRecord, MemoryStore, StoreError
+from .executors import Executor, Task, ThreadExecutor
+from .store import JobRecord, JobStore, MemoryStore, StoreError
 from .workers import (
     ENTRY_POINT_GROUP,
     Control,
@@ -32,10 +39,8 @@ from .workers import (
     JobRequestError,
     Worker,
     WorkerFailure,
-    _registered,
     find_worker,
     register_worker,
-    run_with,
     unregister_worker,
 )
 
@@ -50,7 +55,6 @@ __all__ = [
     "find_worker",
     "runner",
     "ENTRY_POINT_GROUP",
-    "_registered",
 ]
 
 log = logging.getLogger("marlox.local.jobs")
@@ -60,6 +64,11 @@ CANCELLED = "The job was cancelled"
 INTERRUPTED = "The job was interrupted: the platform stopped while it ran; submit it again"
 #: Seconds between two sweeps for expired jobs.
 EXPIRY_INTERVAL = 60.0
+#: Largest job version accepted (what the database holds as an integer, and far more than any
+#: worker's count of content versions).
+MAX_VERSION = 2**31 - 1
+#: Seconds before a job whose start the store could not record is tried again.
+STORE_RETRY = 1.0
 
 
 class JobNotFound(LookupError):
@@ -87,7 +96,9 @@ class JobRunner:
     """Runs jobs on ``max_running`` threads of this process and keeps them in ``store``.
 
     Without a store the jobs are kept in memory, at most ``max_jobs`` of them. With ``keep``
-    (seconds), ended jobs are deleted that long after they ended.
+    (seconds), ended jobs are deleted that long after they ended. ``executor`` runs each job's
+    worker (by default on the runner's thread, :class:`~marlox.local.executors.ThreadExecutor`).
+    A store that cannot record the jobs it finds interrupted raises :class:`StoreError`.
     """
 
     def __init__(
@@ -95,10 +106,12 @@ class JobRunner:
         max_running: int = 4,
         max_jobs: int = 1000,
         *,
-        store: Any = None,
+        store: JobStore | None = None,
         keep: float | None = None,
+        executor: Executor | None = None,
     ) -> None:
-        self._store = store if store is not None else MemoryStore(max_jobs)
+        self._store: JobStore = store if store is not None else MemoryStore(max_jobs)
+        self._executor: Executor = executor if executor is not None else ThreadExecutor()
         self._keep = keep
         self._lock = threading.Lock()
         self._changed = threading.Condition(self._lock)
@@ -148,6 +161,8 @@ class JobRunner:
             raise JobRequestError("'integration' must be a non-empty text")
         if not isinstance(version, int) or isinstance(version, bool):
             raise JobRequestError("'version' must be an integer")
+        if not 0 <= version <= MAX_VERSION:
+            raise JobRequestError(f"'version' must be from 0 to {MAX_VERSION}, not {version}")
         if not isinstance(content, dict):
             raise JobRequestError("'content' must be a JSON object")
         worker = find_worker(integration)
@@ -168,20 +183,48 @@ class JobRunner:
                 if self._closed:
                     return
                 active = self._active.get(self._queue.popleft())
-                if active is None or active.cancelled:
+                if active is None or active.record.status != "queued":
                     continue  # cancelled while it waited
-                active.record.status = "running"
-            self._run(active)
+                if not self._start(active):
+                    self._pause(STORE_RETRY)
+                    continue
+                if active.worker is None:
+                    continue  # failed at its start
+            self._run(active, active.worker)
 
-    def _run(self, active: _Active) -> None:
+    def _start(self, active: _Active) -> bool:
+        """Record that the job starts (or, without a worker, that it failed) before anything
+        runs; called with the lock held, so that a cancellation waits for it. When the store
+        cannot record it, the job stays queued, first in line, with the store's text as its
+        message; returns whether it was recorded."""
         job = active.record
-        if not self._record(job, "running", job.message):
-            self._end(active, "failed", job.message)
-            return
+        status, message = ("running", "") if active.worker is not None else ("failed", job.message)
         try:
-            if active.worker is None:
-                raise WorkerFailure(job.message)
-            returned = run_with(active.control, active.worker, job.content, job.version)
+            self._store.update(job.id, status, message)
+        except StoreError as error:
+            log.error("job %s: %s; it stays queued", job.id, error)
+            job.message = str(error)
+            self._queue.appendleft(job.id)
+            return False
+        job.status, job.message = status, message
+        if status == "failed":
+            self._active.pop(job.id, None)
+            self._changed.notify_all()
+        return True
+
+    def _pause(self, seconds: float) -> None:
+        # With the lock held: wait, letting others in, until the time is up or the runner stops.
+        deadline = time.monotonic() + seconds
+        while not self._closed and (remaining := deadline - time.monotonic()) > 0:
+            self._changed.wait(remaining)
+
+    def _run(self, active: _Active, worker: Worker) -> None:
+        job = active.record
+        task = Task(job.id, job.integration, job.version, job.content, worker)
+        try:
+            if active.control.stop.is_set():
+                raise JobCancelled
+            returned = self._executor.run(task, active.control)
             if active.control.stop.is_set():
                 raise JobCancelled
             results = {}
@@ -206,28 +249,31 @@ class JobRunner:
             log.debug("job %s (%s) finished", job.id, job.integration)
             self._end(active, "finished", "", results)
 
-    def _record(self, job: JobRecord, status: str, message: str, results=None) -> bool:
+    def _end(
+        self,
+        active: _Active,
+        status: str,
+        message: str,
+        results: Mapping[str, bytes] | None = None,
+    ) -> None:
+        """Record the outcome of a job that ran. Failing that, the job fails with the store's
+        text; when not even that is recorded, the store still says "running", which a restart
+        turns into failed as well, and the job is answered from memory until then."""
+        job = active.record
+        recorded = True
         try:
             self._store.update(job.id, status, message, results)
-            return True
         except StoreError as error:
             log.error("job %s: %s", job.id, error)
-            job.message = str(error)
-            return False
-
-    def _end(self, active: _Active, status: str, message: str, results=None) -> None:
-        job = active.record
-        if not self._record(job, status, message, results):
-            status, message = "failed", job.message
-            if not self._record(job, status, message):
-                # Not even the failure is stored: the job stays failed in memory.
-                with self._changed:
-                    job.status = status
-                    self._changed.notify_all()
-                return
+            status, message = "failed", str(error)
+            try:
+                self._store.update(job.id, status, message)
+            except StoreError:
+                recorded = False
         with self._changed:
             job.status, job.message = status, message
-            self._active.pop(job.id, None)
+            if recorded:
+                self._active.pop(job.id, None)
             self._changed.notify_all()
 
     def _job(self, job_id: str) -> JobRecord:
@@ -261,29 +307,36 @@ class JobRunner:
     def cancel(self, job_id: str) -> dict[str, Any]:
         """Cancel a job: a queued one at once, a running one at its worker's next
         :func:`~marlox.local.workers.progress`. Returns its :meth:`status`; a job that has
-        ended raises :class:`JobNotFinished`."""
-        with self._lock:
+        ended raises :class:`JobNotFinished`, and a queued one whose cancellation the store
+        cannot record raises :class:`StoreError` and stays queued."""
+        with self._changed:
             active = self._active.get(job_id)
-            if active is not None:
+            status = None if active is None else active.record.status
+            if active is not None and status == "queued":
+                self._store.update(job_id, "failed", CANCELLED)
+                active.cancelled = True
+                active.record.status, active.record.message = "failed", CANCELLED
+                del self._active[job_id]
+                self._changed.notify_all()
+            elif active is not None and status == "running":
                 active.cancelled = True
                 active.control.stop.set()
-                queued = active.record.status == "queued"
-                if not queued:
-                    active.record.message = "cancelling"
-        if active is None:
+                active.record.message = "cancelling"
+        if status not in ("queued", "running"):
             job = self._job(job_id)
             raise JobNotFinished(f"The job '{job_id}' has already ended ({job.status})")
-        if queued:
-            self._end(active, "failed", CANCELLED)
         return self.status(job_id)
 
     def delete(self, job_id: str) -> None:
         """Forget a job and its results, cancelling it first if it has not ended."""
         active = self._active.get(job_id)
-        if active is not None:
+        if active is not None and active.record.status in STATUSES[:2]:
             self.cancel(job_id)
         if not self._store.delete(job_id) and active is None:
             raise JobNotFound(f"There is no job '{job_id}'")
+        with self._lock:
+            if active is not None and active.record.status not in STATUSES[:2]:
+                self._active.pop(job_id, None)
 
     def wait(self, job_id: str, timeout: float) -> dict[str, Any]:
         """Wait at most ``timeout`` seconds for the job to end; returns its :meth:`status`."""
@@ -309,8 +362,8 @@ class JobRunner:
 
     def close(self, grace: float = 5.0) -> None:
         """Stop: cancel the running jobs, give them ``grace`` seconds to reach a safe point and
-        clean up, and close the store. Jobs still running are marked interrupted at the next
-        start; queued ones stay queued."""
+        clean up, and close the executor and the store. Jobs still running are marked
+        interrupted at the next start; queued ones stay queued."""
         with self._changed:
             self._closed = True
             running = [job for job in self._active.values() if job.record.status == "running"]
@@ -320,6 +373,7 @@ class JobRunner:
         deadline = time.monotonic() + grace
         for thread in self._threads:
             thread.join(max(0.0, deadline - time.monotonic()))
+        self._executor.close()
         with self._lock:
             self._store.close()
 

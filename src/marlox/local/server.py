@@ -5,18 +5,22 @@ RCS lives) and Linux, with no compiler and no event-loop extension; it speaks HT
 keep-alive, buffers request bodies before the application sees them (to a bound), answers from a
 fixed pool of threads and is kept by the Pylons project. It is the optional extra ``server``;
 the embedded platform does not need it.
+
+The server is made with waitress's ``create_server`` on a listening socket of our own
+(:class:`~marlox.local.guard.Listener`), which bounds the time a client may take for a request
+and refuses bodies the protocol does not take before waitress buffers them.
 """
 
 from __future__ import annotations
 
 import threading
-from http import HTTPStatus
 from typing import Any
 
 from .app import DEFAULT_MAX_BODY, PlatformApp, json_reply
+from .guard import DEFAULT_REQUEST_TIMEOUT, Guard, Listener
 from .jobs import JobRunner, runner
 
-__all__ = ["DEFAULT_MAX_BODY", "PlatformServer", "make_server"]
+__all__ = ["DEFAULT_MAX_BODY", "DEFAULT_REQUEST_TIMEOUT", "PlatformServer", "listen", "make_server"]
 
 #: Threads that answer requests. Answering is brief and holds the interpreter lock, so more
 #: threads only queue for it; jobs run on threads of their own.
@@ -25,63 +29,58 @@ DEFAULT_THREADS = 4
 #: process: the one thread that reads and writes every connection then waits less for the
 #: interpreter lock (a tenth of the p99 latency of a status poll under 20 pollers).
 SWITCH_INTERVAL = 0.001
-#: Seconds an idle keep-alive connection is kept, and a client may take to send its request.
+#: Seconds an idle keep-alive connection is kept.
 CHANNEL_TIMEOUT = 60
 
 
 def _waitress() -> Any:
     try:
-        from waitress import adjustments, channel, server, task
+        import waitress
     except ImportError:
         raise ImportError(
             "Serving the local platform needs waitress: pip install 'marlox[server]'"
         ) from None
+    return waitress
 
-    class JsonErrorTask(task.ErrorTask):
-        # Requests that waitress refuses itself (too large, malformed) get the platform's
-        # JSON error reply too.
-        def execute(self) -> None:
-            error = self.request.error
-            reply = {"error": f"{error.reason}: {error.body}"}
-            status, headers, body = json_reply(HTTPStatus(error.code), reply)
-            self.status = status
-            self.response_headers.extend(headers[:1])
-            self.set_close_on_finish()
-            self.content_length = len(body)
-            self.write(body)
 
-    class Channel(channel.HTTPChannel):
-        error_task_class = JsonErrorTask
-
-    class Server(server.TcpWSGIServer):
-        channel_class = Channel
-
-    return Server, adjustments.Adjustments
+def listen(
+    host: str = "127.0.0.1",
+    port: int = 0,
+    *,
+    max_body: int = DEFAULT_MAX_BODY,
+    request_timeout: float = DEFAULT_REQUEST_TIMEOUT,
+) -> Listener:
+    """The socket of a server on ``host``:``port`` (0: any free port), bound now, so that a port
+    in use is known before anything else starts. Raises :class:`OSError` when it cannot be
+    bound and :class:`ImportError` when waitress is missing."""
+    _waitress()
+    guard = Guard(max_body, request_timeout, json_reply)
+    return Listener.bind_to(host, port, guard)
 
 
 class PlatformServer:
-    """The platform served on one address; ``serve_forever()`` serves until ``shutdown()``."""
+    """The platform served on one socket; ``serve_forever()`` serves until ``shutdown()``."""
 
-    def __init__(self, app: PlatformApp, host: str, port: int, threads: int) -> None:
-        server, adjustments = _waitress()
-        adjustments = adjustments(
-            host=host,
-            port=port,
+    def __init__(self, app: PlatformApp, listener: Listener, threads: int) -> None:
+        self.app = app
+        self._listener = listener
+        self._server = _waitress().create_server(
+            app,
+            sockets=[listener],
             threads=threads,
-            max_request_body_size=app.max_body + 1,
+            # The guard refuses larger bodies first, with the platform's JSON error.
+            max_request_body_size=listener.guard.max_body + 1,
             channel_timeout=CHANNEL_TIMEOUT,
             ident="MarloxLocalPlatform",
             clear_untrusted_proxy_headers=True,
         )
-        self.app = app
-        self._server = server(app, adj=adjustments)
         self._serving = False
-        self._stop = threading.Event()
         self._stopped = threading.Event()
 
     @property
     def server_address(self) -> tuple[str, int]:
-        return self._server.effective_host, self._server.effective_port
+        host, port = self._listener.getsockname()[:2]
+        return host, port
 
     @property
     def url(self) -> str:
@@ -89,39 +88,35 @@ class PlatformServer:
         return f"http://[{host}]:{port}" if ":" in host else f"http://{host}:{port}"
 
     def serve_forever(self, poll_interval: float = 0.5) -> None:
-        """Serve until :meth:`shutdown` or Ctrl-C; ``poll_interval`` is how often (seconds) the
-        loop looks for a request to stop."""
-        from waitress import wasyncore
-
-        adj = self._server.adj
+        """Serve until :meth:`shutdown` or Ctrl-C. ``poll_interval`` is taken for the interface
+        of :mod:`socketserver` and not needed: :meth:`shutdown` wakes the server at once."""
         self._serving = True
         try:
-            while not self._stop.is_set():
-                wasyncore.loop(poll_interval, adj.asyncore_use_poll, self._server._map, count=1)
-        except KeyboardInterrupt:
-            pass
+            self._server.run()
         finally:
             self._close()
 
     def _close(self) -> None:
-        from waitress import wasyncore
-
-        wasyncore.close_all(self._server._map)
+        if self._stopped.is_set():
+            return
         self._server.task_dispatcher.shutdown()
+        self._server.close()
+        self._listener.close_connections()
         self._stopped.set()
 
     def shutdown(self, timeout: float = 10.0) -> None:
-        """Stop serving: close the listening socket and every connection once the answers being
-        written are done, and return once :meth:`serve_forever` has returned."""
-        self._stop.set()
+        """Stop serving: close the listening socket, and return once :meth:`serve_forever` has
+        returned (at most ``timeout`` seconds)."""
+        self._listener.guard.stopping.set()
         if self._serving:
+            self._listener.wake()
             self._stopped.wait(timeout)
-        elif not self._stopped.is_set():
+        else:
             self._close()
 
     def server_close(self) -> None:
-        """Close the sockets of a server that is not serving."""
-        if not self._serving and not self._stopped.is_set():
+        """Close the socket of a server that is not serving."""
+        if not self._serving:
             self._close()
 
 
@@ -133,8 +128,14 @@ def make_server(
     max_body: int = DEFAULT_MAX_BODY,
     jobs: JobRunner | None = None,
     threads: int = DEFAULT_THREADS,
+    request_timeout: float = DEFAULT_REQUEST_TIMEOUT,
+    listener: Listener | None = None,
 ) -> PlatformServer:
-    """A server bound to ``host``:``port`` (0: any free port) that runs jobs on ``jobs`` (the
-    embedded runner by default); run it with ``serve_forever()``."""
-    app = PlatformApp(jobs if jobs is not None else runner(), token=token, max_body=max_body)
-    return PlatformServer(app, host, port, threads)
+    """A server on ``listener``, or bound to ``host``:``port`` (0: any free port), that runs
+    jobs on ``jobs`` (the embedded runner by default); run it with ``serve_forever()``."""
+    if listener is None:
+        listener = listen(host, port, max_body=max_body, request_timeout=request_timeout)
+    app = PlatformApp(
+        jobs if jobs is not None else runner(), token=token, max_body=listener.guard.max_body
+    )
+    return PlatformServer(app, listener, threads)

@@ -15,11 +15,12 @@ import os
 import sqlite3
 import threading
 import time
+from collections.abc import Iterable, Mapping
 from dataclasses import dataclass, field
 from pathlib import Path
-from typing import Any
+from typing import Any, Protocol
 
-__all__ = ["JobRecord", "MemoryStore", "SqliteStore", "StoreError", "DATABASE_NAME"]
+__all__ = ["JobRecord", "JobStore", "MemoryStore", "SqliteStore", "StoreError", "DATABASE_NAME"]
 
 DATABASE_NAME = "jobs.sqlite3"
 SCHEMA_VERSION = 1
@@ -67,6 +68,44 @@ class JobRecord:
     results: list[str] = field(default_factory=list)
 
 
+class JobStore(Protocol):
+    """What the job runner asks of the place where it keeps its jobs.
+
+    Every operation is safe to call from several threads at once. A store that cannot read or
+    write raises :class:`StoreError` and leaves the job as it was: a write either happens whole
+    or not at all, so that what the runner reports never runs ahead of what is recorded.
+    """
+
+    def add(self, job: JobRecord) -> None:
+        """Record a new job as it stands (normally queued, no results)."""
+
+    def update(
+        self, job_id: str, status: str, message: str, results: Mapping[str, bytes] | None = None
+    ) -> None:
+        """Set the status and message of a job and, with ``results``, its result fields; an
+        ended status (finished, failed) also sets the time it ended. An unknown job is
+        ignored."""
+
+    def get(self, job_id: str) -> JobRecord | None:
+        """A copy of the job's record (with its result field names once finished), or None."""
+
+    def result(self, job_id: str, name: str) -> bytes | None:
+        """The bytes of one result field, or None when the job or the field is unknown."""
+
+    def delete(self, job_id: str) -> bool:
+        """Forget a job and its results; whether it was known."""
+
+    def unfinished(self) -> Iterable[JobRecord]:
+        """The jobs still queued or running, in the order they were submitted: what a runner
+        started on this store takes up again."""
+
+    def expire(self, before: float) -> int:
+        """Forget the jobs that ended before the time ``before``; how many."""
+
+    def close(self) -> None:
+        """Release the store; nothing is called on it afterwards."""
+
+
 class MemoryStore:
     """Jobs in this process's memory; at most ``max_jobs``, the oldest ended ones forgotten."""
 
@@ -83,7 +122,9 @@ class MemoryStore:
             for key in ended[: max(0, excess)]:
                 del self._jobs[key]
 
-    def update(self, job_id: str, status: str, message: str, results=None) -> None:
+    def update(
+        self, job_id: str, status: str, message: str, results: Mapping[str, bytes] | None = None
+    ) -> None:
         with self._lock:
             if job_id not in self._jobs:
                 return
@@ -91,9 +132,9 @@ class MemoryStore:
             job.status, job.message = status, message
             if status in ("finished", "failed"):
                 job.ended = time.time()
-            results = dict(results or {})
-            job.results = list(results)
-            self._jobs[job_id] = (job, results)
+            fields = dict(results or {})
+            job.results = list(fields)
+            self._jobs[job_id] = (job, fields)
 
     def get(self, job_id: str) -> JobRecord | None:
         with self._lock:
@@ -185,7 +226,7 @@ class SqliteStore:
             raise
         db.execute("COMMIT")
 
-    def _write(self, what: str, statements) -> None:
+    def _write(self, what: str, statements: Iterable[tuple[str, tuple[Any, ...]]]) -> None:
         with self._lock:
             try:
                 self._db.execute("BEGIN IMMEDIATE")
@@ -200,7 +241,7 @@ class SqliteStore:
             except sqlite3.Error as error:
                 raise StoreError(f"{what} could not be stored: {error}") from None
 
-    def _read(self, sql: str, parameters=()) -> list[tuple]:
+    def _read(self, sql: str, parameters: tuple[Any, ...] = ()) -> list[tuple[Any, ...]]:
         with self._lock:
             try:
                 return self._db.execute(sql, parameters).fetchall()
@@ -212,10 +253,12 @@ class SqliteStore:
         sql = "INSERT INTO jobs VALUES (?, ?, ?, ?, ?, ?, ?, NULL)"
         self._write("The job", [(sql, (*row, job.message, job.submitted))])
 
-    def update(self, job_id: str, status: str, message: str, results=None) -> None:
+    def update(
+        self, job_id: str, status: str, message: str, results: Mapping[str, bytes] | None = None
+    ) -> None:
         ended = time.time() if status in ("finished", "failed") else None
         sql = "UPDATE jobs SET status = ?, message = ?, ended = ? WHERE id = ?"
-        statements = [(sql, (status, message, ended, job_id))]
+        statements: list[tuple[str, tuple[Any, ...]]] = [(sql, (status, message, ended, job_id))]
         insert = "INSERT INTO results VALUES (?, ?, ?, ?)"
         for position, (name, data) in enumerate(dict(results or {}).items()):
             statements.append((insert, (job_id, position, name, data)))
@@ -232,7 +275,7 @@ class SqliteStore:
         return job
 
     @staticmethod
-    def _record(row: tuple) -> JobRecord:
+    def _record(row: tuple[Any, ...]) -> JobRecord:
         id_, integration, version, content, status, message, submitted, ended = row
         return JobRecord(
             id_, integration, version, json.loads(content), status, message, submitted, ended

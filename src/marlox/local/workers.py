@@ -21,14 +21,16 @@ import importlib
 import importlib.metadata
 import threading
 from collections.abc import Callable, Mapping
-from typing import Any
+from typing import Any, overload
 
 __all__ = [
     "WorkerFailure",
     "JobCancelled",
     "JobRequestError",
     "Worker",
+    "Control",
     "progress",
+    "run_with",
     "register_worker",
     "unregister_worker",
     "find_worker",
@@ -84,7 +86,9 @@ def progress(message: str) -> None:
         control.progress(str(message))
 
 
-def run_with(control: Control, worker: Worker, content: dict[str, Any], version: int):
+def run_with(
+    control: Control, worker: Worker, content: dict[str, Any], version: int
+) -> Mapping[str, bytes]:
     """Call ``worker`` with :func:`progress` reporting to ``control``."""
     token = _current.set(control)
     try:
@@ -96,8 +100,16 @@ def run_with(control: Control, worker: Worker, content: dict[str, Any], version:
 _registered: dict[str, Worker] = {}
 
 
-def register_worker(integration: str, worker: Worker | None = None):
-    """Run jobs of ``integration`` with ``worker``; usable as a decorator without ``worker``."""
+@overload
+def register_worker(integration: str) -> Callable[[Worker], Worker]: ...
+@overload
+def register_worker(integration: str, worker: Worker) -> Worker: ...
+def register_worker(
+    integration: str, worker: Worker | None = None
+) -> Worker | Callable[[Worker], Worker]:
+    """Run jobs of ``integration`` with ``worker`` (it replaces one registered before, an
+    installed and a built-in one); usable as a decorator without ``worker``. Returns the
+    worker."""
 
     def register(function: Worker) -> Worker:
         _registered[integration] = function

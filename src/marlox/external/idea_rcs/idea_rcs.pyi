@@ -335,12 +335,13 @@ class _Model:
         """
 
     @overload
-    def generate_xml_input(self, as_file: Literal[False] = False) -> io.BytesIO:
+    def generate_xml_input(self, as_file: Literal[False] | None = False) -> io.BytesIO:
         """
         Convert the model to IDEA StatiCa RCS input XML through the platform's conversion service.
 
         Args:
-            as_file: Return a ``marlox.core.File`` instead of a ``BytesIO``.
+            as_file: Return a ``marlox.core.File`` when true instead of a ``BytesIO`` (None or any
+                false value).
 
         Returns:
             The input XML, as a BytesIO positioned at its start or as a File.
@@ -355,7 +356,8 @@ class _Model:
         Convert the model to IDEA StatiCa RCS input XML through the platform's conversion service.
 
         Args:
-            as_file: Return a ``marlox.core.File`` instead of a ``BytesIO``.
+            as_file: Return a ``marlox.core.File`` when true instead of a ``BytesIO`` (None or any
+                false value).
 
         Returns:
             The input XML, as a BytesIO positioned at its start or as a File.
@@ -365,12 +367,13 @@ class _Model:
         """
 
     @overload
-    def generate_xml_input(self, as_file: bool = False) -> io.BytesIO | marlox.core.File:
+    def generate_xml_input(self, as_file: bool | None = False) -> io.BytesIO | marlox.core.File:
         """
         Convert the model to IDEA StatiCa RCS input XML through the platform's conversion service.
 
         Args:
-            as_file: Return a ``marlox.core.File`` instead of a ``BytesIO``.
+            as_file: Return a ``marlox.core.File`` when true instead of a ``BytesIO`` (None or any
+                false value).
 
         Returns:
             The input XML, as a BytesIO positioned at its start or as a File.
@@ -397,6 +400,42 @@ class _Model:
         """
         Draw ``item`` (a cross-section, reinforced cross-section, check section or member of this model) on the matplotlib axes ``ax``, or on a new figure, and return the axes: the concrete with its openings, bars as circles of their diameter, stirrups along their axis with their arcs, equal axes in metres and the name as title. With ``findings`` the findings of ``validate()`` that concern the drawn objects (and only those are checked) are numbered where they lie and listed below the axes, wrapped to their width; a figure without a layout engine gets matplotlib's constrained layout so that lists stay clear of neighbouring axes. Geometry beyond 1e6 m is left out. Needs matplotlib: ``pip install 'marlox[plot]'``.
         """
+
+    def svg(self, item: marlox.external.idea_rcs.objects.CrossSection | marlox.external.idea_rcs.objects.ReinforcedCrossSection | marlox.external.idea_rcs.objects.CheckSection | Member, *, findings: bool = True, width: float = 320.0) -> str:
+        """
+        The drawing of ``item`` (what ``plot()`` draws) as the text of an SVG picture ``width`` pixels wide: the concrete with its openings, bars as circles of their diameter, stirrups along their axis, the axes y (to the right) and z (upwards) at the origin of the bar coordinates, the overall width and height, and with ``findings`` the located findings of ``validate()`` as crosses. Needs no drawing library; a member shows this picture inline in Jupyter.
+        """
+
+    def section_properties(self, item: marlox.external.idea_rcs.objects.CrossSection | marlox.external.idea_rcs.objects.ReinforcedCrossSection | marlox.external.idea_rcs.objects.CheckSection | Member) -> dict[str, Any]:
+        """
+        The properties of the section, as a dict [m, m2, m4]: ``gross_area`` (inside the outline), ``concrete_area`` (net of openings), ``centroid`` (y, z) and the second moments ``second_moment_y`` (about the axis y through the centroid, for bending by My) and ``second_moment_z`` of the concrete net of openings, the extreme fibres ``y_left``, ``y_right``, ``z_bottom``, ``z_top`` in bar coordinates; and with bars: ``reinforcement_area``, ``reinforcement_ratio`` (to the concrete area) and ``effective_depth``, a dict by the face in tension ("bottom", "top", "left", "right"): from the opposite extreme fibre to the centroid of the bars on that side of the concrete's centroid, None when there is none. Raises ``ValueError`` when the concrete is not known (a parametric type that the model does not draw).
+        """
+
+    @property
+    def concrete_materials(self) -> list[marlox.external.idea_rcs.objects.MatConcrete]: ...
+
+    @property
+    def reinforcement_materials(self) -> list[marlox.external.idea_rcs.objects.MatReinforcement]: ...
+
+    @property
+    def cross_sections(self) -> list[marlox.external.idea_rcs.objects.CrossSection]: ...
+
+    @property
+    def reinforced_sections(self) -> list[marlox.external.idea_rcs.objects.ReinforcedCrossSection]: ...
+
+    @property
+    def check_members(self) -> list[marlox.external.idea_rcs.objects.CheckMember]: ...
+
+    @property
+    def check_sections(self) -> list[marlox.external.idea_rcs.objects.StandardCheckSection]: ...
+
+    @property
+    def member_data(self) -> list[marlox.external.idea_rcs.objects.ConcreteMemberDataEc2]: ...
+
+    @property
+    def extremes(self) -> list[marlox.external.idea_rcs.objects.CheckSectionExtreme]: ...
+
+    def __repr__(self) -> str: ...
 
 class OpenModel(_Model):
     """
@@ -604,6 +643,23 @@ class SectionPrototype1D(_SectionPrototype, abc.ABC):
     def _parameters(self) -> dict[str, float]:
         """The shape's dimensions [m] by their OpenModel parameter names, as a new dict."""
 
+    @property
+    def y_left(self) -> float: ...
+
+    @property
+    def y_right(self) -> float: ...
+
+    @property
+    def z_bottom(self) -> float: ...
+
+    @property
+    def z_top(self) -> float: ...
+
+    def section_properties(self) -> dict[str, Any]:
+        """
+        The properties of the section, as a dict [m, m2, m4]: ``gross_area`` (inside the outline), ``concrete_area`` (net of openings), ``centroid`` (y, z) and the second moments ``second_moment_y`` (about the axis y through the centroid, for bending by My) and ``second_moment_z`` of the concrete net of openings, the extreme fibres ``y_left``, ``y_right``, ``z_bottom``, ``z_top`` in bar coordinates. Raises ``ValueError`` when the dimensions do not form the shape, or when its concrete is not known.
+        """
+
 class _SectionPrototype2D(_SectionPrototype, abc.ABC):
     """
     Abstract root reserved for the section prototypes of two-dimensional (plate) members.
@@ -689,6 +745,12 @@ class Member:
     def _check_section(self, value: marlox.external.idea_rcs.objects.CheckSection, /) -> None: ...
 
     @property
+    def model(self) -> Model | None:
+        """
+        The model that made the member, or None for a member made by calling its class.
+        """
+
+    @property
     def bars(self) -> list[marlox.external.idea_rcs.objects.ReinforcedBar]:
         """The bars of the member's reinforced cross-section, as a new list."""
 
@@ -705,7 +767,7 @@ class Member:
         Add a bar to the member's reinforced cross-section.
 
         Args:
-            coordinates: Centre of the bar (Y, Z) [m].
+            coordinates: Centre of the bar (y, z) [m].
             diameter: Diameter [m].
             material: Its steel, made by ``Model.create_reinforcement_material``.
         """
@@ -717,7 +779,7 @@ class Member:
         ``number_of_bars`` bars are placed on a straight line: the first at ``origin``, the last ``delta_y`` further in y and ``delta_z`` further in z, the others evenly between them.
 
         Args:
-            origin: Centre of the first bar (Y, Z) [m].
+            origin: Centre of the first bar (y, z) [m].
             diameter: Diameter of every bar [m].
             material: Their steel, made by ``Model.create_reinforcement_material``.
             number_of_bars: Number of bars, at least 2.
@@ -730,7 +792,7 @@ class Member:
         Add a stirrup to the member's reinforced cross-section.
 
         Args:
-            points: The stirrup's vertices (X, Y) [m], joined by straight segments; an arc segment is given as ((X_end, Y_end), (X_on_arc, Y_on_arc)).
+            points: The stirrup's vertices (y, z) [m], joined by straight segments; an arc segment is given as ((y_end, z_end), (y_on_arc, z_on_arc)).
             diameter: Diameter [m].
             material: Its steel, made by ``Model.create_reinforcement_material``.
             distance: Longitudinal spacing of the stirrups [m].
@@ -754,6 +816,41 @@ class Member:
             fundamental: Fundamental loading (ULS); None for none.
             characteristic: Characteristic loading (SLS); None for none.
             quasi_permanent: Quasi-permanent loading (SLS); None for none.
+        """
+
+    def _repr_svg_(self) -> str | None:
+        """The member's section as SVG text, for Jupyter."""
+
+    def __repr__(self) -> str: ...
+
+    def section_properties(self) -> dict[str, Any]:
+        """
+        The properties of the section, as a dict [m, m2, m4]: ``gross_area`` (inside the outline), ``concrete_area`` (net of openings), ``centroid`` (y, z) and the second moments ``second_moment_y`` (about the axis y through the centroid, for bending by My) and ``second_moment_z`` of the concrete net of openings, the extreme fibres ``y_left``, ``y_right``, ``z_bottom``, ``z_top`` in bar coordinates; and with bars: ``reinforcement_area``, ``reinforcement_ratio`` (to the concrete area) and ``effective_depth``, a dict by the face in tension ("bottom", "top", "left", "right"): from the opposite extreme fibre to the centroid of the bars on that side of the concrete's centroid, None when there is none. Raises ``ValueError`` when the concrete is not known (a parametric type that the model does not draw).
+        """
+
+    def create_bar_circle(self, count: int, diameter: float, material: marlox.external.idea_rcs.objects.MatReinforcement, *, cover: float | None = None, radius: float | None = None, start_angle: float = 90.0) -> list[marlox.external.idea_rcs.objects.ReinforcedBar]:
+        """
+        Add ``count`` bars (at least 2) of ``diameter`` [m] evenly on a circle about the centre of the section's extent: of ``radius`` (of the centres), or ``cover`` [m] (clear, from the face to the bar; add a stirrup's diameter when the bars lie inside one) inside the section's smaller half-extent. The first stands at ``start_angle`` degrees from the y axis towards z (90: at the top), the others anticlockwise. Returns the bars. Raises ``ValueError`` naming what does not fit.
+        """
+
+    def create_bar_layer_by_spacing(self, diameter: float, material: marlox.external.idea_rcs.objects.MatReinforcement, spacing: float, *, cover: float, face: str = 'bottom', side_cover: float | None = None) -> BarLayer:
+        """
+        Add a layer of bars of ``diameter`` at ``spacing`` [m] ("Ø12 @ 150": 0.012, 0.15) ``cover`` (clear) from the ``face`` ("bottom" or "top"): as many as fit across the concrete at that height with ``side_cover`` (clear; ``cover`` when None) to the sides, the layer centred. Returns a ``BarLayer``: the bars and the area per metre that the spacing stands for. Raises ``ValueError`` naming what does not fit.
+        """
+
+    def create_bar_layer_between(self, count: int, diameter: float, material: marlox.external.idea_rcs.objects.MatReinforcement, *, cover: float, face: str = 'bottom', side_cover: float | None = None) -> list[marlox.external.idea_rcs.objects.ReinforcedBar]:
+        """
+        Add ``count`` bars (at least 2) of ``diameter`` [m] evenly across the concrete ``cover`` (clear) from the ``face`` ("bottom" or "top"), the outermost ``side_cover`` (clear; ``cover`` when None) from the sides. Returns the bars. Raises ``ValueError`` naming what does not fit.
+        """
+
+    def create_rectangular_stirrup(self, diameter: float, material: marlox.external.idea_rcs.objects.MatReinforcement, distance: float, *, cover: float, bend_radius: float | None = None, shear_check: bool | None = None, torsion_check: bool | None = None, mandrel_diameter_factor: float | None = None, anchorage_length: float | None = None) -> marlox.external.idea_rcs.objects.Stirrup:
+        """
+        Add a closed rectangular stirrup ``cover`` (clear) inside the concrete: its sides within the concrete at the heights of its bottom and top sides (a T-beam's web), its corners bent to ``bend_radius`` of the axis (by default the mandrel's radius plus half the bar). ``distance`` is the longitudinal spacing [m]; the options are those of ``create_stirrup``. Returns the stirrup.
+        """
+
+    def create_ring_stirrup(self, diameter: float, material: marlox.external.idea_rcs.objects.MatReinforcement, distance: float, *, cover: float, shear_check: bool | None = None, torsion_check: bool | None = None, mandrel_diameter_factor: float | None = None, anchorage_length: float | None = None) -> marlox.external.idea_rcs.objects.Stirrup:
+        """
+        Add a circular ring stirrup (a hoop) ``cover`` (clear) inside a round section, about the centre of its extent. ``distance`` is the longitudinal spacing [m]; the options are those of ``create_stirrup``. Returns the stirrup.
         """
 
 class Beam(Member):
@@ -907,6 +1004,218 @@ class Model(_Model):
             The pair (reinforced cross-section, check section).
         """
 
+class TSection(SectionPrototype1D):
+    """
+    A T: a flange ``width`` wide and ``flange_thickness`` thick at the top of a web ``web_width`` wide, ``height`` overall [m].
+
+    The origin of the bar coordinates is the centroid of the concrete: y across (to the right), z upwards; ``z_bottom``, ``z_top``, ``y_left`` and ``y_right`` give the extreme fibres, so that a bar from the bottom face stands at ``z_bottom + cover + diameter / 2``.
+
+    Made as IDEA StatiCa RCS's parametric type ``CrossSectionType.TG`` with its parameters Height, Width, TopFlangeWidth (the flange *thickness*, despite its name) and WallWidth, the names of IDEA's public ``CrossSectionFactory`` (its T shape). RCS places a parametric section on its centroid: IDEA's own sample of a T section (``ImportOpenModel.xml``) puts its bars 44 mm below the top and 48 mm above the bottom fibre only when the centroid is the origin.
+
+    Raises ``ValueError`` naming the dimension when they cannot form a T (a flange as thick as the height, a web wider than the flange).
+    """
+
+    def __init__(self, width: float, height: float, flange_thickness: float, web_width: float) -> None:
+        """Check the dimensions [m] and keep them."""
+
+    @property
+    def width(self) -> float: ...
+
+    @property
+    def height(self) -> float: ...
+
+    @property
+    def flange_thickness(self) -> float: ...
+
+    @property
+    def web_width(self) -> float: ...
+
+    @property
+    def _type(self) -> marlox.external.idea_rcs.objects.CrossSectionType: ...
+
+    @property
+    def _parameters(self) -> dict[str, float]: ...
+
+    def __repr__(self) -> str: ...
+
+class InvertedTSection(GeneralShape):
+    """
+    An inverted T: a flange ``width`` wide and ``flange_thickness`` thick at the bottom of a web ``web_width`` wide, ``height`` overall [m].
+
+    The origin of the bar coordinates is the centroid of the concrete: y across (to the right), z upwards; ``z_bottom``, ``z_top``, ``y_left`` and ``y_right`` give the extreme fibres, so that a bar from the bottom face stands at ``z_bottom + cover + diameter / 2``. Made as a general shape (``CrossSectionType.GENERAL``): IDEA StatiCa RCS places a general shape where its coordinates say, and this outline is computed with its centroid on the origin. (IDEA's public material does not establish where RCS places the parametric type of this shape, so a parametric section could move the concrete under the bars.)
+
+    Raises ``ValueError`` naming the dimension when they cannot form the shape.
+    """
+
+    def __init__(self, width: float, height: float, flange_thickness: float, web_width: float) -> None:
+        """Check the dimensions [m] and keep them."""
+
+    @property
+    def width(self) -> float: ...
+
+    @property
+    def height(self) -> float: ...
+
+    @property
+    def flange_thickness(self) -> float: ...
+
+    @property
+    def web_width(self) -> float: ...
+
+    def __repr__(self) -> str: ...
+
+class ISection(GeneralShape):
+    """
+    An I: a top flange ``top_width`` by ``top_thickness``, a web ``web_width`` wide and a bottom flange ``bottom_width`` by ``bottom_thickness`` (the top flange's when not given: a symmetric I), ``height`` overall [m].
+
+    The origin of the bar coordinates is the centroid of the concrete: y across (to the right), z upwards; ``z_bottom``, ``z_top``, ``y_left`` and ``y_right`` give the extreme fibres, so that a bar from the bottom face stands at ``z_bottom + cover + diameter / 2``. Made as a general shape (``CrossSectionType.GENERAL``): IDEA StatiCa RCS places a general shape where its coordinates say, and this outline is computed with its centroid on the origin. (IDEA's public material does not establish where RCS places the parametric type of this shape, so a parametric section could move the concrete under the bars.)
+
+    Raises ``ValueError`` naming the dimension when they cannot form an I (flanges as thick as the height, a web wider than a flange).
+    """
+
+    def __init__(self, height: float, top_width: float, top_thickness: float, web_width: float, bottom_width: float | None = None, bottom_thickness: float | None = None) -> None:
+        """Check the dimensions [m] and keep them."""
+
+    @property
+    def height(self) -> float: ...
+
+    @property
+    def top_width(self) -> float: ...
+
+    @property
+    def top_thickness(self) -> float: ...
+
+    @property
+    def web_width(self) -> float: ...
+
+    @property
+    def bottom_width(self) -> float: ...
+
+    @property
+    def bottom_thickness(self) -> float: ...
+
+    def __repr__(self) -> str: ...
+
+class LSection(GeneralShape):
+    """
+    An L: a bottom flange ``width`` wide and ``flange_thickness`` thick, and on its left end a web ``web_width`` wide rising to ``height`` overall [m].
+
+    The origin of the bar coordinates is the centroid of the concrete: y across (to the right), z upwards; ``z_bottom``, ``z_top``, ``y_left`` and ``y_right`` give the extreme fibres, so that a bar from the bottom face stands at ``z_bottom + cover + diameter / 2``. Made as a general shape (``CrossSectionType.GENERAL``): IDEA StatiCa RCS places a general shape where its coordinates say, and this outline is computed with its centroid on the origin. (IDEA's public material does not establish where RCS places the parametric type of this shape, so a parametric section could move the concrete under the bars.)
+
+    Raises ``ValueError`` naming the dimension when they cannot form an L.
+    """
+
+    def __init__(self, width: float, height: float, flange_thickness: float, web_width: float) -> None:
+        """Check the dimensions [m] and keep them."""
+
+    @property
+    def width(self) -> float: ...
+
+    @property
+    def height(self) -> float: ...
+
+    @property
+    def flange_thickness(self) -> float: ...
+
+    @property
+    def web_width(self) -> float: ...
+
+    def __repr__(self) -> str: ...
+
+class CircleSection(SectionPrototype1D):
+    """
+    A circle of ``diameter`` [m], such as a pier or a pile.
+
+    The origin of the bar coordinates is the centroid of the concrete: y across (to the right), z upwards; ``z_bottom``, ``z_top``, ``y_left`` and ``y_right`` give the extreme fibres, so that a bar from the bottom face stands at ``z_bottom + cover + diameter / 2``.
+
+    Made as IDEA StatiCa RCS's parametric type ``CrossSectionType.O`` with its parameter D. RCS places a parametric section on its centroid (the evidence is IDEA's sample of a T, see ``TSection``); a circle's centroid is its centre.
+
+    Raises ``ValueError`` when the diameter is not a positive length.
+    """
+
+    def __init__(self, diameter: float) -> None:
+        """Check the dimensions [m] and keep them."""
+
+    @property
+    def diameter(self) -> float: ...
+
+    @property
+    def _type(self) -> marlox.external.idea_rcs.objects.CrossSectionType: ...
+
+    @property
+    def _parameters(self) -> dict[str, float]: ...
+
+    def __repr__(self) -> str: ...
+
+class HollowCircleSection(GeneralShape):
+    """
+    A ring: a circle of ``diameter`` with a concentric hole, its wall ``wall_thickness`` thick [m]. The outline and the hole are exact arcs.
+
+    The origin of the bar coordinates is the centroid of the concrete: y across (to the right), z upwards; ``z_bottom``, ``z_top``, ``y_left`` and ``y_right`` give the extreme fibres, so that a bar from the bottom face stands at ``z_bottom + cover + diameter / 2``. Made as a general shape (``CrossSectionType.GENERAL``): IDEA StatiCa RCS places a general shape where its coordinates say, and this outline is computed with its centroid on the origin. (IDEA's public material does not establish where RCS places the parametric type of this shape, so a parametric section could move the concrete under the bars.)
+
+    Raises ``ValueError`` when the wall is not thinner than half the diameter (a hole larger than the circle).
+    """
+
+    def __init__(self, diameter: float, wall_thickness: float) -> None:
+        """Check the dimensions [m] and keep them."""
+
+    @property
+    def diameter(self) -> float: ...
+
+    @property
+    def wall_thickness(self) -> float: ...
+
+    def __repr__(self) -> str: ...
+
+class BoxSection(GeneralShape):
+    """
+    A hollow rectangle (box): ``width`` by ``height`` outside, the side walls ``web_thickness`` and the top and bottom walls ``flange_thickness`` thick (the side walls' when not given) [m].
+
+    The origin of the bar coordinates is the centroid of the concrete: y across (to the right), z upwards; ``z_bottom``, ``z_top``, ``y_left`` and ``y_right`` give the extreme fibres, so that a bar from the bottom face stands at ``z_bottom + cover + diameter / 2``. Made as a general shape (``CrossSectionType.GENERAL``): IDEA StatiCa RCS places a general shape where its coordinates say, and this outline is computed with its centroid on the origin. (IDEA's public material does not establish where RCS places the parametric type of this shape, so a parametric section could move the concrete under the bars.)
+
+    Raises ``ValueError`` naming the wall that is not thinner than half the box.
+    """
+
+    def __init__(self, width: float, height: float, web_thickness: float, flange_thickness: float | None = None) -> None:
+        """Check the dimensions [m] and keep them."""
+
+    @property
+    def width(self) -> float: ...
+
+    @property
+    def height(self) -> float: ...
+
+    @property
+    def web_thickness(self) -> float: ...
+
+    @property
+    def flange_thickness(self) -> float: ...
+
+    def __repr__(self) -> str: ...
+
+class TrapezoidSection(GeneralShape):
+    """
+    A trapezoid symmetric about the z axis: ``bottom_width`` at the bottom, ``top_width`` at the top, ``height`` [m].
+
+    The origin of the bar coordinates is the centroid of the concrete: y across (to the right), z upwards; ``z_bottom``, ``z_top``, ``y_left`` and ``y_right`` give the extreme fibres, so that a bar from the bottom face stands at ``z_bottom + cover + diameter / 2``. Made as a general shape (``CrossSectionType.GENERAL``): IDEA StatiCa RCS places a general shape where its coordinates say, and this outline is computed with its centroid on the origin. (IDEA's public material does not establish where RCS places the parametric type of this shape, so a parametric section could move the concrete under the bars.) (IDEA's documentation names the trapezoid's parameters H, Bb, Bt and its factory Height, TopWidth, BottomWidth.)
+
+    Raises ``ValueError`` when a dimension is not a positive length.
+    """
+
+    def __init__(self, height: float, top_width: float, bottom_width: float) -> None:
+        """Check the dimensions [m] and keep them."""
+
+    @property
+    def height(self) -> float: ...
+
+    @property
+    def top_width(self) -> float: ...
+
+    @property
+    def bottom_width(self) -> float: ...
+
+    def __repr__(self) -> str: ...
+
 class Severity(enum.Enum):
     """
     How bad a finding is: an ERROR makes the run fail or its results wrong; a WARNING is worth a look before paying for a run.
@@ -966,6 +1275,33 @@ class Finding:
 
     def __repr__(self) -> str: ...
 
+class BarLayer:
+    """
+    The bars that a layer by spacing placed, with the spacing and the area per metre that the spacing stands for (a bar's area / spacing). Iterates and indexes as its list of bars.
+    """
+
+    @property
+    def bars(self) -> list[marlox.external.idea_rcs.objects.ReinforcedBar]:
+        """The bars placed, from the least y to the greatest (a new list)."""
+
+    @property
+    def spacing(self) -> float:
+        """Spacing of the bars [m]."""
+
+    @property
+    def area_per_metre(self) -> float:
+        """
+        Area of the bars per metre of width at this spacing [m2/m]: "Ø12 @ 150" is 754 mm2/m, whatever the number of bars the width holds.
+        """
+
+    def __len__(self) -> int: ...
+
+    def __iter__(self) -> Iterator[marlox.external.idea_rcs.objects.ReinforcedBar]: ...
+
+    def __getitem__(self, index: int) -> marlox.external.idea_rcs.objects.ReinforcedBar: ...
+
+    def __repr__(self) -> str: ...
+
 class IdeaRcsAnalysis(marlox.external.external_program.ExternalProgram):
     """
     Analysis of an IDEA StatiCa RCS input file, run as a job on a worker of the integration
@@ -998,7 +1334,7 @@ class IdeaRcsAnalysis(marlox.external.external_program.ExternalProgram):
         """
 
     @overload
-    def get_output_file(self, *, as_file: Literal[False] = False) -> io.BytesIO:
+    def get_output_file(self, *, as_file: Literal[False] | None = False) -> io.BytesIO:
         """
         The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when
         ``as_file`` is true. ``execute`` must have been called first.
@@ -1012,14 +1348,14 @@ class IdeaRcsAnalysis(marlox.external.external_program.ExternalProgram):
         """
 
     @overload
-    def get_output_file(self, *, as_file: bool = False) -> io.BytesIO | marlox.core.File:
+    def get_output_file(self, *, as_file: bool | None = False) -> io.BytesIO | marlox.core.File:
         """
         The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when
         ``as_file`` is true. ``execute`` must have been called first.
         """
 
     @overload
-    def get_idea_rcs_file(self, *, as_file: Literal[False] = False) -> io.BytesIO:
+    def get_idea_rcs_file(self, *, as_file: Literal[False] | None = False) -> io.BytesIO:
         """
         The .ideaRcs project file made from the input: a ``BytesIO``, or a ``File`` when
         ``as_file`` is true. Needs ``return_rcs_file`` and a completed ``execute``.
@@ -1033,7 +1369,7 @@ class IdeaRcsAnalysis(marlox.external.external_program.ExternalProgram):
         """
 
     @overload
-    def get_idea_rcs_file(self, *, as_file: bool = False) -> io.BytesIO | marlox.core.File:
+    def get_idea_rcs_file(self, *, as_file: bool | None = False) -> io.BytesIO | marlox.core.File:
         """
         The .ideaRcs project file made from the input: a ``BytesIO``, or a ``File`` when
         ``as_file`` is true. Needs ``return_rcs_file`` and a completed ``execute``.
@@ -1317,6 +1653,10 @@ class ResultTable:
         """
         Write the table as CSV (UTF-8, CRLF): to a path, a binary stream or a text stream.
         The header names each column, followed by its unit in brackets when it has one.
+
+        A path is written under a temporary name beside it and renamed when complete, so that a failure leaves no partial table there (a device or a pipe is written in place).
+
+        :raises OSError: when the table cannot be written whole (a full disk, for one).
         """
 
     def __repr__(self) -> str: ...
@@ -1368,7 +1708,9 @@ def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.
     :param progress: called with the number of bytes read, after each piece of the file.
     :raises xml.etree.ElementTree.ParseError: for a file that is not well-formed XML, as the
         streaming parser raises it for the same bytes.
-    :raises ValueError: for an unknown family or units, or a value that is not a number.
+    :raises ValueError: for an unknown family or units, a value that is not a number, an
+        IDEA StatiCa RCS input XML document (it is not a result file) or a section kept whose id
+        does not fit the 64-bit "section" column.
     :raises ParsingError: for a requested section that the file does not hold.
     """
 

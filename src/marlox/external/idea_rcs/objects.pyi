@@ -8,6 +8,8 @@ from collections.abc import Sequence
 import enum
 from typing import Any
 
+import marlox.external.idea_rcs.idea_rcs
+
 
 class _OpenObject:
     """Base of every OpenModel object: provides ``_serialize()``."""
@@ -520,6 +522,31 @@ class ReinforcedCrossSection(_OpenObject):
     def create_stirrup(self, points: Sequence[tuple[float, float] | tuple[tuple[float, float], tuple[float, float]]], diameter: float, material: MatReinforcement | _ReferenceElement, distance: float, shear_check: bool | None = None, torsion_check: bool | None = None, mandrel_diameter_factor: float | None = None, anchorage_length: float | None = None) -> Stirrup:
         """
         Add a stirrup through ``points`` (y, z) [m], straight segments between them; an arc is given as ((y_end, z_end), (y_on_arc, z_on_arc)). ``distance`` is the longitudinal spacing [m]. Defaults: ``shear_check`` False, ``torsion_check`` False, ``mandrel_diameter_factor`` 1.0 (times the diameter), ``anchorage_length`` 0.0 m.
+        """
+
+    def create_bar_circle(self, count: int, diameter: float, material: MatReinforcement | _ReferenceElement, *, radius: float, centre: tuple[float, float] = (0.0, 0.0), start_angle: float = 90.0) -> list[ReinforcedBar]:
+        """
+        Add ``count`` bars (at least 2) of ``diameter`` [m] evenly on a circle of ``radius`` (of their centres) about ``centre`` (y, z) [m], the first at ``start_angle`` degrees from the y axis towards z (90: at the top), the others anticlockwise. Returns the bars. Raises ``ValueError`` when they would overlap.
+        """
+
+    def create_bar_layer_by_spacing(self, diameter: float, material: MatReinforcement | _ReferenceElement, spacing: float, *, z: float, y_from: float, y_to: float) -> marlox.external.idea_rcs.idea_rcs.BarLayer:
+        """
+        Add a layer of bars of ``diameter`` at ``spacing`` [m] ("Ø12 @ 150": 0.012, 0.15) at height ``z``: as many as fit between ``y_from`` and ``y_to`` (the outermost centres allowed), the layer centred between them. Returns a ``BarLayer`` with the bars and the area per metre. Raises ``ValueError`` when the bars would overlap or the span is negative.
+        """
+
+    def create_bar_layer_between(self, count: int, diameter: float, material: MatReinforcement | _ReferenceElement, *, z: float, y_from: float, y_to: float) -> list[ReinforcedBar]:
+        """
+        Add ``count`` bars (at least 2) evenly from ``y_from`` to ``y_to`` (the outermost centres) at height ``z`` [m]. Returns the bars. Raises ``ValueError`` when they would overlap.
+        """
+
+    def create_rectangular_stirrup(self, diameter: float, material: MatReinforcement | _ReferenceElement, distance: float, *, corners: tuple[tuple[float, float], tuple[float, float]], bend_radius: float | None = None, shear_check: bool | None = None, torsion_check: bool | None = None, mandrel_diameter_factor: float | None = None, anchorage_length: float | None = None) -> Stirrup:
+        """
+        Add a closed rectangular stirrup whose axis runs between the opposite ``corners`` ((y0, z0), (y1, z1)) [m], each corner bent to ``bend_radius`` (of the axis; by default the mandrel's radius plus half the bar: ``mandrel_diameter_factor`` × diameter / 2 + diameter / 2), starting and ending at the middle of the bottom side. The options are those of ``create_stirrup``. Returns the stirrup.
+        """
+
+    def create_ring_stirrup(self, diameter: float, material: MatReinforcement | _ReferenceElement, distance: float, *, radius: float, centre: tuple[float, float] = (0.0, 0.0), shear_check: bool | None = None, torsion_check: bool | None = None, mandrel_diameter_factor: float | None = None, anchorage_length: float | None = None) -> Stirrup:
+        """
+        Add a circular ring stirrup (a hoop) whose axis is a circle of ``radius`` about ``centre`` (y, z) [m], as two half arcs from its lowest point. The options are those of ``create_stirrup``. Returns the stirrup.
         """
 
 class ReinforcedBar(_OpenObject):
