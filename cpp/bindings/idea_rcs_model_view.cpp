@@ -134,12 +134,13 @@ bool ObjectView::reference(size_t field, view::Reference &out) const {
     if (ref == nullptr || ref->values.size() != 2 || !read_number(ref->values[1].ptr(), id))
         return false;
     out.id = id.value;
-    out.type.clear();
-    if (PyType_Check(ref->values[0].ptr()))
+    out.type = {};
+    if (PyType_Check(ref->values[0].ptr())) {
         out.type = reinterpret_cast<PyTypeObject *>(ref->values[0].ptr())->tp_name;
-    const size_t dot = out.type.rfind('.');
-    if (dot != std::string::npos) out.type.erase(0, dot + 1);
-    out.made_from = ref->made_from != nullptr ? ref->made_from : "";
+        const size_t dot = out.type.rfind('.');
+        if (dot != std::string_view::npos) out.type.remove_prefix(dot + 1);
+    }
+    out.made_from = ref->made_from;
     return true;
 }
 

@@ -154,9 +154,9 @@ void candidates(const Cells &c, const std::vector<Box> &boxes, double y0, double
 
 // Calls `visit(i, j)` for the segments i of polyline `a` and j of polyline `b` (segment k joins
 // points k and k + 1) whose extents in y and z come within `reach` of each other: the pairs
-// that can touch, found through a grid of cells instead of trying all. For each i, the j are
-// visited in the order of their lowest y. `visit` returns true to stop; the result tells
-// whether it did.
+// that can touch, found by a sweep along y or through a grid of cells instead of trying all.
+// For each i, the j are visited in the order of their lowest y. `visit` returns true to stop; the
+// result tells whether it did.
 template <class Visit>
 bool near_segments(const std::vector<Point> &a, const std::vector<Point> &b, double reach,
                    Visit visit) {
@@ -175,6 +175,37 @@ bool near_segments(const std::vector<Point> &a, const std::vector<Point> &b, dou
     const std::vector<Box> first = boxes(a);
     std::vector<Box> second = boxes(b);
     std::sort(second.begin(), second.end(), [](const Box &u, const Box &v) { return u.y0 < v.y0; });
+    auto near = [&](const Box &u, const Box &v) {
+        return v.y0 <= u.y1 + reach && v.y1 >= u.y0 - reach && v.z0 <= u.z1 + reach &&
+               v.z1 >= u.z0 - reach;
+    };
+    if (first.size() * second.size() <= 1024) {  // small: trying all is cheaper than a grid
+        for (const Box &u : first)
+            for (const Box &v : second)
+                if (near(u, v) && visit(u.index, v.index)) return true;
+        return false;
+    }
+    // A sweep along y meets, for each segment, the others whose y range is near its own: cheap
+    // unless many share a y range (the vertical edges of an outline traced finely), where a
+    // grid of cells finds the near ones instead.
+    double widest = 0;
+    for (const Box &box : second) widest = std::max(widest, box.y1 - box.y0);
+    auto from = [&](const Box &u) {
+        return std::lower_bound(second.begin(), second.end(), u.y0 - reach - widest,
+                                [](const Box &box, double y) { return box.y0 < y; });
+    };
+    size_t sweep = 0;
+    for (const Box &u : first)
+        sweep += static_cast<size_t>(
+            std::upper_bound(second.begin(), second.end(), u.y1 + reach,
+                             [](double y, const Box &box) { return y < box.y0; }) -
+            from(u));
+    if (sweep <= 16 * (first.size() + second.size())) {
+        for (const Box &u : first)
+            for (auto it = from(u); it != second.end() && it->y0 <= u.y1 + reach; ++it)
+                if (near(u, *it) && visit(u.index, it->index)) return true;
+        return false;
+    }
     const grid::Cells cells = grid::cells(second, reach);
     std::vector<size_t> candidates;
     for (const Box &u : first) {
@@ -182,9 +213,7 @@ bool near_segments(const std::vector<Point> &a, const std::vector<Point> &b, dou
                          candidates);
         for (size_t rank : candidates) {
             const Box &v = second[rank];
-            if (v.y0 <= u.y1 + reach && v.y1 >= u.y0 - reach && v.z0 <= u.z1 + reach &&
-                v.z1 >= u.z0 - reach && visit(u.index, v.index))
-                return true;
+            if (near(u, v) && visit(u.index, v.index)) return true;
         }
     }
     return false;

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -27,12 +28,12 @@ struct Number {
 std::string python_text(const Number &number);
 
 // A reference from one object to another: the list type it names, the id, and the type of the
-// object it was made from when the model made it from an object ("" when it was given as a
-// reference).
+// object it was made from when the model made it from an object (nullptr when it was given as
+// a reference). The texts live as long as the types they name.
 struct Reference {
-    std::string type;
+    std::string_view type;
     double id = 0.0;
-    std::string made_from;
+    const char *made_from = nullptr;
 };
 
 // The points and arcs of a polyline. With a coordinate that is not a finite number, `finite`

@@ -62,11 +62,26 @@ std::string what(const Field &field) {
     return cut == std::string::npos ? doc : doc.substr(0, cut);
 }
 
+// The object that findings concern, read for its type, id and name only when there is one.
 struct Context {
-    std::string type;
-    bool has_id = false;
-    double id = 0;
-    std::string name;
+    const Object *object = nullptr;  // nullptr: project data or code settings, by type alone
+    const char *type = "";
+};
+
+// Where in an object a value lies ("bars[2]." of "bars[2].diameter"), made into text only for a
+// finding.
+struct Path {
+    const Path *parent = nullptr;
+    const char *name = nullptr;
+    long index = -1;  // the entry of a list, or -1
+
+    std::string text() const {
+        std::string out = parent != nullptr ? parent->text() : std::string();
+        if (name == nullptr) return out;
+        out += name;
+        if (index >= 0) out += "[" + std::to_string(index) + "]";
+        return out + ".";
+    }
 };
 
 struct Bar {
@@ -85,30 +100,38 @@ class Checker {
             if (kListTypes[list] == nullptr) continue;
             auto &ids = index_[list];
             const Model::List l = static_cast<Model::List>(list);
+            bool dense = true;  // ids 1, 2, 3, ... in list order, as the model gives them
             for (size_t i = 0; i < model.count(l); ++i)
                 model.object(l, i, [&](const Object &o) {
                     double id;
-                    if (number(o, "id", id)) ids.emplace(id, i);
+                    if (!number(o, "id", id)) {
+                        dense = false;
+                        return;
+                    }
+                    dense = dense && id == static_cast<double>(i + 1);
+                    ids.emplace(id, i);
                 });
+            dense_[list] = dense;
+            if (dense) ids.clear();
         }
     }
 
     void object(Model::List list, size_t i) {
         model_.object(list, i, [&](const Object &o) {
-            const Context context = context_of(o);
-            values(context, o, "");
+            const Context context{&o, o.type().name};
+            values(context, o, Path{});
             const std::string_view type = o.type().name;
             if (type == "CrossSectionComponent" || type == "CrossSectionParameter")
                 cross_section(context, o);
             else if (type == "ReinforcedCrossSection")
                 reinforced_section(context, o);
-            else if (schema::derives_from(o.type(), "CheckSection"))
+            else if (o.type().base != nullptr && std::string_view(o.type().base) == "CheckSection")
                 check_section(context, o);
         });
     }
 
     void settings() {
-        auto whole = [&](const Object &o) { values({o.type().name, false, 0, ""}, o, ""); };
+        auto whole = [&](const Object &o) { values({nullptr, o.type().name}, o, Path{}); };
         model_.project_data(whole);
         model_.code_settings(whole);
     }
@@ -119,6 +142,12 @@ class Checker {
     // The entry of a list with the id: the first one, as a reference finds it.
     bool lookup(Model::List list, double id, size_t &at) const {
         if (!whole_) return cross_section::find(model_, list, id, at);
+        if (dense_[list]) {
+            if (!(id >= 1 && id <= static_cast<double>(model_.count(list))) || id != std::floor(id))
+                return false;
+            at = static_cast<size_t>(id) - 1;
+            return true;
+        }
         const auto &ids = index_[list];
         const auto it = ids.find(id);
         if (it == ids.end()) return false;
@@ -126,26 +155,25 @@ class Checker {
         return true;
     }
 
-    Context context_of(const Object &o) const {
-        Context c{o.type().name, false, 0, text(o, "name")};
-        if (c.name.empty()) c.name = text(o, "description");
-        c.has_id = number(o, "id", c.id);
-        double member;
-        size_t at;
-        if (std::string_view(o.type().name) == "ConcreteMemberDataEc2" &&
-            cross_section::reference(o, "member", member)) {
-            c.has_id = true;
-            c.id = member;
-            if (lookup(Model::CheckMember, member, at))
-                model_.object(Model::CheckMember, at,
-                              [&](const Object &m) { c.name = text(m, "name"); });
-        }
-        return c;
-    }
-
     void add(Severity severity, const Context &c, const std::string &field,
              const std::string &message, const Point *where = nullptr) {
-        Finding f{severity, c.type, c.has_id, c.id, c.name, field, message, false, {}};
+        Finding f{severity, c.type, false, 0, "", field, message, false, {}};
+        if (c.object != nullptr) {
+            const Object &o = *c.object;
+            f.name = text(o, "name");
+            if (f.name.empty()) f.name = text(o, "description");
+            f.has_id = number(o, "id", f.id);
+            double member;
+            size_t at;
+            if (std::string_view(o.type().name) == "ConcreteMemberDataEc2" &&
+                cross_section::reference(o, "member", member)) {
+                f.has_id = true;
+                f.id = member;
+                if (lookup(Model::CheckMember, member, at))
+                    model_.object(Model::CheckMember, at,
+                                  [&](const Object &m) { f.name = text(m, "name"); });
+            }
+        }
         if (where != nullptr) {
             f.located = true;
             f.at = *where;
@@ -165,7 +193,7 @@ class Checker {
 
     // --- values and references, by the vocabulary's tables --------------------------------
 
-    void values(const Context &c, const Object &o, const std::string &prefix) {
+    void values(const Context &c, const Object &o, const Path &prefix) {
         const std::vector<Field> &fields = o.type().fields;
         for (size_t i = 0; i < fields.size(); ++i) {
             const Field &field = fields[i];
@@ -184,23 +212,23 @@ class Checker {
                 }
                 case Kind::Object:
                     o.object(i, [&](const Object &inner) {
-                        values(c, inner, prefix + field.name + ".");
+                        values(c, inner, Path{&prefix, field.name, -1});
                     });
                     break;
                 case Kind::ObjectList:
                     for (size_t k = 0, n = o.count(i); k < n; ++k)
                         o.object_at(i, k, [&](const Object &inner) {
-                            values(c, inner, prefix + index(field.name, k) + ".");
+                            values(c, inner, Path{&prefix, field.name, static_cast<long>(k)});
                         });
                     break;
                 case Kind::Parameters:
                     for (const auto &[key, value] : o.parameters(i))
-                        parameter(c, prefix + field.name + "['" + key + "']", key, value);
+                        parameter(c, prefix.text() + field.name + "['" + key + "']", key, value);
                     break;
                 case Kind::Point:
                 case Kind::Polyline: {
                     model_view::Coordinates points;
-                    if (o.vertices(i, points)) coordinates(c, prefix + field.name, points);
+                    if (o.vertices(i, points)) coordinates(c, prefix.text() + field.name, points);
                     break;
                 }
                 case Kind::Polylines:  // one finding for all of them
@@ -208,7 +236,7 @@ class Checker {
                          k < n && out_.size() == before; ++k) {
                         model_view::Coordinates points;
                         if (o.vertices_at(i, k, points))
-                            coordinates(c, prefix + field.name, points);
+                            coordinates(c, prefix.text() + field.name, points);
                     }
                     break;
                 default:
@@ -217,11 +245,11 @@ class Checker {
         }
     }
 
-    void number_value(const Context &c, const Field &field, const std::string &prefix,
+    void number_value(const Context &c, const Field &field, const Path &prefix,
                       const Number &value) {
         const double x = value.value;
         const std::string_view key = field.key;
-        auto name = [&] { return prefix + field.name; };
+        auto name = [&] { return prefix.text() + field.name; };
         auto shown = [&] { return model_view::python_text(value); };
         if (!std::isfinite(x)) {
             error(c, name(), what(field) + " is " + shown() + ", not a finite number.");
@@ -294,26 +322,26 @@ class Checker {
         }
     }
 
-    void reference_value(const Context &c, const Field &field, const std::string &prefix,
+    void reference_value(const Context &c, const Field &field, const Path &prefix,
                          const model_view::Reference &r) {
-        const std::string name = prefix + field.name;
-        if (!r.made_from.empty()) {
+        auto name = [&] { return prefix.text() + field.name; };
+        if (r.made_from != nullptr && field.type != nullptr) {
             const schema::Type *from = schema::find_type(r.made_from);
-            if (from != nullptr && field.type != nullptr &&
-                !schema::derives_from(*from, field.type)) {
-                error(c, name,
-                      "It was made from a " + r.made_from + ", but a " + field.type +
+            if (from != nullptr && !schema::derives_from(*from, field.type)) {
+                error(c, name(),
+                      std::string("It was made from a ") + r.made_from + ", but a " + field.type +
                           " is required here.");
                 return;
             }
         }
-        const std::string target = r.type.empty() ? std::string(field.type) : r.type;
+        const std::string_view target = r.type.empty() ? std::string_view(field.type) : r.type;
         for (size_t list = 0; list < Model::kLists; ++list) {
             if (kListTypes[list] == nullptr || target != kListTypes[list]) continue;
             size_t found;
             if (!lookup(static_cast<Model::List>(list), r.id, found))
-                error(c, name,
-                      "It refers to " + target + " " + show(r.id) + ", which is not in the model.");
+                error(c, name(),
+                      "It refers to " + std::string(target) + " " + show(r.id) +
+                          ", which is not in the model.");
             return;
         }
     }
@@ -692,6 +720,7 @@ class Checker {
     const Model &model_;
     const bool whole_;
     std::unordered_map<double, size_t> index_[Model::kLists];
+    bool dense_[Model::kLists] = {};
     std::vector<Finding> out_;
 };
 
