@@ -1,20 +1,25 @@
-"""What ``validate()`` costs beside the serialisation it starts from, and how it grows with size.
+"""What ``validate()`` and ``plot()`` cost, and that the cost of drawing one section does not grow
+with the model.
 
 Builds the models of ``bench_input_xml.py`` (N beams: a rectangle, 8 bars, 1 stirrup,
 4 extremes and member data each) and a model of N round columns (a general shape with two
-arcs, 30 bars, a round stirrup), and measures side by side, best of three:
+arcs, 30 bars, a round stirrup), and measures side by side in one run, best of three,
+imports and model building outside the timers:
 
-- serialise: ``model._serialize()``
-- validate:  ``model.validate()`` end to end (it serialises the model first)
+- JSON road: ``json.dumps(model._serialize())``, the model as JSON text: what checks that
+  read a serialised document pay before they start (the checks read the objects instead)
+- validate:  ``model.validate()``
+- plot:      ``model.plot(section, ax)`` of the last check section on a reused axes, with its
+  findings (matplotlib's artists included, the figure not rendered)
 
-The ratio validate / serialise is what checking adds; linear time shows as a flat time per
-member across sizes.
+Flat cost shows as the same plot time at every size and the same validate time per member.
 
-    python bench/bench_validate.py [--members 500 2000 5000]
+    python bench/bench_validate.py [--members 1000 10000]
 """
 
 import argparse
 import importlib.util
+import json
 import math
 import pathlib
 import time
@@ -48,32 +53,50 @@ def columns(count: int) -> Model:
     return model
 
 
-def best(function, repeat=3) -> float:
-    times = []
+def best(functions: dict, repeat: int = 3, setup=None) -> dict:
+    """The least time of each function, run in turn so that they share the machine's state."""
+    times: dict = {name: math.inf for name in functions}
     for _ in range(repeat):
-        start = time.perf_counter()
-        function()
-        times.append(time.perf_counter() - start)
-    return min(times)
+        for name, function in functions.items():
+            if setup is not None:
+                setup()
+            start = time.perf_counter()
+            function()
+            times[name] = min(times[name], time.perf_counter() - start)
+    return times
 
 
 def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--members", type=int, nargs="+", default=[500, 2000, 5000])
+    parser.add_argument("--members", type=int, nargs="+", default=[1000, 10000])
     sizes = parser.parse_args().members
+    import matplotlib
+
+    matplotlib.use("Agg")
+    import matplotlib.pyplot as plt
+
+    _, ax = plt.subplots()
     print(
-        f"{'model':>8} {'members':>8} {'serialise s':>12} {'validate s':>11} {'ratio':>6} "
-        f"{'validate ms/member':>19}"
+        f"{'model':>8} {'members':>8} {'JSON road s':>12} {'validate s':>11} "
+        f"{'validate/JSON':>14} {'ms/1000 members':>16} {'plot ms':>8}"
     )
     for name, make in (("beams", beams), ("columns", columns)):
         for size in sizes:
             model = make(size)
-            serialise = best(model._serialize)
-            validate = best(model.validate)
+            section = model._check_section_list[-1]
             assert model.validate() == []
+            t = best(
+                {
+                    "json": lambda model=model: json.dumps(model._serialize()),
+                    "validate": model.validate,
+                    "plot": lambda model=model, section=section: model.plot(section, ax),
+                },
+                setup=ax.cla,
+            )
             print(
-                f"{name:>8} {size:>8} {serialise:>12.3f} {validate:>11.3f} "
-                f"{validate / serialise:>6.2f} {1e3 * validate / size:>19.3f}"
+                f"{name:>8} {size:>8} {t['json']:>12.3f} {t['validate']:>11.3f} "
+                f"{t['validate'] / t['json']:>14.3f} {1e6 * t['validate'] / size:>16.1f} "
+                f"{1e3 * t['plot']:>8.1f}"
             )
 
 

@@ -31,6 +31,16 @@ def _ring(points: list[tuple[float, float]], path: Any) -> tuple[list, list]:
     return list(points), codes
 
 
+def _add(ax: Any, patch: Any, points: list) -> None:
+    """Add a patch, its data limits taken at once from points that enclose it.
+
+    ``add_patch`` measures a path segment by segment in Python, which costs more than the rest
+    of a drawing for a traced arc of a few thousand points.
+    """
+    ax.add_artist(patch)
+    ax.update_datalim(points)
+
+
 def _wrapped(findings: list, ax: Any) -> str:
     """The numbered findings as lines no wider than the axes, so that neighbours stay clear."""
     import textwrap
@@ -68,25 +78,31 @@ def draw(drawing: dict[str, Any], ax: Any = None) -> Any:
             vertices += more
             codes += more_codes
     if vertices:
-        ax.add_patch(
+        _add(
+            ax,
             patches.PathPatch(
                 path.Path(vertices, codes),
                 facecolor=_COLOURS["concrete"],
                 edgecolor=_COLOURS["edge"],
                 gid="concrete",
-            )
+            ),
+            vertices,
         )
     for y, z, diameter in drawing["bars"]:
-        ax.add_patch(patches.Circle((y, z), diameter / 2, color=_COLOURS["bar"], gid="bar"))
+        r = diameter / 2
+        circle = patches.Circle((y, z), r, color=_COLOURS["bar"], gid="bar")
+        _add(ax, circle, [(y - r, z - r), (y + r, z + r)])
     for points, _diameter in drawing["stirrups"]:
-        ax.add_patch(
+        _add(
+            ax,
             patches.PathPatch(
                 path.Path(points),
                 fill=False,
                 edgecolor=_COLOURS["stirrup"],
                 linewidth=1.5,
                 gid="stirrup",
-            )
+            ),
+            points,
         )
     findings = drawing["findings"]
     numbers: dict[tuple[float, float], list[str]] = {}  # findings at one point share a label
