@@ -108,7 +108,7 @@ def main(argv=None):
 
     print("load average at start: {:.2f} {:.2f} {:.2f}".format(*os.getloadavg()))
     print(
-        f"{'document':<18} {'road':<7} {'MB':>6} {'ElementTree':>17} {'native':>17} {'ratio':>13}"
+        f"{'document':<18} {'path':<7} {'MB':>6} {'ElementTree':>17} {'native':>17} {'ratio':>13}"
     )
     documents = [("deep", n) for n in args.deep] + [("sections", n) for n in args.sections]
     for document, size in documents:

@@ -6,14 +6,15 @@ that peak RSS (``ru_maxrss``) belongs to that case alone. Cases:
 - floor: expat with no handlers at all (``xml.parsers.expat`` ``ParseFile``), the least any
   XML reader can cost;
 - the handler floor: expat set up as ElementTree sets it up (namespace processing, its
-  handlers set) with handlers that do nothing (``idea_rcs._expat_floor``): where expat's own
-  cost ends;
+  handlers set) with handlers that do nothing (``_bench_probes.expat_floor``, a module built
+  only on request: see bench/README.md; without it this case is left out, and said so);
+  where expat's own cost ends;
 - ``RcsOutputFileParser``: ``extremes()`` on every section, against both floors and against
   the ElementTree reference reader (``tests/results_oracle.py``);
 - peak RSS of the same scan on a small and a large file (streaming: it must not grow);
 - two files in two threads against one file in one thread (throughput ratio);
 - ``OutputFileParser``: construction and all six accessors on every section, against the
-  ElementTree road (the whole-document reference reader), with peak memory per MB of input.
+  ElementTree reader (the whole-document reference reader), with peak memory per MB of input.
 
 Result files are generated under ``build/bench/`` on first use (``bench/generate_results.py``).
 
@@ -98,12 +99,12 @@ def child(case, kind, paths):
                 xml.parsers.expat.ParserCreate().ParseFile(f)
         seconds, cpu = time.perf_counter() - start, time.process_time() - cpu_start
     elif case == "handler-floor":
-        from marlox.external.idea_rcs import idea_rcs
+        from marlox.external.idea_rcs import _bench_probes
 
         start, cpu_start = time.perf_counter(), time.process_time()
         for path in paths:
             with open(path, "rb") as f:
-                idea_rcs._expat_floor(f)
+                _bench_probes.expat_floor(f)
         seconds, cpu = time.perf_counter() - start, time.process_time() - cpu_start
     elif case in ("extremes", "scan"):
         read = case == "extremes"
@@ -275,18 +276,33 @@ def extremes_group(native, repeat, mb, main_a):
         "expat, no handlers (floor)": ("floor", "-", [main_a]),
         "ElementTree reference": ("extremes", "oracle", [main_a]),
     }
-    if native:
+    probes = native and bench_probes_built()
+    if probes:
         cases["expat as ElementTree sets it up, empty handlers"] = ("handler-floor", "-", [main_a])
+    elif native:
+        print(
+            "  handler floor: skipped, _bench_probes is not built (build it with "
+            "-Ccmake.define.MARLOX_BENCH_PROBES=ON, see bench/README.md)"
+        )
+    if native:
         cases["native"] = ("extremes", "native", [main_a])
     runs = measure(cases, repeat)
     for label, run in runs.items():
         show(label, run)
     if native:
         ratio("native / floor", runs["native"], runs["expat, no handlers (floor)"], 0.85)
+        ratio("native / ElementTree reference", runs["native"], runs["ElementTree reference"])
+    if probes:
         handler_floor = runs["expat as ElementTree sets it up, empty handlers"]
         ratio("native / handler floor", runs["native"], handler_floor)
         ratio("handler floor / floor", handler_floor, runs["expat, no handlers (floor)"])
-        ratio("native / ElementTree reference", runs["native"], runs["ElementTree reference"])
+
+
+def bench_probes_built():
+    """Whether the benchmark-only module ``_bench_probes`` is built beside the product."""
+    import importlib.util
+
+    return importlib.util.find_spec("marlox.external.idea_rcs._bench_probes") is not None
 
 
 def rss_group(small_mb, large_mb, small, large):
@@ -335,14 +351,14 @@ def threads_group(repeat, main_a, main_b):
 
 def whole_group(native, repeat, mb, main_a):
     print(f"\nOutputFileParser, construction + six accessors on every section ({mb:g} MB):")
-    cases = {"ElementTree road": ("whole", "oracle", [main_a])}
+    cases = {"ElementTree reader": ("whole", "oracle", [main_a])}
     if native:
         cases["native"] = ("whole", "native", [main_a])
     runs = measure(cases, repeat)
     for label, run in runs.items():
         show(label, run)
     if native:
-        ratio("native / ElementTree road", runs["native"], runs["ElementTree road"], 4)
+        ratio("native / ElementTree reader", runs["native"], runs["ElementTree reader"], 4)
     for label, run in runs.items():
         if "error" not in run:
             per_mb = (run["peak"] - run["before"]) / MIB / (run["bytes"] / MB)

@@ -1,4 +1,4 @@
-"""The main road: a reinforced-concrete beam section, its IDEA StatiCa RCS input and its check.
+"""The main path: a reinforced-concrete beam section, its IDEA StatiCa RCS input and its check.
 
 Builds a beam through ``Model``, checks it and draws it to ``output/beam.png``, converts it to IDEA
 StatiCa RCS input XML through the platform's conversion service and writes ``beam.xml``; then

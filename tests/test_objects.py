@@ -129,12 +129,25 @@ def test_bar_layers_are_spread_evenly_from_the_origin(rcs, steel):
     assert [b.coordinates for b in rcs.bars[-2:]] == [(0.0, 0.0), (0.0, 0.0)]
 
 
+class UnreadablePoint:
+    """A sequence of two whose first item fails: its error, not a SystemError, is raised."""
+
+    def __len__(self):
+        return 2
+
+    def __getitem__(self, i):
+        if i == 0:
+            raise ValueError("first coordinate unreadable")
+        return 1.0
+
+
 @pytest.mark.parametrize(
     "arguments, error, message",
     [
         ({"number_of_bars": 1}, ValueError, "'number_of_bars' must be at least 2, got 1"),
         ({"number_of_bars": 2.0}, TypeError, "'number_of_bars' must be an int"),
         ({"origin": (0, 0, 0)}, TypeError, "'origin' must be a point"),
+        ({"origin": UnreadablePoint()}, ValueError, "first coordinate unreadable"),
     ],
 )
 def test_an_impossible_bar_layer_adds_nothing(rcs, steel, arguments, error, message):
@@ -144,7 +157,7 @@ def test_an_impossible_bar_layer_adds_nothing(rcs, steel, arguments, error, mess
     assert rcs.bars == []
 
 
-def test_stirrups_take_their_documented_defaults_and_arcs(rcs, steel):
+def test_stirrups_default_to_no_checks_and_a_unit_mandrel_factor_and_keep_arcs(rcs, steel):
     stirrup = rcs.create_stirrup(
         [(0, 0), (0.2, 0), ((0.2, 0.4), (0.3, 0.2)), (0, 0.4), (0, 0)], 0.008, steel, 0.15
     )

@@ -49,7 +49,7 @@ def runner(path, **options):
     return jobs.JobRunner(max_running=1, store=SqliteStore(path / "jobs.sqlite3"), **options)
 
 
-def test_a_restart_keeps_every_job_in_its_documented_state(tmp_path):
+def test_a_restart_keeps_settled_jobs_and_fails_the_interrupted_ones(tmp_path):
     store = SqliteStore(tmp_path / "jobs.sqlite3")
     for id_, status in [("r", "running"), ("q", "queued"), ("f", "failed")]:
         store.add(JobRecord(id_, "test", 1, {"body": id_}, status, "no licence" * (id_ == "f")))

@@ -475,7 +475,7 @@ def test_whole_document_parser_without_getvalue_or_torsion_accessor():
     )
 
 
-def test_reference_reads_documented_cases():
+def test_reference_reads_nan_stress_and_a_family_missing_from_some_extremes():
     nan_stress = item(Check="StressLimitationShort", TypeCheck="Check_7_2_2_Concrete_fck")
     nan_stress.add(leaf("Stress", "-nan"), leaf("CheckValue", "0"), leaf("Result", "Passed"))
     nan_document = render(

@@ -1,4 +1,4 @@
-"""Serialisation takes a native road where it can: the same document and request as the encoder."""
+"""Serialisation takes a native path where it can: the same document and request as the encoder."""
 
 import base64
 import gzip
@@ -34,7 +34,7 @@ MODELS = {
 
 
 def requests(model, monkeypatch):
-    """The native JSON bytes and what generate_xml_input sends, then down the encoder's road."""
+    """The native JSON bytes and what generate_xml_input sends, then down the encoder's path."""
     sent = []
 
     def post(path, data, timeout=None):
@@ -45,7 +45,7 @@ def requests(model, monkeypatch):
     native = o._dump_document
     monkeypatch.setattr(o, "_dump_document", lambda doc: sent.append(native(doc)) or sent[-1])
     model.generate_xml_input()
-    with mock.patch("json.dumps", wraps=json.dumps):  # a replaced function: the encoder's road
+    with mock.patch("json.dumps", wraps=json.dumps):  # a replaced function: the encoder's path
         model.generate_xml_input()
         slow = model._serialize()
     return sent, slow

@@ -1,4 +1,4 @@
-"""Run every road through the compiled modules over and over; fail if the process keeps growing.
+"""Run every path through the compiled modules over and over; fail if the process keeps growing.
 
 python tools/leakcheck.py [--rounds N] [--small]
 

@@ -54,6 +54,24 @@ inline nb::object str_from(std::string_view s) {
     return steal_or_throw(PyUnicode_DecodeUTF8(s.data(), (Py_ssize_t)s.size(), "strict"));
 }
 
+// The bytes of a bytes-like object, held through the buffer protocol while the view lives.
+class BufferView {
+  public:
+    explicit BufferView(nb::handle object) {
+        if (PyObject_GetBuffer(object.ptr(), &view_, PyBUF_SIMPLE) != 0) throw_python();
+    }
+    ~BufferView() { PyBuffer_Release(&view_); }
+    BufferView(const BufferView &) = delete;
+    BufferView &operator=(const BufferView &) = delete;
+
+    std::string_view bytes() const {
+        return {static_cast<const char *>(view_.buf), static_cast<std::size_t>(view_.len)};
+    }
+
+  private:
+    Py_buffer view_{};
+};
+
 // The optional dependency `module`, imported when it is first used; ImportError naming the
 // extra that brings it when it is missing. `what` is the operation that needs it.
 inline nb::object optional_module(const char *module, const char *extra, const char *what) {

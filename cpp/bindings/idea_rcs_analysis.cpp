@@ -7,10 +7,12 @@
 
 #include <cstring>
 #include <new>
+#include <string>
 
 #include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
 #include "core/error.hpp"
+#include "core/wire.hpp"
 
 namespace marlox::py {
 
@@ -37,47 +39,32 @@ constexpr KnownFailure kKnownFailures[] = {
      "Idea analysis cannot be completed, please check input, license and server"},
 };
 
-// Standard base64 (with padding, no line breaks) of a bytes-like object, as a new str.
-nb::str base64_text(nb::handle data) {
-    static constexpr char kAlphabet[] =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    Py_buffer view;
-    if (PyObject_GetBuffer(data.ptr(), &view, PyBUF_SIMPLE) != 0) throw_python();
-    struct Release {
-        Py_buffer *view;
-        ~Release() { PyBuffer_Release(view); }
-    } release{&view};
+// What to configure when the worker found no RCS service ("Marlox Idea link not found"), or
+// nothing when there is no advice to give: the embedded platform's worker runs in this process
+// and reads its service from this environment, a served platform's worker from its own.
+std::string link_hint() {
+    const std::string where = "; see \"Running IDEA StatiCa RCS\" in the README of marlox.local.";
+    if (!nb::module_::import_("marlox.core").attr("_platform")().is_none()) {
+        return "The platform's \"idearcs\" worker found no IDEA StatiCa RCS service: "
+               "MARLOX_IDEA_RCS_URL (a running RCS REST service) or MARLOX_IDEA_RCS_EXE (its "
+               "executable) must name one where that worker runs" +
+               where;
+    }
+    nb::object get = nb::module_::import_("os").attr("environ").attr("get");
+    if (truthy(get("MARLOX_IDEA_RCS_URL")) || truthy(get("MARLOX_IDEA_RCS_EXE"))) return {};
+    return "No IDEA StatiCa RCS service is configured for the embedded platform: set "
+           "MARLOX_IDEA_RCS_URL to the address of a running RCS REST service, or "
+           "MARLOX_IDEA_RCS_EXE to its executable, IdeaStatiCa.RcsRestApi.exe" +
+           where;
+}
 
-    const auto *in = static_cast<const unsigned char *>(view.buf);
-    const Py_ssize_t size = view.len;
-    if (size / 3 >= PY_SSIZE_T_MAX / 4 - 1) {
-        PyErr_NoMemory();
-        throw_python();
-    }
-    const Py_ssize_t length = (size + 2) / 3 * 4;
-    nb::str text = nb::steal<nb::str>(PyUnicode_New(length, 127));
-    if (!text.is_valid()) throw_python();
-    Py_UCS1 *out = PyUnicode_1BYTE_DATA(text.ptr());
-
-    Py_ssize_t i = 0;
-    for (; i + 3 <= size; i += 3) {
-        const unsigned long triple =
-            (unsigned long)in[i] << 16 | (unsigned long)in[i + 1] << 8 | (unsigned long)in[i + 2];
-        *out++ = kAlphabet[(triple >> 18) & 63];
-        *out++ = kAlphabet[(triple >> 12) & 63];
-        *out++ = kAlphabet[(triple >> 6) & 63];
-        *out++ = kAlphabet[triple & 63];
-    }
-    if (i < size) {
-        const bool two = i + 1 < size;
-        const unsigned long triple =
-            (unsigned long)in[i] << 16 | (two ? (unsigned long)in[i + 1] << 8 : 0UL);
-        *out++ = kAlphabet[(triple >> 18) & 63];
-        *out++ = kAlphabet[(triple >> 12) & 63];
-        *out++ = two ? kAlphabet[(triple >> 6) & 63] : '=';
-        *out++ = '=';
-    }
-    return text;
+// Raise marlox.errors.ExecutionError(message), with `note` added (PEP 678) unless it is empty.
+[[noreturn]] void raise_with_note(const char *message, const std::string &note) {
+    nb::object cls = nb::module_::import_("marlox.errors").attr("ExecutionError");
+    nb::object error = cls(message);
+    if (!note.empty()) error.attr("add_note")(note.c_str());
+    PyErr_SetObject(cls.ptr(), error.ptr());
+    throw_python();
 }
 
 void init(nb::handle self, nb::handle input_file, nb::handle return_result_xml,
@@ -104,7 +91,7 @@ nb::object generate_job_content(nb::handle self) {
     if (is_bytes_io < 0) throw_python();
     nb::object data =
         is_bytes_io ? input_file.attr("getvalue")() : input_file.attr("getvalue_binary")();
-    nb::str body = base64_text(data);
+    nb::object body = str_from(wire::base64(BufferView(data).bytes()));
     nb::object job_content = nb::module_::import_(kSdkModule).attr("_JobContent");
     return job_content("body"_a = body, "return_result_xml"_a = self.attr("_return_result_xml"),
                        "return_rcs_file"_a = self.attr("_return_rcs_file"));
@@ -127,7 +114,8 @@ nb::object handle_execution_error(nb::handle, nb::handle message) {
     for (const KnownFailure &failure : kKnownFailures) {
         if (std::strlen(failure.worker_text) == static_cast<size_t>(size) &&
             std::memcmp(failure.worker_text, text, static_cast<size_t>(size)) == 0) {
-            raise_sdk_error("ExecutionError", failure.message);
+            if (&failure != &kKnownFailures[0]) raise_sdk_error("ExecutionError", failure.message);
+            raise_with_note(failure.message, link_hint());
         }
     }
     return nb::none();
@@ -166,11 +154,13 @@ constexpr const char *kJobContentDoc =
 
 constexpr const char *kHandleErrorDoc =
     "Raise ``ExecutionError`` for a known failure text of the worker; return None for any\n"
-    "other text.";
+    "other text. When the worker found no RCS service, the error carries a note that says\n"
+    "what to configure.";
 
 constexpr const char *kOutputDoc =
     "The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when\n"
-    "``as_file`` is true. ``execute`` must have been called first.";
+    "``as_file`` is true. ``execute`` must have been called first; without results (before\n"
+    "it, or after one that failed, saying why) the SDK raises ``ExecutionError``.";
 
 constexpr const char *kRcsFileDoc =
     "The .ideaRcs project file made from the input: a ``BytesIO``, or a ``File`` when\n"

@@ -1,8 +1,8 @@
-// The native roads of serialisation (see objects_document.cpp in the companion module), taken
+// The native paths of serialisation (see objects_document.cpp in the companion module), taken
 // only while what they stand for is unchanged: json.dumps and json.loads, the encoder
 // _EnumEncoder and the JSONEncoder it defers to, and, for the request, the model's own
 // `_serialize`. A replaced function, a subclass's override or an encoder hook set by the
-// caller sends every call down the encoder's road again.
+// caller sends every call down the encoder's path again.
 #include <Python.h>
 #include <nanobind/nanobind.h>
 

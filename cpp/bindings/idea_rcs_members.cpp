@@ -1,5 +1,6 @@
 // Section prototypes, members and the member-oriented Model builder.
 #include <Python.h>
+#include <nanobind/eval.h>
 #include <nanobind/nanobind.h>
 
 #include <optional>
@@ -9,6 +10,7 @@
 #include "bindings/idea_rcs.hpp"
 #include "bindings/members_docs.hpp"
 #include "bindings/model.hpp"
+#include "core/model_rules.hpp"
 
 namespace nb = nanobind;
 using namespace nb::literals;
@@ -412,65 +414,35 @@ void bind_member_classes(nb::module_ &m) {
 
 // --- the Model builder -------------------------------------------------------------------
 
-// How the interpreter names a callable in its messages: "module.qualname()".
-nb::object function_text(nb::handle function) {
-    nb::object qualname = nb::steal(PyObject_GetAttrString(function.ptr(), "__qualname__"));
-    if (!qualname.is_valid()) {
-        PyErr_Clear();
-        return nb::str(function);
-    }
-    nb::object module = nb::steal(PyObject_GetAttrString(function.ptr(), "__module__"));
-    if (!module.is_valid()) PyErr_Clear();
-    if (module.is_valid() && !module.is_none() && !module.equal(nb::str("builtins")))
-        return nb::str("{}.{}()").format(module, qualname);
-    return nb::str("{}()").format(qualname);
+// `function(*args, **mapping)` and `first, second = value` as the interpreter runs them, so
+// that a prototype or an override that breaks them fails with the interpreter's own error.
+const char *const kInterpreterForms = R"(
+def call_with_mapping(function, args, mapping):
+    return function(*args, **mapping)
+
+def unpack_pair(value):
+    first, second = value
+    return first, second
+)";
+
+nb::object interpreter_form(const char *name) {
+    static nb::dict *forms = [] {
+        auto *made = new nb::dict();  // lives as long as the process
+        // Imports made below these functions find the builtins through their globals.
+        (*made)["__builtins__"] = nb::borrow(PyEval_GetBuiltins());
+        nb::exec(nb::str(kInterpreterForms), *made);
+        return made;
+    }();
+    return (*forms)[name];
 }
 
-// `function(*args, **mapping)`, failing as the interpreter does when `mapping` is not one.
 nb::object call_with_mapping(nb::handle function, nb::handle args, nb::handle mapping) {
-    nb::dict kwargs;
-    if (PyDict_Merge(kwargs.ptr(), mapping.ptr(), 1) < 0) {
-        if (!PyErr_ExceptionMatches(PyExc_AttributeError)) throw_python();
-        PyErr_Clear();
-        nb::str text = nb::str(function_text(function));
-        PyErr_Format(PyExc_TypeError, "%U argument after ** must be a mapping, not %.200s",
-                     text.ptr(), Py_TYPE(mapping.ptr())->tp_name);
-        throw_python();
-    }
-    return steal_or_throw(PyObject_Call(function.ptr(), args.ptr(), kwargs.ptr()));
+    return interpreter_form("call_with_mapping")(function, args, mapping);
 }
 
-// `first, second = value`, failing as the interpreter's unpacking does.
 std::pair<nb::object, nb::object> unpack_pair(nb::handle value) {
-    PyObject *iterator = PyObject_GetIter(value.ptr());
-    if (iterator == nullptr) {
-        if (PyErr_ExceptionMatches(PyExc_TypeError) && Py_TYPE(value.ptr())->tp_iter == nullptr &&
-            !PySequence_Check(value.ptr())) {
-            PyErr_Clear();
-            PyErr_Format(PyExc_TypeError, "cannot unpack non-iterable %.200s object",
-                         Py_TYPE(value.ptr())->tp_name);
-        }
-        throw_python();
-    }
-    nb::object it = nb::steal(iterator);
-    nb::object items[2];
-    for (int i = 0; i < 2; ++i) {
-        PyObject *item = PyIter_Next(it.ptr());
-        if (item == nullptr) {
-            if (!PyErr_Occurred())
-                PyErr_Format(PyExc_ValueError, "not enough values to unpack (expected 2, got %d)",
-                             i);
-            throw_python();
-        }
-        items[i] = nb::steal(item);
-    }
-    PyObject *extra = PyIter_Next(it.ptr());
-    if (extra != nullptr) {
-        Py_DECREF(extra);
-        PyErr_SetString(PyExc_ValueError, "too many values to unpack (expected 2)");
-    }
-    if (PyErr_Occurred()) throw_python();
-    return {items[0], items[1]};
+    nb::object pair = interpreter_form("unpack_pair")(value);
+    return {pair[0], pair[1]};
 }
 
 nb::object create_1d_section(nb::handle self, nb::handle member_type, nb::handle cs,
@@ -518,10 +490,7 @@ nb::object create_member(const char *member_class, const char *member_type, nb::
             name, rcs_name, exposure_classes, coeff_kx, creep_coefficient, relative_humidity,
             "design_member_name"_a = design_member_name);
         auto [rcs, check_section] = unpack_pair(made);
-        nb::object member = module_class(member_class)(rcs, check_section);
-        if (nb::isinstance<MemberHandles>(member))
-            nb::cast<MemberHandles &>(member).model = nb::borrow(self);
-        return member;
+        return made_member(member_class, rcs, check_section, self);
     } catch (...) {
         if (marks) marks->restore();  // the error is held by the exception in flight, not set
         throw;
@@ -563,21 +532,15 @@ nb::object create_concrete_material(nb::handle self, nb::handle base_material, n
         "dep_params"_a = dep_params);
 }
 
-nb::object base_property(nb::handle base_material, const char *key) {
-    nb::object row = steal_or_throw(
-        PyObject_GetItem(companion().attr("_MATERIAL_PROPERTIES").ptr(), base_material.ptr()));
-    return steal_or_throw(PyObject_GetItem(row.ptr(), nb::str(key).ptr()));
-}
-
 nb::object create_reinforcement_material(nb::handle self, nb::handle base_material, nb::handle name,
                                          nb::handle unit_mass, nb::handle e_modulus, nb::handle fyk,
                                          nb::handle ftk_by_fyk, nb::handle epsuk, nb::handle type_,
                                          nb::handle bar_surface, nb::handle class_,
                                          nb::handle fabrication, nb::handle diagram_type) {
-    nb::object yield = truthy(fyk) ? nb::borrow(fyk) : base_property(base_material, "fyk");
-    nb::object ratio =
-        truthy(ftk_by_fyk) ? nb::borrow(ftk_by_fyk) : base_property(base_material, "ftk_by_fyk");
-    nb::object ftk = steal_or_throw(PyNumber_Multiply(yield.ptr(), ratio.ptr()));
+    // Here ftk is always computed, from fyk and k as given or defaulted (model_rules.hpp).
+    nb::object yield = given_or_base(fyk, base_material, model::base::kFyk);
+    nb::object ratio = given_or_base(ftk_by_fyk, base_material, model::base::kFtkByFyk);
+    nb::object ftk = tensile_strength(yield, ratio);
     return self.attr("_create_matreinforcement_ec2")(
         base_material, name, "unit_mass"_a = unit_mass, "e_modulus"_a = e_modulus, "fyk"_a = yield,
         "ftk_by_fyk"_a = ratio, "ftk"_a = ftk, "epsuk"_a = epsuk, "type_"_a = type_,
@@ -635,6 +598,14 @@ void bind_model_facade(nb::module_ &m) {
 }
 
 }  // namespace
+
+nb::object made_member(const char *member_class, nb::handle rcs, nb::handle check_section,
+                       nb::handle model) {
+    nb::object member = module_class(member_class)(rcs, check_section);
+    if (nb::isinstance<MemberHandles>(member))
+        nb::cast<MemberHandles &>(member).model = nb::borrow(model);
+    return member;
+}
 
 void bind_members(nb::module_ &m) {
     bind_abstract_method(m);

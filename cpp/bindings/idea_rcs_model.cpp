@@ -9,6 +9,8 @@
 #include "bindings/model.hpp"
 #include "bindings/model_docs.hpp"
 #include "core/error.hpp"
+#include "core/model_rules.hpp"
+#include "core/wire.hpp"
 
 namespace nb = nanobind;
 using namespace nb::literals;
@@ -33,7 +35,12 @@ nb::object item(nb::handle mapping, nb::handle key) {
 
 nb::object item(nb::handle mapping, const char *key) { return item(mapping, nb::str(key)); }
 
-nb::object next_id(const nb::list &list) { return nb::int_(list.size() + 1); }
+nb::object next_id(const nb::list &list) { return nb::int_(model::next_id(list.size())); }
+
+// The default name of `kind` for the id `id` (a Python int).
+nb::object default_name(model::Named kind, nb::handle id) {
+    return nb::str(model::default_name(kind, nb::cast<std::size_t>(id)).c_str());
+}
 
 nb::object reference(nb::handle target, const char *type_name) {
     nb::object id = target.attr("id");
@@ -50,14 +57,29 @@ nb::object material_property(nb::handle base_material, const char *key) {
     return item(item(companion().attr("_MATERIAL_PROPERTIES"), base_material), key);
 }
 
+// Python's `value * factor`, so that the value keeps its own arithmetic and its errors.
 nb::object times(nb::handle value, double factor) {
     return steal_or_throw(PyNumber_Multiply(value.ptr(), nb::float_(factor).ptr()));
 }
+
+nb::object pascal(nb::handle megapascal) { return times(megapascal, model::kPascalPerMegapascal); }
 
 nb::object append(nb::list &list, nb::object made) {
     list.append(made);
     return made;
 }
+
+}  // namespace
+
+nb::object given_or_base(nb::handle value, nb::handle base_material, const char *key) {
+    return value_or(value, [&] { return material_property(base_material, key); });
+}
+
+nb::object tensile_strength(nb::handle fyk, nb::handle k) {
+    return steal_or_throw(PyNumber_Multiply(fyk.ptr(), k.ptr()));
+}
+
+namespace {
 
 // --- creating operations of _Model -------------------------------------------------------
 
@@ -74,11 +96,10 @@ nb::object create_matconcrete_ec2(ModelBase &self, nb::handle base_material, nb:
     nb::list &list = self.mat_concrete;
     nb::object id = next_id(list);
     nb::object material = value_or(name, [&] { return material_name(base_material); });
-    nb::object fck =
-        times(value_or(fck_28, [&] { return material_property(base_material, "fck"); }), 1e6);
+    nb::object fck = pascal(given_or_base(fck_28, base_material, model::base::kFck));
     nb::object state = value_or(thermal_state, [] { return companion().attr("ThermalState")(); });
-    nb::object e = times(e_modulus, 1e6);
-    nb::object g = times(g_modulus, 1e6);
+    nb::object e = pascal(e_modulus);
+    nb::object g = pascal(g_modulus);
     nb::object args = nb::make_tuple(
         id, material, e, g, poisson, unit_mass, specific_heat, thermal_expansion,
         thermal_conductivity, is_default, order_in_code, state, fck, stone_diameter, cement_class,
@@ -97,24 +118,17 @@ nb::object create_matreinforcement_ec2(
     nb::object id = next_id(list);
     nb::object material = value_or(name, [&] { return material_name(base_material); });
     nb::object state = value_or(thermal_state, [] { return companion().attr("ThermalState")(); });
-    nb::object yield =
-        times(value_or(fyk, [&] { return material_property(base_material, "fyk"); }), 1e6);
-    nb::object ratio =
-        value_or(ftk_by_fyk, [&] { return material_property(base_material, "ftk_by_fyk"); });
-    nb::object tensile =
-        times(value_or(ftk,
-                       [&] {
-                           nb::object base = material_property(base_material, "fyk");
-                           nb::object k = material_property(base_material, "ftk_by_fyk");
-                           PyObject *product = PyNumber_Multiply(base.ptr(), k.ptr());
-                           if (product == nullptr) throw_python();
-                           return nb::steal(product);
-                       }),
-              1e6);
+    nb::object yield = pascal(given_or_base(fyk, base_material, model::base::kFyk));
+    nb::object ratio = given_or_base(ftk_by_fyk, base_material, model::base::kFtkByFyk);
+    // A left-out ftk comes from the base material's own fyk and k (model_rules.hpp).
+    nb::object tensile = pascal(value_or(ftk, [&] {
+        return tensile_strength(material_property(base_material, model::base::kFyk),
+                                material_property(base_material, model::base::kFtkByFyk));
+    }));
     nb::object strain =
-        times(value_or(epsuk, [&] { return material_property(base_material, "epsuk"); }), 0.0001);
-    nb::object e = times(e_modulus, 1e6);
-    nb::object g = times(g_modulus, 1e6);
+        times(given_or_base(epsuk, base_material, model::base::kEpsuk), model::kStrainPerGivenUnit);
+    nb::object e = pascal(e_modulus);
+    nb::object g = pascal(g_modulus);
     nb::object args =
         nb::make_tuple(id, material, e, g, poisson, unit_mass, specific_heat, thermal_expansion,
                        thermal_conductivity, is_default, order_in_code, state, bar_surface, yield,
@@ -145,7 +159,8 @@ nb::object create_reinforced_cross_section(ModelBase &self, nb::handle cross_sec
                                            nb::handle name) {
     nb::list &list = self.reinforced_cross_section;
     nb::object id = next_id(list);
-    nb::object label = value_or(name, [&] { return nb::str("R{}").format(id); });
+    nb::object label =
+        value_or(name, [&] { return default_name(model::Named::ReinforcedSection, id); });
     nb::object section = reference(cross_section, "CrossSection");
     return append(list, companion().attr("ReinforcedCrossSection")(id, label, section));
 }
@@ -153,7 +168,7 @@ nb::object create_reinforced_cross_section(ModelBase &self, nb::handle cross_sec
 nb::object create_check_member1d(ModelBase &self, nb::handle name) {
     nb::list &list = self.check_member;
     nb::object id = next_id(list);
-    nb::object label = value_or(name, [&] { return nb::str("M {}").format(id); });
+    nb::object label = value_or(name, [&] { return default_name(model::Named::CheckMember, id); });
     return append(list, companion().attr("CheckMember1D")(id, label));
 }
 
@@ -161,7 +176,8 @@ nb::object add_check_section(ModelBase &self, nb::handle check_member, nb::handl
                              nb::handle description) {
     nb::list &list = self.check_section;
     nb::object id = next_id(list);
-    nb::object text = value_or(description, [&] { return nb::str("S{}").format(id); });
+    nb::object text =
+        value_or(description, [&] { return default_name(model::Named::CheckSection, id); });
     nb::object member = reference(check_member, "CheckMember");
     nb::object section = reference(reinf_section, "ReinforcedCrossSection");
     return append(list, companion().attr("StandardCheckSection")(id, text, member, section));
@@ -242,12 +258,8 @@ nb::object generate_xml_input(nb::handle self, nb::handle as_file) {
         nb::object text = nb::module_::import_("json").attr("dumps")(document);
         raw = text.attr("encode")("utf-8");
     }
-    nb::module_ gzip = nb::module_::import_("gzip");
-    nb::module_ base64 = nb::module_::import_("base64");
-    nb::object payload =
-        base64.attr("b64encode")(gzip.attr("compress")(raw)).attr("decode")("utf-8");
     nb::dict body;
-    body["input"] = payload;
+    body["input"] = str_from(wire::conversion_request(BufferView(raw).bytes()));
     nb::object post = nb::module_::import_("marlox.core").attr("_post_on_addon_endpoint");
     nb::object internal_error = nb::module_::import_("marlox.errors").attr("InternalError");
     nb::object response;
@@ -257,6 +269,10 @@ nb::object generate_xml_input(nb::handle self, nb::handle as_file) {
         if (!error.matches(internal_error)) throw;
         raise_conversion_failed(error);
     }
+    // The reply is read by the interpreter's own base64 and gzip: what they raise for data
+    // that is not theirs reaches the caller as it is.
+    nb::module_ gzip = nb::module_::import_("gzip");
+    nb::module_ base64 = nb::module_::import_("base64");
     nb::object xml =
         gzip.attr("decompress")(base64.attr("b64decode")(item(response, "input_file")));
     if (truthy(as_file))

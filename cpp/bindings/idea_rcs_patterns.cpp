@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
 #include "bindings/idea_rcs_drawing.hpp"
 #include "bindings/idea_rcs_model_view.hpp"
@@ -35,17 +36,12 @@ struct BarLayer {
     double area_per_metre = 0;
 };
 
-nb::object checked(PyObject *result) {
-    if (result == nullptr) throw nb::python_error();
-    return nb::steal(result);
-}
-
 double number(const std::string &context, const char *name, nb::handle value) {
     if (!PyNumber_Check(value.ptr()) || PyBool_Check(value.ptr()) || PyComplex_Check(value.ptr()))
         fail(ErrorKind::Type,
              context + ": '" + name + "' must be a number, not " + nb::inst_name(value).c_str());
     const double out = PyFloat_AsDouble(value.ptr());
-    if (out == -1.0 && PyErr_Occurred()) throw nb::python_error();
+    if (out == -1.0 && PyErr_Occurred()) throw_python();
     if (!std::isfinite(out))
         fail(ErrorKind::Value, context + ": '" + name + "' must be finite, not " +
                                    nb::cast<std::string>(nb::repr(value)));
@@ -57,7 +53,7 @@ long count_of(const std::string &context, nb::handle value) {
         fail(ErrorKind::Type,
              context + ": 'count' must be an int, not " + nb::inst_name(value).c_str());
     const long long n = PyLong_AsLongLong(value.ptr());
-    if (n == -1 && PyErr_Occurred()) throw nb::python_error();
+    if (n == -1 && PyErr_Occurred()) throw_python();
     if (n > 100000)
         fail(ErrorKind::Value,
              context + ": 'count' must be at most 100000, not " + std::to_string(n));
@@ -65,7 +61,7 @@ long count_of(const std::string &context, nb::handle value) {
 }
 
 geometry::Point point_of(const std::string &context, const char *name, nb::handle value) {
-    nb::object pair = checked(PySequence_Tuple(value.ptr()));
+    nb::object pair = steal_or_throw(PySequence_Tuple(value.ptr()));
     if (nb::len(pair) != 2)
         fail(ErrorKind::Value, context + ": '" + name + "' must be a point (y, z)");
     return {number(context, name, pair[0]), number(context, name, pair[1])};
@@ -162,7 +158,7 @@ nb::object rectangular_stirrup(nb::handle self, nb::handle diameter, nb::handle 
     const std::string context = "ReinforcedCrossSection.create_rectangular_stirrup";
     expect_rcs(context, self);
     const double d = number(context, "diameter", diameter);
-    nb::object pair = checked(PySequence_Tuple(corners.ptr()));
+    nb::object pair = steal_or_throw(PySequence_Tuple(corners.ptr()));
     if (nb::len(pair) != 2)
         fail(ErrorKind::Value, context + ": 'corners' must be two points ((y0, z0), (y1, z1))");
     const geometry::Point a = point_of(context, "corners[0]", pair[0]);
@@ -344,7 +340,7 @@ void bind_patterns(nb::module_ &m) {
                          "per metre that the spacing stands for (a bar's area / spacing). Iterates "
                          "and indexes as its list of bars.")
         .def_prop_ro(
-            "bars", [](const BarLayer &l) { return checked(PySequence_List(l.bars.ptr())); },
+            "bars", [](const BarLayer &l) { return steal_or_throw(PySequence_List(l.bars.ptr())); },
             nb::for_getter(
                 nb::sig("def bars(self) -> list[marlox.external.idea_rcs.objects.ReinforcedBar]")),
             nb::for_getter("The bars placed, from the least y to the greatest (a new list)."))
@@ -360,7 +356,7 @@ void bind_patterns(nb::module_ &m) {
         .def(
             "__getitem__",
             [](const BarLayer &l, nb::handle i) {
-                return checked(PyObject_GetItem(l.bars.ptr(), i.ptr()));
+                return steal_or_throw(PyObject_GetItem(l.bars.ptr(), i.ptr()));
             },
             nb::sig("def __getitem__(self, index: int) -> "
                     "marlox.external.idea_rcs.objects.ReinforcedBar"))

@@ -61,12 +61,18 @@ struct FacadeModelBase : ModelBase {};
 // The companion module of OpenModel objects.
 nb::module_ companion();
 
+// A value the caller gave when it is truthy, else the entry `key` (model::base) of the base
+// material's row in the companion module's _MATERIAL_PROPERTIES.
+nb::object given_or_base(nb::handle value, nb::handle base_material, const char *key);
+// A reinforcement's tensile strength ftk = fyk * k, by Python's multiplication of the values.
+nb::object tensile_strength(nb::handle fyk, nb::handle k);
+
 // The document that `_serialize()` encodes: the nine keys, each list as (class name, object)
 // pairs.
 nb::dict document_pairs(ModelBase &model);
 
 // Remember the JSON functions, the encoder and the model's `_serialize` as bound, for the
-// native roads below.
+// native paths below.
 void remember_standard_encoding(nb::handle encoder, nb::handle model_class);
 // `_serialize()`'s result for `document_pairs`, or None where only the encoder can tell.
 nb::object native_plain(nb::handle document);

@@ -7,7 +7,7 @@
 // str keys, list, tuple, str, int within 64 bits, float, bool, None), objects of this module's
 // own classes whose `_serialize` is still this module's, and members of its enumerations.
 // Anything else (a subclass, a foreign object, a replaced method, a cycle) makes the walk
-// answer None and the caller takes the encoder's road, with its result or its error.
+// answer None and the caller takes the encoder's path, with its result or its error.
 #include <Python.h>
 #include <nanobind/nanobind.h>
 

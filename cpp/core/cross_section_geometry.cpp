@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "core/error.hpp"
+#include "core/section_shapes.hpp"
 
 namespace marlox::cross_section {
 
@@ -149,6 +150,11 @@ Shape parametric(const std::string &type,
             }
         return false;
     };
+    auto within = [&] {  // no parameter beyond any section's size
+        for (const auto &parameter : parameters)
+            if (!(std::fabs(parameter.second.value) <= kFarthest)) return false;
+        return true;
+    };
     double a, b, c, d;
     if (type == "Rect" && positive("Width", a) && positive("Height", b)) {
         s.regions.push_back(region(geometry::rectangle(a, b), {}));
@@ -157,6 +163,9 @@ Shape parametric(const std::string &type,
     } else if (type == "Tg" && positive("Height", a) && positive("Width", b) &&
                positive("TopFlangeWidth", c) && positive("WallWidth", d) && c < a && d <= b) {
         s.regions.push_back(region(tee(a, b, c, d), {}));
+    } else if (std::vector<Edge> edges;
+               within() && shapes::parametric_outline(type, parameters, edges)) {
+        s.regions.push_back(region(std::move(edges), {}));
     } else {
         return s;
     }

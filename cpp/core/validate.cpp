@@ -348,7 +348,8 @@ class Checker {
 
     // --- geometry ----------------------------------------------------------------------
 
-    // Whether the polyline encloses an area and does not cross itself.
+    // Whether the polyline `vertices` (the field `name`) encloses an area and does not cross
+    // itself, with its points in `polygon`; otherwise a finding that names it as `what`.
     bool ring(const Context &c, const std::string &name, std::vector<geometry::Vertex> vertices,
               std::vector<Point> &polygon, const char *what) {
         size_t count = vertices.size();

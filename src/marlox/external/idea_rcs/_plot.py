@@ -26,12 +26,12 @@ def _matplotlib() -> Any:
     return patches, path
 
 
-def _ring(points: list[tuple[float, float]], path: Any) -> tuple[list, list]:
+def _ring(points: list[tuple[float, float]], path: Any) -> tuple[list[Any], list[Any]]:
     codes = [path.Path.MOVETO] + [path.Path.LINETO] * (len(points) - 2) + [path.Path.CLOSEPOLY]
     return list(points), codes
 
 
-def _add(ax: Any, patch: Any, points: list) -> None:
+def _add(ax: Any, patch: Any, points: list[Any]) -> None:
     """Add a patch, its data limits taken at once from points that enclose it.
 
     ``add_patch`` measures a path segment by segment in Python, which costs more than the rest
@@ -41,7 +41,7 @@ def _add(ax: Any, patch: Any, points: list) -> None:
     ax.update_datalim(points)
 
 
-def _wrapped(findings: list, ax: Any) -> str:
+def _wrapped(findings: list[Any], ax: Any) -> str:
     """The numbered findings as lines no wider than the axes, so that neighbours stay clear."""
     import textwrap
 
@@ -70,8 +70,8 @@ def draw(drawing: dict[str, Any], ax: Any = None) -> Any:
         _, ax = plt.subplots(layout="constrained")
     elif ax.figure.get_layout_engine() is None:
         ax.figure.set_layout_engine("constrained")
-    vertices: list = []
-    codes: list = []
+    vertices: list[Any] = []
+    codes: list[Any] = []
     for ring in drawing["outlines"] + drawing["openings"]:
         if len(ring) >= 3:
             more, more_codes = _ring(ring, path)

@@ -1,4 +1,5 @@
-// A diagnostic for the benchmarks: expat configured as the result scanner configures it (the
+// _bench_probes, a module built only for the benchmarks (CMake option MARLOX_BENCH_PROBES; see
+// bench/README.md). expat_floor: expat configured as the result scanner configures it (the
 // interpreter's own expat, namespace processing with "}" as ElementTree sets it up, the same
 // handlers set), with handlers that do nothing. What a scan costs beyond this is the
 // scanner's own; what this costs beyond expat without handlers is expat's own work for them
@@ -6,10 +7,12 @@
 #include <Python.h>
 #include <nanobind/nanobind.h>
 
-#include "bindings/idea_rcs.hpp"
+#include <new>
+
 #include "core/expat_api.hpp"
 
-namespace marlox::py {
+namespace nb = nanobind;
+namespace expat = marlox::expat;
 
 namespace {
 
@@ -58,11 +61,10 @@ long long expat_floor(nb::handle stream, long size) {
 
 }  // namespace
 
-void bind_floor(nb::module_ &m) {
+NB_MODULE(_bench_probes, m) {
     using namespace nb::literals;
-    m.def("_expat_floor", &expat_floor, "stream"_a, "size"_a = 1 << 20,
-          "Diagnostics for benchmarks: parse a binary stream with expat set up as the result "
-          "scanner sets it up, with handlers that do nothing; returns the bytes parsed.");
+    m.doc() = "Probes for the benchmarks; not part of the product.";
+    m.def("expat_floor", &expat_floor, "stream"_a, "size"_a = 1 << 20,
+          "Parse a binary stream with expat set up as the result scanner sets it up, with "
+          "handlers that do nothing; returns the bytes parsed.");
 }
-
-}  // namespace marlox::py
