@@ -13,8 +13,10 @@ imports and model building outside the timers:
   findings (matplotlib's artists included, the figure not rendered)
 
 Flat cost shows as the same plot time at every size and the same validate time per member.
+Then ``validate()`` of a square outline of N vertices with an identical opening (a case whose
+cost once grew with the cube of N): near-linear shows as a flat time per vertex.
 
-    python bench/bench_validate.py [--members 1000 10000]
+    python bench/bench_validate.py [--members 1000 10000] [--vertices 2000 10000 40000]
 """
 
 import argparse
@@ -69,7 +71,9 @@ def best(functions: dict, repeat: int = 3, setup=None) -> dict:
 def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--members", type=int, nargs="+", default=[1000, 10000])
-    sizes = parser.parse_args().members
+    parser.add_argument("--vertices", type=int, nargs="+", default=[2000, 10000, 40000])
+    arguments = parser.parse_args()
+    sizes = arguments.members
     import matplotlib
 
     matplotlib.use("Agg")
@@ -98,6 +102,23 @@ def main() -> None:
                 f"{t['validate'] / t['json']:>14.3f} {1e6 * t['validate'] / size:>16.1f} "
                 f"{1e3 * t['plot']:>8.1f}"
             )
+
+    print(f"\n{'vertices':>9} {'validate s':>11} {'us/vertex':>10}")
+    for count in arguments.vertices:
+        model = opening_on_outline(count)
+        t = best({"validate": model.validate})["validate"]
+        print(f"{count:>9} {t:>11.3f} {1e6 * t / count:>10.2f}")
+
+
+def opening_on_outline(count: int) -> Model:
+    """A square of `count` vertices whose opening is the same square: no concrete at all."""
+    k = count // 4
+    side = [(i / k, 0.0) for i in range(k)] + [(1.0, i / k) for i in range(k)]
+    side += [(1 - i / k, 1.0) for i in range(k)] + [(0.0, 1 - i / k) for i in range(k)]
+    model = Model()
+    concrete = model.create_concrete_material(o.ConcreteMaterial.C30_37)
+    model.create_beam(GeneralShape(side, [side]), concrete)
+    return model
 
 
 if __name__ == "__main__":
