@@ -447,6 +447,18 @@ def test_patterns_need_a_member_that_knows_its_concrete():
     ],
 )
 def test_ideas_parametric_types_are_drawn_and_checked_as_the_shapes(kind, parameters, same_as):
+    wrong = {**parameters, "H" if "H" in parameters else "Height": 0.1}  # too low for its parts
+    bad = OpenModel()
+    mat = bad.create_matconcrete_ec2(o.ConcreteMaterial.C30_37)
+    bad.create_cross_section_parameter(getattr(o.CrossSectionType, kind), mat, **wrong)
+    found = [(f.field, f.message[:27]) for f in bad.validate()]
+    if kind != "TRAPEZOID":  # any positive height makes a trapezoid
+        assert found == [
+            (
+                f"parameters['{'Th' if kind == 'IGN' else 'TopFlangeWidth'}']",
+                "The shape cannot be formed:",
+            )
+        ]
     model = OpenModel()
     mat = model.create_matconcrete_ec2(o.ConcreteMaterial.C30_37)
     cs = model.create_cross_section_parameter(getattr(o.CrossSectionType, kind), mat, **parameters)

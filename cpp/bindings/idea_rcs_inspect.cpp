@@ -274,6 +274,14 @@ constexpr const char *kRcsProperties = MARLOX_PROPERTIES_DOC
     "that side of the concrete's centroid, None when there is none. Raises ``ValueError`` "
     "when the concrete is not known (a parametric type that the model does not draw).";
 
+constexpr const char *kExtremesDoc =
+    "The load extremes of every check section, section by section, in order. A new list.";
+
+constexpr const char *kMembersDoc =
+    "A member for each check section, in order, of the class its member data names (Beam, "
+    "CompressionMember, OneWaySlab; Member for another type): new objects on the model's own "
+    "reinforced sections and check sections, also for a model read from XML.";
+
 }  // namespace
 
 void bind_inspect(nb::module_ &m) {
@@ -293,20 +301,21 @@ void bind_inspect(nb::module_ &m) {
         nb::list ModelBase::*list;
     };
     static const Lister listers[] = {
-        {"concrete_materials", "MatConcrete", "The concrete materials, in order.",
+        {"concrete_materials", "MatConcrete", "The concrete materials, in order. A new list.",
          &ModelBase::mat_concrete},
-        {"reinforcement_materials", "MatReinforcement", "The reinforcement materials, in order.",
-         &ModelBase::mat_reinforcement},
-        {"cross_sections", "CrossSection", "The concrete cross-sections, in order.",
+        {"reinforcement_materials", "MatReinforcement",
+         "The reinforcement materials, in order. A new list.", &ModelBase::mat_reinforcement},
+        {"cross_sections", "CrossSection", "The concrete cross-sections, in order. A new list.",
          &ModelBase::cross_section},
         {"reinforced_sections", "ReinforcedCrossSection",
-         "The reinforced cross-sections (with their bars and stirrups), in order.",
+         "The reinforced cross-sections (with their bars and stirrups), in order. A new list.",
          &ModelBase::reinforced_cross_section},
-        {"check_members", "CheckMember", "The check (design) members, in order.",
+        {"check_members", "CheckMember", "The check (design) members, in order. A new list.",
          &ModelBase::check_member},
         {"check_sections", "StandardCheckSection",
-         "The check sections (with their extremes), in order.", &ModelBase::check_section},
-        {"member_data", "ConcreteMemberDataEc2", "The member data records, in order.",
+         "The check sections (with their extremes), in order. A new list.",
+         &ModelBase::check_section},
+        {"member_data", "ConcreteMemberDataEc2", "The member data records, in order. A new list.",
          &ModelBase::attribute},
     };
     for (const Lister &lister : listers) {
@@ -314,36 +323,28 @@ void bind_inspect(nb::module_ &m) {
         const std::string signature = std::string("def ") + lister.name +
                                       "(self) -> list[marlox.external.idea_rcs.objects." +
                                       lister.result + "]";
-        nb::object getter =
-            nb::cpp_function([list](ModelBase &self) { return copy(self.*list); }, nb::is_method(),
-                             nb::name(lister.name), nb::scope(model), nb::sig(signature.c_str()));
+        nb::object getter = nb::cpp_function(
+            [list](ModelBase &self) { return copy(self.*list); }, nb::is_method(),
+            nb::name(lister.name), nb::scope(model), nb::sig(signature.c_str()), lister.doc);
         nb::setattr(model, lister.name,
                     nb::module_::import_("builtins")
-                        .attr("property")(getter, nb::none(), nb::none(),
-                                          std::string(lister.doc) + " A new list: changing it "
-                                                                    "leaves the model as it is."));
+                        .attr("property")(getter, nb::none(), nb::none(), lister.doc));
     }
     nb::object extremes =
         nb::cpp_function([](ModelBase &self) { return all_extremes(self); }, nb::is_method(),
                          nb::name("extremes"), nb::scope(model),
                          nb::sig("def extremes(self) -> "
-                                 "list[marlox.external.idea_rcs.objects.CheckSectionExtreme]"));
+                                 "list[marlox.external.idea_rcs.objects.CheckSectionExtreme]"),
+                         kExtremesDoc);
     nb::setattr(model, "extremes",
                 nb::module_::import_("builtins")
-                    .attr("property")(extremes, nb::none(), nb::none(),
-                                      "The load extremes of every check section, section by "
-                                      "section, in order. A new list."));
+                    .attr("property")(extremes, nb::none(), nb::none(), kExtremesDoc));
     nb::object members =
         nb::cpp_function(&members_of, nb::is_method(), nb::name("members"), nb::scope(model),
-                         nb::sig("def members(self) -> list[Member]"));
+                         nb::sig("def members(self) -> list[Member]"), kMembersDoc);
     nb::setattr(model, "members",
                 nb::module_::import_("builtins")
-                    .attr("property")(members, nb::none(), nb::none(),
-                                      "A member for each check section, in order, of the class "
-                                      "its member data names (Beam, CompressionMember, "
-                                      "OneWaySlab; Member for another type): new objects on "
-                                      "the model's own reinforced sections and check sections, "
-                                      "also for a model read from XML."));
+                    .attr("property")(members, nb::none(), nb::none(), kMembersDoc));
     nb::setattr(
         model, "__repr__",
         nb::cpp_function(&model_repr, nb::is_method(), nb::name("__repr__"), nb::scope(model)));
@@ -370,7 +371,7 @@ void bind_inspect(nb::module_ &m) {
         nb::object getter = nb::cpp_function(
             [i](nb::handle self) { return prototype_bound(self, i); }, nb::is_method(),
             nb::name(bounds[i]), nb::scope(prototype),
-            nb::sig((std::string("def ") + bounds[i] + "(self) -> float").c_str()));
+            nb::sig((std::string("def ") + bounds[i] + "(self) -> float").c_str()), bound_docs[i]);
         nb::setattr(prototype, bounds[i],
                     nb::module_::import_("builtins")
                         .attr("property")(getter, nb::none(), nb::none(), bound_docs[i]));

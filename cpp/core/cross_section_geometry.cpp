@@ -5,6 +5,7 @@
 #include <cmath>
 #include <string_view>
 
+#include "core/document_view.hpp"
 #include "core/error.hpp"
 #include "core/section_shapes.hpp"
 
@@ -329,6 +330,55 @@ Drawing draw(const Model &model, Target target, size_t index) {
         }
     });
     return d;
+}
+
+// --- the serialised document ---------------------------------------------------------------
+
+bool number(const json::Value &object, const char *key, double &out) {
+    const json::Value *value = object.find(key);
+    if (value == nullptr || value->type != json::Value::Type::Number) return false;
+    out = value->number;
+    return true;
+}
+
+std::string text(const json::Value &object, const char *key) {
+    const json::Value *value = object.find(key);
+    return value != nullptr && value->type == json::Value::Type::String ? value->text
+                                                                        : std::string();
+}
+
+bool reference(const json::Value &object, const char *key, double &id) {
+    const json::Value *value = object.find(key);
+    return value != nullptr && value->type == json::Value::Type::Object && number(*value, "Id", id);
+}
+
+std::vector<const json::Value *> objects(const json::Value &model, const char *list) {
+    std::vector<const json::Value *> out;
+    const json::Value *items = model.find(list);
+    if (items == nullptr || items->type != json::Value::Type::Array) return out;
+    for (const json::Value &pair : items->items)
+        if (pair.type == json::Value::Type::Array && pair.items.size() == 2 &&
+            pair.items[1].type == json::Value::Type::Object)
+            out.push_back(&pair.items[1]);
+    return out;
+}
+
+const json::Value *find(const json::Value &model, const char *list, double id) {
+    for (const json::Value *object : objects(model, list)) {
+        double own;
+        if (number(*object, "Id", own) && own == id) return object;
+    }
+    return nullptr;
+}
+
+Shape shape(const json::Value &cs) {
+    const schema::Type *type = schema::find_type(
+        cs.find("Components") != nullptr ? "CrossSectionComponent" : "CrossSectionParameter");
+    return type != nullptr ? shape(model_view::DocumentObject(*type, cs)) : Shape{};
+}
+
+Drawing draw(const json::Value &model, Target target, size_t index) {
+    return draw(model_view::DocumentModel(model), target, index);
 }
 
 }  // namespace marlox::cross_section

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "core/geometry.hpp"
+#include "core/json.hpp"
 #include "core/model_view.hpp"
 
 namespace marlox::cross_section {
@@ -111,6 +112,23 @@ enum class Target { CrossSection, ReinforcedSection, CheckSection };
 // The drawing of the `index`-th object of the target's list. Throws marlox::Error(Value)
 // when the index is out of range.
 Drawing draw(const model_view::Model &model, Target target, size_t index);
+
+// --- the serialised document, for its readers (the calculation report) -------------------
+
+// The number at `key`, or false when it is missing, null or not a number.
+bool number(const json::Value &object, const char *key, double &out);
+// The text at `key`, or "".
+std::string text(const json::Value &object, const char *key);
+// The id a reference at `key` refers to; false when there is none.
+bool reference(const json::Value &object, const char *key, double &id);
+// The objects of a top-level list of the document ([class name, object] pairs).
+std::vector<const json::Value *> objects(const json::Value &model, const char *list);
+// The object of a top-level list whose "Id" is `id`, or nullptr.
+const json::Value *find(const json::Value &model, const char *list, double id);
+// The concrete of a cross-section of the document, and a drawing from the document: read
+// through the same view as the model's objects.
+Shape shape(const json::Value &cross_section);
+Drawing draw(const json::Value &model, Target target, size_t index);
 
 // The entry of `list` whose id is `id`: entry id - 1 when it has that id (as the model gives
 // ids), else the first that has it. False when there is none.

@@ -132,9 +132,9 @@ void check(Kind kind, const std::vector<Dimension> &given) {
         case Kind::I:  // height, top_width, top_thickness, web_width, bottom_width,
                        // bottom_thickness
             if (D(2).value + D(5).value >= D(0).value)
-                refuse(kind, "top_thickness + bottom_thickness (" +
-                                 metres(D(2).value + D(5).value) + ") must be less than height (" +
-                                 metres(D(0).value) + ")");
+                refuse(kind, D(2).name + " + " + D(5).name + " (" +
+                                 metres(D(2).value + D(5).value) + ") must be less than " +
+                                 D(0).name + " (" + metres(D(0).value) + ")");
             less(kind, D(3), D(1), 1, true);
             less(kind, D(3), D(4), 1, true);
             break;
@@ -205,37 +205,68 @@ Outline outline(Kind kind, const std::vector<Dimension> &given) {
     return out;
 }
 
-bool parametric_outline(const std::string &type,
-                        const std::vector<std::pair<std::string, model_view::Number>> &parameters,
-                        std::vector<geometry::Edge> &out) {
-    struct Form {
-        const char *type;
-        Kind kind;
-        std::vector<const char *> names;  // IDEA's names, in the order of the shape's dimensions
-    };
+namespace {
+
+struct Form {
+    const char *type;
+    Kind kind;
+    std::vector<const char *> names;  // IDEA's names, in the order of the shape's dimensions
+};
+
+const Form *form_of(const std::string &type) {
     static const Form forms[] = {
         {"Tgrev", Kind::InvertedTee, {"Width", "Height", "TopFlangeWidth", "WallWidth"}},
         {"Ign", Kind::I, {"H", "Bh", "Th", "Tw", "Bs", "Ts"}},
         {"Trapezoid", Kind::Trapezoid, {"H", "Bt", "Bb"}},
     };
-    for (const Form &form : forms) {
-        if (type != form.type) continue;
-        std::vector<Dimension> dimensions;
-        for (const char *name : form.names) {
-            const auto given =
-                std::find_if(parameters.begin(), parameters.end(),
-                             [&](const auto &parameter) { return parameter.first == name; });
-            if (given == parameters.end()) return false;
-            dimensions.push_back({name, given->second.value});
-        }
-        try {
-            out = geometry::path(outline(form.kind, dimensions).outline, true);
-        } catch (const Error &) {
-            return false;
-        }
+    for (const Form &form : forms)
+        if (type == form.type) return &form;
+    return nullptr;
+}
+
+// The dimensions of a parametric type by IDEA's names; false when one is missing.
+bool dimensions_of(const Form &form, const Parameters &parameters, std::vector<Dimension> &out) {
+    for (const char *name : form.names) {
+        const auto given =
+            std::find_if(parameters.begin(), parameters.end(),
+                         [&](const auto &parameter) { return parameter.first == name; });
+        if (given == parameters.end()) return false;
+        out.push_back({name, given->second.value});
+    }
+    return true;
+}
+
+}  // namespace
+
+bool parametric_fault(const std::string &type, const Parameters &parameters, std::string &parameter,
+                      std::string &message) {
+    const Form *form = form_of(type);
+    std::vector<Dimension> dimensions;
+    if (form == nullptr || !dimensions_of(*form, parameters, dimensions)) return false;
+    for (const Dimension &d : dimensions)  // a value out of range is validate()'s own finding
+        if (!(d.value > 0)) return false;
+    try {
+        check(form->kind, dimensions);
+        return false;
+    } catch (const Error &error) {
+        message = error.what();
+        message = message.substr(message.find(": ") + 2);  // without the class name
+        parameter = message.substr(0, message.find_first_of(" "));
         return true;
     }
-    return false;
+}
+
+bool parametric_outline(const std::string &type, const Parameters &parameters,
+                        std::vector<geometry::Edge> &out) {
+    const Form *form = form_of(type);
+    std::vector<Dimension> dimensions;
+    if (form == nullptr || !dimensions_of(*form, parameters, dimensions)) return false;
+    try {
+        out = geometry::path(outline(form->kind, dimensions).outline, true);
+    } catch (const Error &) {
+        return false;
+    }
+    return true;
 }
 
 Properties properties(const cross_section::Shape &shape) {

@@ -8,6 +8,7 @@
 
 #include "core/cross_section_geometry.hpp"
 #include "core/schema.hpp"
+#include "core/section_shapes.hpp"
 
 namespace marlox::validate {
 
@@ -378,6 +379,12 @@ class Checker {
     void cross_section(const Context &c, const Object &cs) {
         if (cs.type().index_of("components") < 0) {
             tee_proportions(c, cs);
+            std::string parameter, message;
+            if (cs.type().index_of("parameters") >= 0 &&
+                shapes::parametric_fault(text(cs, "cross_section_type"),
+                                         cs.parameters(cs.field("parameters")), parameter, message))
+                error(c, "parameters['" + parameter + "']",
+                      "The shape cannot be formed: " + message + ".");
             return;
         }
         const size_t components = cs.field("components");
