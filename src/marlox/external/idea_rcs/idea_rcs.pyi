@@ -1729,6 +1729,11 @@ class ResultTable:
         :raises OSError: when the table cannot be written whole (a full disk, for one).
         """
 
+    def _repr_html_(self) -> str:
+        """
+        The first rows as an HTML table (units in the headers, failures highlighted), as notebooks show it.
+        """
+
     def __repr__(self) -> str: ...
 
 class CheckTable(ResultTable):
@@ -1742,6 +1747,17 @@ class CheckTable(ResultTable):
     the internal forces "N", "Qy", "Qz" (force) and "Mx", "My", "Mz" (moment), and the numbers of
     non-conformities by severity: "info_count", "warning_count", "error_count",
     "terminated_error_count".
+
+    Then the values behind the check, where the item states them (None elsewhere): the capacity's
+    ultimate forces "Fu_N" ... "Fu_Mz"; shear "VEd", "VRd", "VRd_c", "VRd_s", "VRd_max" (also
+    fatigue's shear items); torsion "TEd", "TRd", "TRd_c", "TRd_s", "TRd_max"; the crack width "w"
+    and its limit "w_lim"; the stress limitation's "stress" and "stress_limit"; detailing's
+    "check_value_longitudinal" and "check_value_shear_reinforcement"; fatigue's
+    "decision_method".
+
+    Last, what the model names (None without a model): "section_name", "member", "position" (the
+    section's place among its member's check sections, from 1), "reinforced_section" and
+    "extreme_name".
     """
 
     def __getstate__(self) -> object: ...
@@ -1765,14 +1781,23 @@ class CheckTable(ResultTable):
         A failed verdict (Failed, FailedWithError) is worse than any other; a check that ran is worse than one that did not (NotDone, CheckIsOff, CheckIsNotNecesssary); then the larger check value; on a tie the earlier in the file. The non-conformity counts are summed over the group, and "items", "failed_items" and "not_done_items" count its items, so that errors and checks that did not run are never hidden behind the governing one.
         """
 
+    def _repr_html_(self) -> str:
+        """
+        The first rows as an HTML table (units in the headers, failures highlighted), as notebooks show it.
+        """
+
     def __repr__(self) -> str: ...
 
-def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.File, *, sections: Iterable[int] | int | None = None, families: Iterable[str] | str | None = None, units: Literal['SI', 'engineering'] = 'SI', progress: Callable[[int], object] | None = None) -> CheckTable:
+def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.File, *, model: _Model | str | os.PathLike[str] | bytes | BinaryIO | None = None, sections: Iterable[int] | int | None = None, families: Iterable[str] | str | None = None, units: Literal['SI', 'engineering'] = 'SI', progress: Callable[[int], object] | None = None) -> CheckTable:
     """
     Read the check table of a result file in one streaming pass.
 
     :param source: the result file: a path, its bytes, a binary stream (read from where it
         stands) or a ``marlox.core.File``.
+    :param model: the model the result file was run from, for the names of sections, members,
+        reinforced sections and extremes: an ``OpenModel`` or ``Model``, or the input XML it was
+        written to (a path, its bytes or a binary stream). Without it those columns are None (the
+        result file names nothing).
     :param sections: the ids of the sections to keep (all when None); an id that the file does
         not hold raises ParsingError naming it.
     :param families: the check families to keep, by their "ResultType" name ("Capacity",
@@ -1783,9 +1808,16 @@ def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.
     :raises xml.etree.ElementTree.ParseError: for a file that is not well-formed XML, as the
         streaming parser raises it for the same bytes.
     :raises ValueError: for an unknown family or units, a value that is not a number, an
-        IDEA StatiCa RCS input XML document (it is not a result file) or a section kept whose id
-        does not fit the 64-bit "section" column.
+        IDEA StatiCa RCS input XML document (it is not a result file), a section kept whose id
+        does not fit the 64-bit "section" column, or a model that the result file does not
+        belong to (a section id the model lacks, more extremes than the model gives a section),
+        naming the ids.
     :raises ParsingError: for a requested section that the file does not hold.
+    """
+
+def _write_report_html(table: CheckTable, model: _Model | str | os.PathLike[str] | bytes | BinaryIO, stream: BinaryIO, sources: dict[str, str]) -> None:
+    """
+    Write the calculation report of `table` (read in engineering units with `model`) as one HTML page to the binary `stream`; `sources` names the input and result files with their SHA-256, the package version and the date (see marlox.external.idea_rcs.report).
     """
 
 def _stack_tables(keys: Sequence[dict[str, int | float | bool | str | None]], tables: Sequence[ResultTable], like: ResultTable) -> ResultTable:
