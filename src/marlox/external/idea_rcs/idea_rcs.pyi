@@ -711,6 +711,8 @@ class RectSection(SectionPrototype1D):
     """
     A rectangular cross-section.
 
+    The origin of the bar coordinates is its centre, the centroid: y across (to the right), z upwards, so that the bottom face is at ``z = -height / 2`` (``z_bottom``). Made as IDEA StatiCa RCS's parametric type ``CrossSectionType.RECT`` (Width, Height), which RCS places on its centroid (IDEA's own sample of a T section shows the placement).
+
     Args:
         width: Width [m].
         height: Height [m].
@@ -735,7 +737,7 @@ class GeneralShape(SectionPrototype1D):
     """
     A cross-section bounded by a polygon, with optional openings.
 
-    Vertices are (y, z) [m]. A polygon is closed implicitly: give at least 3 vertices and do not repeat the first at the end. The shape is checked when a member is created from it.
+    Vertices are (y, z) [m]. A polygon is closed implicitly: give at least 3 vertices and do not repeat the first at the end. IDEA StatiCa RCS places it where its coordinates say: the bar coordinates are the outline's own. ``validate()`` checks the shape.
 
     Args:
         outline: The outer boundary.
