@@ -386,7 +386,7 @@ class _Model:
         """
         Check the whole model before a run and return what is found, errors and warnings, in the order of the model's lists.
 
-        Checked: references to objects that are not in the model; values (moduli, strengths, dimensions and diameters finite and positive, Poisson's ratio in [0, 0.5), relative humidity in (0, 100] per cent); outlines and openings (at least three points, not crossing themselves, openings inside their outline); bars inside the concrete and out of openings, not overlapping, with a cover of at least their diameter (a warning); stirrups inside the concrete, arcs included, and closed when they count for torsion (a warning); check sections with extremes, and extremes with a loading.
+        Checked: references to objects that are not in the model, or made from an object of the wrong kind (a reinforcement material as the concrete); values (moduli, strengths, dimensions and diameters finite and positive, Poisson's ratio in [0, 0.5), relative humidity in (0, 100] per cent); values that look like another unit (a warning: fck or fyk more than ten times off Eurocode 2's range, dimensions over 50 m or diameters over 100 mm, most likely millimetres); coordinates beyond 1e6 m; outlines and openings (at least three points, not crossing themselves, openings inside their outline, some concrete left); bars inside the concrete and out of openings, not overlapping each other or a stirrup, with a cover of at least their diameter and the clear spacing of Eurocode 2, 8.2 (warnings); a reinforced section without bars (a warning); stirrups inside the concrete, arcs included, and closed when they count for torsion (a warning); check sections with extremes, and extremes with a loading.
 
         Parametric sections are checked against their bars where IDEA StatiCa RCS's placement (centroid on the origin) is certain, RECT, O and TG, and likewise TGREV, IGN and TRAPEZOID; the haunched and chamfered types are not.
         """
@@ -398,7 +398,7 @@ class _Model:
 
     def plot(self, item: marlox.external.idea_rcs.objects.CrossSection | marlox.external.idea_rcs.objects.ReinforcedCrossSection | marlox.external.idea_rcs.objects.CheckSection | Member, ax: Any = None, *, findings: bool = True) -> Any:
         """
-        Draw ``item`` (a cross-section, reinforced cross-section, check section or member of this model) on the matplotlib axes ``ax``, or on a new figure, and return the axes: the concrete with its openings, bars as circles of their diameter, stirrups along their axis with their arcs, equal axes in metres and the name as title. With ``findings`` the located findings of ``validate()`` are marked. Needs matplotlib: ``pip install 'marlox[plot]'``.
+        Draw ``item`` (a cross-section, reinforced cross-section, check section or member of this model) on the matplotlib axes ``ax``, or on a new figure, and return the axes: the concrete with its openings, bars as circles of their diameter, stirrups along their axis with their arcs, equal axes in metres and the name as title. With ``findings`` the findings of ``validate()`` that concern the drawn objects (and only those are checked) are numbered where they lie and listed below the axes, wrapped to their width; a figure without a layout engine gets matplotlib's constrained layout so that lists stay clear of neighbouring axes. Geometry beyond 1e6 m is left out. Needs matplotlib: ``pip install 'marlox[plot]'``.
         """
 
     def svg(self, item: marlox.external.idea_rcs.objects.CrossSection | marlox.external.idea_rcs.objects.ReinforcedCrossSection | marlox.external.idea_rcs.objects.CheckSection | Member, *, findings: bool = True, width: float = 320.0) -> str:
@@ -711,6 +711,8 @@ class RectSection(SectionPrototype1D):
     """
     A rectangular cross-section.
 
+    The origin of the bar coordinates is its centre, the centroid: y across (to the right), z upwards, so that the bottom face is at ``z = -height / 2`` (``z_bottom``). Made as IDEA StatiCa RCS's parametric type ``CrossSectionType.RECT`` (Width, Height), which RCS places on its centroid (IDEA's own sample of a T section shows the placement).
+
     Args:
         width: Width [m].
         height: Height [m].
@@ -735,7 +737,7 @@ class GeneralShape(SectionPrototype1D):
     """
     A cross-section bounded by a polygon, with optional openings.
 
-    Vertices are (y, z) [m]. A polygon is closed implicitly: give at least 3 vertices and do not repeat the first at the end. The shape is checked when a member is created from it.
+    Vertices are (y, z) [m]. A polygon is closed implicitly: give at least 3 vertices and do not repeat the first at the end. IDEA StatiCa RCS places it where its coordinates say: the bar coordinates are the outline's own. ``validate()`` checks the shape.
 
     Args:
         outline: The outer boundary.
