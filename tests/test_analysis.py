@@ -15,7 +15,6 @@ import pytest
 from platform_fakes import (
     FakePlatform,
     as_json,
-    clean_environment,  # noqa: F401
     closed_port_url,
     serving,
     use_platform,
@@ -134,7 +133,7 @@ def test_getters_check_their_flag_before_asking_the_sdk(monkeypatch):
 
 
 @pytest.fixture
-def test_worker(monkeypatch):
+def test_worker(register_worker):
     """A worker for "idearcs" that returns the synthetic result document."""
     seen = []
 
@@ -147,9 +146,8 @@ def test_worker(monkeypatch):
             results["idea_rcs_body"] = RCS_PROJECT
         return results
 
-    jobs.register_worker("idearcs", worker)
-    yield seen
-    jobs.unregister_worker("idearcs")
+    register_worker("idearcs", worker)
+    return seen
 
 
 @pytest.fixture(params=["in-process", "http"])
@@ -197,16 +195,13 @@ def test_without_rcs_service_the_worker_is_not_found(platform):
     assert str(caught.value) == KNOWN_FAILURES["Marlox Idea link not found"]
 
 
-def test_unmapped_failure_keeps_the_worker_text(platform):
+def test_unmapped_failure_keeps_the_worker_text(platform, register_worker):
     def worker(content, version):
         raise jobs.WorkerFailure("License server unreachable (code 7)")
 
-    jobs.register_worker("idearcs", worker)
-    try:
-        with pytest.raises(ExecutionError) as caught:
-            IdeaRcsAnalysis(io.BytesIO(b"x")).execute(timeout=20)
-    finally:
-        jobs.unregister_worker("idearcs")
+    register_worker("idearcs", worker)
+    with pytest.raises(ExecutionError) as caught:
+        IdeaRcsAnalysis(io.BytesIO(b"x")).execute(timeout=20)
     assert caught.value.args == ("License server unreachable (code 7)",)
 
 
@@ -298,12 +293,11 @@ def test_job_that_never_finishes(monkeypatch, caplog):
     assert any("job-7 (idearcs) is running after" in r.getMessage() for r in caplog.records)
 
 
-def test_local_job_that_never_finishes():
+def test_local_job_that_never_finishes(register_worker):
     release = threading.Event()
-    jobs.register_worker("idearcs", lambda c, v: release.wait(10) and {})
+    register_worker("idearcs", lambda c, v: release.wait(10) and {})
     try:
         with pytest.raises(ExecutionError, match=r"did not finish within 0.3 s"):
             IdeaRcsAnalysis(io.BytesIO(b"x")).execute(timeout=0.3)
     finally:
         release.set()
-        jobs.unregister_worker("idearcs")
