@@ -24,13 +24,17 @@ from marlox.external.idea_rcs.objects import (
 )
 
 
-def rectangle_stirrup(width, height, cover, diameter):
+def rectangle_stirrup(
+    width: float, height: float, cover: float, diameter: float
+) -> list[tuple[float, float]]:
     """A closed stirrup around a rectangle: its centre line, first point repeated at the end."""
     y, z = width / 2 - cover - diameter / 2, height / 2 - cover - diameter / 2
     return [(-y, -z), (y, -z), (y, z), (-y, z), (-y, -z)]
 
 
-def rounded_stirrup(width, height, cover, diameter, radius):
+def rounded_stirrup(
+    width: float, height: float, cover: float, diameter: float, radius: float
+) -> list[tuple[float, float] | tuple[tuple[float, float], tuple[float, float]]]:
     """A closed stirrup with a rounded corner at each vertex: straight legs joined by arcs.
 
     An arc is given as ((y_end, z_end), (y_on_arc, z_on_arc)); the point on the arc is taken

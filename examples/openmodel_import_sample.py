@@ -47,7 +47,7 @@ BARS = [
 ]
 
 
-def rectangle(y0, z0, y1, z1):
+def rectangle(y0: float, z0: float, y1: float, z1: float) -> list[tuple[float, float]]:
     """A closed stirrup path around a rectangle, starting and ending at (y0, z0)."""
     return [(y0, z0), (y0, z1), (y1, z1), (y1, z0), (y0, z0)]
 

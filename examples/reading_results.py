@@ -40,7 +40,7 @@ def main() -> None:
     print("\nwritten: checks.csv")
 
     try:
-        import pyarrow as pa  # type: ignore[import-untyped]
+        import pyarrow as pa
     except ImportError:
         print("pyarrow is not installed: pip install 'marlox[arrow]'")
     else:

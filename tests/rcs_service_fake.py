@@ -3,9 +3,10 @@
 schemas (``RcsProject``, ``RcsSectionResultOverview``, ``RcsSectionResultDetailed``), and
 switches for the faults the tests need.
 
-Run as a program (``python rcs_service_fake.py -port=N RESULTS.json``) it stands in for
-``IdeaStatiCa.RcsRestApi.exe``: it serves on the port it is given until it is stopped or its
-lifetime ends, and writes its process id to ``RESULTS.json.pid``.
+Run as a program (``python rcs_service_fake.py -port=N [-lifetime=S] RESULTS.json``) it stands
+in for ``IdeaStatiCa.RcsRestApi.exe``: it serves on the port it is given until it is stopped or
+its lifetime ends (30 s unless told), and writes its process id to ``RESULTS.json.pid``.
+``RESULTS.json`` may also be a result XML document, whose sections it then serves.
 """
 
 from __future__ import annotations
@@ -102,6 +103,9 @@ class FakeRcsService(ThreadingHTTPServer):
         self.bodies: dict[str, list] = {}  # call -> the JSON bodies it was sent
         self.overview = overview
         self.projects: dict[str, str] = {}  # id -> "open" | "calculated" | "closed"
+        self.lock = threading.Lock()
+        self.open_projects = 0  # projects imported and not yet closed
+        self.most_open = 0  # the most that were open at once
         self.stopping = threading.Event()
 
     def shutdown(self) -> None:
@@ -145,7 +149,9 @@ class FakeRcsService(ThreadingHTTPServer):
         if self.projects.get(project) in (None, "closed"):
             return problem(404, f"No open project {project}")
         if call == "close":
-            self.projects[project] = "closed"
+            with self.lock:
+                self.projects[project] = "closed"
+                self.open_projects -= 1
             return 200, "text/plain", b"Project closed"
         if call == "download":
             return 200, "application/octet-stream", self.rcs_file
@@ -185,7 +191,10 @@ class FakeRcsService(ThreadingHTTPServer):
             return problem(400, "No iomFile")
         self.imported.append(files[0])
         project = str(uuid.uuid4())
-        self.projects[project] = "open"
+        with self.lock:
+            self.projects[project] = "open"
+            self.open_projects += 1
+            self.most_open = max(self.most_open, self.open_projects)
         reply = {"projectId": project}  # of an RcsProject, the worker reads only its id
         return 200, "application/json", json.dumps(reply).encode()
 
@@ -214,15 +223,16 @@ class _Handler(BaseHTTPRequestHandler):
 
 
 def main(arguments: list[str]) -> None:
-    """Stand in for the service's executable: ``-port=N RESULTS.json``."""
-    ports = [a.split("=", 1)[1] for a in arguments if a.startswith("-port=")]
+    """Stand in for the service's executable: ``-port=N [-lifetime=S] RESULTS.json``."""
+    options = dict(a[1:].split("=", 1) for a in arguments if a.startswith("-"))
     results_path = next(a for a in arguments if not a.startswith("-"))
-    with open(results_path) as file:
-        results = json.load(file)
-    server = FakeRcsService(results, int(ports[0]))
+    with open(results_path, "rb") as file:
+        data = file.read()
+    results = results_from_xml(data) if results_path.endswith(".xml") else json.loads(data)
+    server = FakeRcsService(results, int(options["port"]))
     with open(results_path + ".pid", "w") as file:
         file.write(str(os.getpid()))
-    timer = threading.Timer(LIFETIME, server.shutdown)
+    timer = threading.Timer(float(options.get("lifetime", LIFETIME)), server.shutdown)
     timer.daemon = True
     timer.start()
     server.serve_forever(0.05)

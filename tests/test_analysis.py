@@ -189,10 +189,32 @@ def test_analysis_end_to_end(platform, test_worker):
     assert str(caught.value) == "Input is missing, please check input file"
 
 
-def test_without_rcs_service_the_worker_is_not_found(platform):
+def link_not_found(content, version):
+    raise jobs.WorkerFailure("Marlox Idea link not found")
+
+
+@pytest.mark.parametrize("configured", [False, True], ids=["no service", "service named"])
+def test_without_rcs_service_the_worker_is_not_found(
+    platform, monkeypatch, register_worker, configured
+):
+    if configured:  # named, but it does not answer: nothing to configure on this side
+        monkeypatch.setenv("MARLOX_IDEA_RCS_URL", closed_port_url())
+        register_worker("idearcs", link_not_found)
+    analysis = IdeaRcsAnalysis(io.BytesIO(b"<OpenModel/>"))
     with pytest.raises(ExecutionError) as caught:
-        IdeaRcsAnalysis(io.BytesIO(b"<OpenModel/>")).execute(timeout=20)
+        analysis.execute(timeout=20)
     assert str(caught.value) == KNOWN_FAILURES["Marlox Idea link not found"]
+    notes = getattr(caught.value, "__notes__", [])
+    if platform == "http":  # the served platform's worker reads its own environment
+        assert len(notes) == 1 and "must name one where that worker runs" in notes[0]
+    elif configured:
+        assert notes == []
+    else:
+        assert len(notes) == 1 and notes[0].startswith("No IDEA StatiCa RCS service is configured")
+        assert "set MARLOX_IDEA_RCS_URL" in notes[0] and "MARLOX_IDEA_RCS_EXE" in notes[0]
+    # The getters say that the run failed, not that it has not run.
+    with pytest.raises(ExecutionError, match="its run failed: Marlox Idea Link not found"):
+        analysis.get_output_file()
 
 
 def test_unmapped_failure_keeps_the_worker_text(platform, register_worker):
@@ -296,8 +318,11 @@ def test_job_that_never_finishes(monkeypatch, caplog):
 def test_local_job_that_never_finishes(register_worker):
     release = threading.Event()
     register_worker("idearcs", lambda c, v: release.wait(10) and {})
+    analysis = IdeaRcsAnalysis(io.BytesIO(b"x"))
     try:
         with pytest.raises(ExecutionError, match=r"did not finish within 0.3 s"):
-            IdeaRcsAnalysis(io.BytesIO(b"x")).execute(timeout=0.3)
+            analysis.execute(timeout=0.3)
     finally:
         release.set()
+    with pytest.raises(ExecutionError, match=r"its run failed: .* did not finish within 0.3 s"):
+        analysis.get_output_file()

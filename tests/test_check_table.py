@@ -9,6 +9,7 @@ import io
 import math
 import os
 import pathlib
+import pickle
 import sys
 import xml.etree.ElementTree as ET
 from collections import defaultdict
@@ -29,10 +30,11 @@ from result_documents import (
 )
 
 from marlox.errors import ParsingError
-from marlox.external.idea_rcs import RcsOutputFileParser, check_table
+from marlox.external.idea_rcs import RcsOutputFileParser, ResultTable, check_table
 from marlox.external.idea_rcs.cli import main
 
 DATA = pathlib.Path(__file__).resolve().parent / "data"
+INPUT_XML = (DATA / "iom-rcs-ImportOpenModel.xml").read_bytes()
 
 
 def check_item(xsi_type, check, own, result="Passed", check_value="0.5"):
@@ -230,8 +232,24 @@ def test_a_table_of_many_chunks_reads_back_whole(pa):
         "check_value": [None if i % 3 == 0 else float(i) for i in range(70_000)],
         "result": [None if i % 5 == 0 else "Passed" for i in range(70_000)],
     }
+    copy = pickle.loads(pickle.dumps(table))  # as a Dask worker hands a table back
     for name, values in expected.items():
         assert read.column(name).to_pylist() == table.column(name) == values
+        assert copy.column(name) == values
+    assert copy.units == table.units and len(copy.overall) == len(table.overall)
+
+
+def test_a_pickled_table_is_the_same_table(pa):
+    table = check_table(sample_document(), units="engineering")
+    for original in (table, table.governing(per_family=True), table.overall):
+        copy = pickle.loads(pickle.dumps(original))
+        assert type(copy) is type(original)
+        assert pa.table(copy).equals(pa.table(original))  # types, units, values, nulls
+    assert pickle.loads(pickle.dumps(table)).unit_system == "engineering"
+    state = table.governing().__getstate__()
+    for bad in (b"", state[:-1], state + b"x", state.replace(b"marlox", b"marlix")):
+        with pytest.raises(ValueError, match="not a table written by to_bytes"):
+            ResultTable.__new__(ResultTable).__setstate__(bad)
 
 
 @pytest.mark.parametrize("library", ["pandas", "polars"])
@@ -353,7 +371,16 @@ def run(tmp_path, capsys, *argv):
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.arrow", "--sections", "8"], 0),
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.txt"], 2),
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/full.csv"], 2),
+        # Well-formed, but without check rows: nothing to summarise, never a traceback.
+        (b"<r/>", ["summary", "{tmp}/r.xml"], 2),
+        (INPUT_XML, ["summary", "{tmp}/r.xml"], 2),
+        (GOVERNING, ["summary", "{tmp}/r.xml", "--families", "Deflection"], 2),
+        (INPUT_XML, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.csv"], 2),
+        (GOVERNING, ["summary", "{tmp}/r.xml", "--sections", "99999999999999999999"], 2),
+        (b'<?xml version="1.0" encoding="x-unknown"?><r/>', ["summary", "{tmp}/r.xml"], 2),
+        (b'<?xml version="1.0" encoding="x-unknown"?><r/>', ["inventory", "{tmp}/r.xml"], 2),
     ],
+    ids=lambda value: " ".join(value) if isinstance(value, list) else "",
 )
 def test_cli_exit_status(tmp_path, capsys, data, argv, status):
     if argv[-1].endswith(".arrow"):
@@ -364,11 +391,24 @@ def test_cli_exit_status(tmp_path, capsys, data, argv, status):
     assert got == status
     if status == 2:
         assert out.err.count("\n") == 1 and out.err.startswith("marlox-rcs: error: ")
+    if argv[0] == "table" and status == 2:
+        assert not (tmp_path / "out.csv").exists()
     if argv[-1].endswith(".arrow"):
         assert (
             pa.ipc.open_file(tmp_path / "out.arrow").read_all().column("section").to_pylist()
             == [8] * 3
         )
+
+
+@pytest.mark.parametrize("fault", [KeyError("check"), TypeError("not iterable")])
+def test_a_fault_of_the_program_keeps_its_traceback(tmp_path, capsys, monkeypatch, fault):
+    def broken(*args, **kwargs):
+        raise fault
+
+    monkeypatch.setattr("marlox.external.idea_rcs.check_table", broken)
+    (tmp_path / "r.xml").write_bytes(GOVERNING)
+    with pytest.raises(type(fault)):
+        run(tmp_path, capsys, "summary", "{tmp}/r.xml")
 
 
 def test_a_truncated_file_raises_the_streaming_parsers_error():

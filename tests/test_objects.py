@@ -128,12 +128,25 @@ def test_bar_layers_are_spread_evenly_from_the_origin(rcs, steel):
     assert [b.coordinates for b in rcs.bars[-2:]] == [(0.0, 0.0), (0.0, 0.0)]
 
 
+class UnreadablePoint:
+    """A sequence of two whose first item fails: its error, not a SystemError, is raised."""
+
+    def __len__(self):
+        return 2
+
+    def __getitem__(self, i):
+        if i == 0:
+            raise ValueError("first coordinate unreadable")
+        return 1.0
+
+
 @pytest.mark.parametrize(
     "arguments, error, message",
     [
         ({"number_of_bars": 1}, ValueError, "'number_of_bars' must be at least 2, got 1"),
         ({"number_of_bars": 2.0}, TypeError, "'number_of_bars' must be an int"),
         ({"origin": (0, 0, 0)}, TypeError, "'origin' must be a point"),
+        ({"origin": UnreadablePoint()}, ValueError, "first coordinate unreadable"),
     ],
 )
 def test_an_impossible_bar_layer_adds_nothing(rcs, steel, arguments, error, message):

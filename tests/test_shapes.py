@@ -22,6 +22,7 @@ from marlox.external.idea_rcs import (
 from marlox.external.idea_rcs import objects as o
 
 SVG = "{http://www.w3.org/2000/svg}"
+BOX = [(0, 0), (1, 0), (1, 0.2), (0, 0.2)]
 
 
 def rect_moment(b, h, z):  # second moment of a b x h rectangle centred at z, about z = 0
@@ -210,6 +211,11 @@ def test_a_t_beam_a_pier_and_a_slab_round_trip_through_the_input_xml():
     back = OpenModel.from_xml(xml)
     assert back.generate_xml_input().getvalue() == xml
     assert [s.description for s in back.check_sections] == ["T-beam", "Pier", "Slab"]
+    assert [repr(m).split(":")[0] for m in back.members] == [
+        "Beam 'T-beam'",
+        "CompressionMember 'Pier'",
+        "OneWaySlab 'Slab'",
+    ]
     assert back.section_properties(back.check_sections[0])["effective_depth"]["bottom"] == (
         pytest.approx(0.75 - 0.0525)
     )
@@ -293,13 +299,15 @@ def test_a_model_reads_back_through_public_lists_and_reprs():
         beam.create_bar((y, -0.43), 0.025, steel)
     beam.create_extreme(fundamental=o.LoadingULS(o.InternalForces(my=1e5)))
     beam.create_extreme(fundamental=o.LoadingULS(o.InternalForces(my=2e5)))
-    slab = model.create_one_way_slab(GeneralShape([(0, 0), (1, 0), (1, 0.2), (0, 0.2)]), mat)
+    slab = model.create_one_way_slab(GeneralShape(BOX), mat)
     assert repr(beam) == "Beam 'B1': T 1.20 × 0.75 m, C30/37, 3 bars, 2 extremes"
     assert repr(slab) == "OneWaySlab 'S2': general shape 1.00 × 0.20 m, C30/37, 0 bars, 0 extremes"
     assert repr(model) == "<Model: 2 materials, 2 cross-sections, 2 check sections, 2 extremes>"
     assert repr(TSection(1.2, 0.75, 0.15, 0.3)) == (
         "TSection(width=1.2, height=0.75, flange_thickness=0.15, web_width=0.3)"
     )
+    assert repr(RectSection(0.3, 0.6)) == "RectSection(width=0.3, height=0.6)"
+    assert repr(GeneralShape(BOX, [BOX[:3]])) == "GeneralShape(4 vertices, 1 opening)"
     assert model.concrete_materials == [mat] and model.reinforcement_materials == [steel]
     assert model.check_sections[0].extremes == model.extremes[:2]
     assert [len(getattr(model, n)) for n in ("cross_sections", "reinforced_sections")] == [2, 2]
@@ -419,3 +427,89 @@ def test_patterns_need_a_member_that_knows_its_concrete():
         by_hand.create_bar_layer_between(2, 0.02, steel, cover=0.03)
     with pytest.raises(TypeError, match="'count' must be an int, not float"):
         member._rcs.create_bar_layer_between(2.0, 0.02, steel, z=0, y_from=0, y_to=0.1)
+
+
+@pytest.mark.parametrize(
+    "kind, parameters, same_as",
+    [
+        (
+            "TGREV",
+            {"Height": 0.75, "Width": 1.2, "TopFlangeWidth": 0.15, "WallWidth": 0.3},
+            InvertedTSection(1.2, 0.75, 0.15, 0.3),
+        ),
+        (
+            "IGN",
+            {"H": 1.0, "Bh": 0.6, "Bs": 0.4, "Ts": 0.2, "Th": 0.15, "Tw": 0.2},
+            ISection(1.0, 0.6, 0.15, 0.2, 0.4, 0.2),
+        ),
+        ("TRAPEZOID", {"H": 0.6, "Bb": 0.5, "Bt": 0.3}, TrapezoidSection(0.6, 0.3, 0.5)),
+    ],
+)
+def test_ideas_parametric_types_are_drawn_and_checked_as_the_shapes(kind, parameters, same_as):
+    model = OpenModel()
+    mat = model.create_matconcrete_ec2(o.ConcreteMaterial.C30_37)
+    cs = model.create_cross_section_parameter(getattr(o.CrossSectionType, kind), mat, **parameters)
+    p, q = model.section_properties(cs), same_as.section_properties()
+    assert [p[k] for k in ("gross_area", "second_moment_y", "z_bottom", "z_top")] == pytest.approx(
+        [q[k] for k in ("gross_area", "second_moment_y", "z_bottom", "z_top")]
+    )
+    rcs = model.create_reinforced_cross_section(cs)
+    rcs.create_bar(
+        (0, q["z_top"] + 0.01),
+        0.02,
+        model.create_matreinforcement_ec2(o.ReinforcementMaterial.B_500B),
+    )
+    assert [f.field for f in model.validate() if f.object_type == "ReinforcedCrossSection"] == [
+        "bars[0]"
+    ]
+
+
+@pytest.mark.parametrize(
+    "outline, area, centroid, bounds",
+    [
+        # a half disc of radius 0.5 above y: the arc passes its top quadrant point
+        (
+            [(0.5, 0), ((-0.5, 0), (0, 0.5))],
+            math.pi / 8,
+            (0, 2 / (3 * math.pi)),
+            (-0.5, 0.5, 0, 0.5),
+        ),
+        # a quarter disc swept clockwise from the top to the right
+        (
+            [(0, 0), (0, 0.5), ((0.5, 0), (0.5 / math.sqrt(2), 0.5 / math.sqrt(2)))],
+            math.pi / 16,
+            (2 / (3 * math.pi),) * 2,
+            (0, 0.5, 0, 0.5),
+        ),
+        # an arc that passes no quadrant point: the chord's ends bound it
+        (
+            [(0, 0), (0.4, 0.3), ((0.3, 0.4), (0.5 / math.sqrt(2), 0.5 / math.sqrt(2)))],
+            None,
+            None,
+            (0, 0.4, 0, 0.4),
+        ),
+    ],
+)
+def test_general_outlines_with_arcs_have_exact_extreme_fibres(outline, area, centroid, bounds):
+    shape = GeneralShape(outline)
+    p = shape.section_properties()
+    assert (shape.y_left, shape.y_right, shape.z_bottom, shape.z_top) == pytest.approx(
+        bounds, abs=1e-12
+    )
+    if area is not None:
+        assert p["concrete_area"] == pytest.approx(area, rel=1e-5)
+        assert p["centroid"] == pytest.approx(centroid, rel=1e-4)
+
+
+def test_a_section_whose_concrete_is_not_known_still_draws_its_bars():
+    model = OpenModel()
+    mat = model.create_matconcrete_ec2(o.ConcreteMaterial.C30_37)
+    cs = model.create_cross_section_parameter(o.CrossSectionType.IGH, mat, H=1.0)
+    rcs = model.create_reinforced_cross_section(cs, "R <1>")
+    rcs.create_bar((0, 0), 0.02, model.create_matreinforcement_ec2(o.ReinforcementMaterial.B_500B))
+    root = ET.fromstring(model.svg(rcs))
+    assert root.find(f"{SVG}text").text == "R <1> (concrete not drawn)"
+    assert root.find(f".//{SVG}path[@class='concrete']") is None
+    assert len(root.findall(f".//{SVG}circle")) == 1
+    with pytest.raises(ValueError, match="not known"):
+        model.section_properties(rcs)

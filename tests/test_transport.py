@@ -8,6 +8,7 @@ import gzip
 import http.client
 import json
 import os
+import select
 import socket
 import subprocess
 import sys
@@ -204,25 +205,36 @@ def test_server_replies_with_json_errors():
 def test_clients_that_trickle_their_requests_cannot_silence_the_server():
     with serving(make_server(request_timeout=0.5)) as url:
         host, port = url[7:].split(":")
-        # More than waitress's connection limit, each sending a byte of its head at a time.
-        tricklers = [socket.create_connection((host, int(port)), timeout=5) for _ in range(100)]
+        # More than waitress's connection limit: half send nothing, half a byte of their head at
+        # a time.
+        silent = [socket.create_connection((host, int(port)), timeout=5) for _ in range(50)]
+        tricklers = [socket.create_connection((host, int(port)), timeout=5) for _ in range(50)]
         answered: list = []
         client = threading.Thread(target=lambda: answered.append(request(url, "GET", "/health")))
         client.start()
+        refusals = set()
         try:
             for _ in range(40):  # 4 s at most
                 if not client.is_alive():
                     break
+                replied, _, _ = select.select(tricklers, [], [], 0)
                 for trickler in tricklers:
                     with contextlib.suppress(OSError):
-                        trickler.send(b"G")
+                        if trickler in replied:
+                            refusals.add(trickler.recv(13))
+                        else:
+                            trickler.send(b"G")
                 time.sleep(0.1)
             client.join(10)
             assert answered == [(200, {"status": "ok"})]
-            assert tricklers[0].recv(100).startswith(b"HTTP/1.1 408 ")
+            for trickler in select.select(tricklers, [], [], 5)[0]:
+                with contextlib.suppress(OSError):
+                    refusals.add(trickler.recv(13))
+            assert refusals == {b"HTTP/1.1 408 "}
+            assert [connection.recv(1) for connection in silent] == [b""] * len(silent)
         finally:
-            for trickler in tricklers:
-                trickler.close()
+            for connection in silent + tricklers:
+                connection.close()
 
 
 def test_served_from_the_command_line(monkeypatch, tmp_path):

@@ -12,6 +12,9 @@ void bind_model(nb::module_ &m);
 
 // Section prototypes, members and the member-oriented Model.
 void bind_members(nb::module_ &m);
+// A member of the class named `member_class` on `rcs` and `check_section`, made by `model`.
+nb::object made_member(const char *member_class, nb::handle rcs, nb::handle check_section,
+                       nb::handle model);
 
 // The common section shapes (TSection, CircleSection, ...) beside RectSection and GeneralShape.
 void bind_shapes(nb::module_ &m);
@@ -37,6 +40,9 @@ void bind_results(nb::module_ &m);
 
 // The check table of a result file: check_table(), CheckTable and ResultTable.
 void bind_table(nb::module_ &m);
+
+// The tables of a study: _stack_tables(), the variants' tables led by their parameters.
+void bind_study(nb::module_ &m);
 
 // OpenModel.from_xml: input XML read back into a model.
 void bind_reader(nb::module_ &m);

@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <new>
+#include <string>
 
 #include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
@@ -37,6 +38,34 @@ constexpr KnownFailure kKnownFailures[] = {
     {"Failed calculation",
      "Idea analysis cannot be completed, please check input, license and server"},
 };
+
+// What to configure when the worker found no RCS service ("Marlox Idea link not found"), or
+// nothing when there is no advice to give: the embedded platform's worker runs in this process
+// and reads its service from this environment, a served platform's worker from its own.
+std::string link_hint() {
+    const std::string where = "; see \"Running IDEA StatiCa RCS\" in the README of marlox.local.";
+    if (!nb::module_::import_("marlox.core").attr("_platform")().is_none()) {
+        return "The platform's \"idearcs\" worker found no IDEA StatiCa RCS service: "
+               "MARLOX_IDEA_RCS_URL (a running RCS REST service) or MARLOX_IDEA_RCS_EXE (its "
+               "executable) must name one where that worker runs" +
+               where;
+    }
+    nb::object get = nb::module_::import_("os").attr("environ").attr("get");
+    if (truthy(get("MARLOX_IDEA_RCS_URL")) || truthy(get("MARLOX_IDEA_RCS_EXE"))) return {};
+    return "No IDEA StatiCa RCS service is configured for the embedded platform: set "
+           "MARLOX_IDEA_RCS_URL to the address of a running RCS REST service, or "
+           "MARLOX_IDEA_RCS_EXE to its executable, IdeaStatiCa.RcsRestApi.exe" +
+           where;
+}
+
+// Raise marlox.errors.ExecutionError(message), with `note` added (PEP 678) unless it is empty.
+[[noreturn]] void raise_with_note(const char *message, const std::string &note) {
+    nb::object cls = nb::module_::import_("marlox.errors").attr("ExecutionError");
+    nb::object error = cls(message);
+    if (!note.empty()) error.attr("add_note")(note.c_str());
+    PyErr_SetObject(cls.ptr(), error.ptr());
+    throw_python();
+}
 
 void init(nb::handle self, nb::handle input_file, nb::handle return_result_xml,
           nb::handle return_rcs_file) {
@@ -85,7 +114,8 @@ nb::object handle_execution_error(nb::handle, nb::handle message) {
     for (const KnownFailure &failure : kKnownFailures) {
         if (std::strlen(failure.worker_text) == static_cast<size_t>(size) &&
             std::memcmp(failure.worker_text, text, static_cast<size_t>(size)) == 0) {
-            raise_sdk_error("ExecutionError", failure.message);
+            if (&failure != &kKnownFailures[0]) raise_sdk_error("ExecutionError", failure.message);
+            raise_with_note(failure.message, link_hint());
         }
     }
     return nb::none();
@@ -124,11 +154,13 @@ constexpr const char *kJobContentDoc =
 
 constexpr const char *kHandleErrorDoc =
     "Raise ``ExecutionError`` for a known failure text of the worker; return None for any\n"
-    "other text.";
+    "other text. When the worker found no RCS service, the error carries a note that says\n"
+    "what to configure.";
 
 constexpr const char *kOutputDoc =
     "The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when\n"
-    "``as_file`` is true. ``execute`` must have been called first.";
+    "``as_file`` is true. ``execute`` must have been called first; without results (before\n"
+    "it, or after one that failed, saying why) the SDK raises ``ExecutionError``.";
 
 constexpr const char *kRcsFileDoc =
     "The .ideaRcs project file made from the input: a ``BytesIO``, or a ``File`` when\n"

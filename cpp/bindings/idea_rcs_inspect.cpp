@@ -116,6 +116,41 @@ nb::list all_extremes(ModelBase &model) {
     return out;
 }
 
+// The object of `list` whose id is the id of the reference `ref`, or None.
+nb::object referred(const nb::list &list, nb::handle ref) {
+    if (ref.is_none()) return nb::none();
+    nb::object id = ref.attr("id");
+    for (nb::handle item : list)
+        if (item.attr("id").equal(id)) return nb::borrow(item);
+    return nb::none();
+}
+
+// A member for each check section, of the class its member data's type names.
+nb::list members_of(nb::handle self) {
+    ModelBase &m = nb::cast<ModelBase &>(self);
+    nb::list out;
+    for (nb::handle section : m.check_section) {
+        nb::object rcs = referred(m.reinforced_cross_section, section.attr("reinf_section"));
+        if (rcs.is_none()) continue;
+        nb::object check_member = section.attr("check_member");
+        const char *cls = "Member";
+        for (nb::handle data : m.attribute) {
+            if (check_member.is_none() ||
+                !data.attr("member").attr("id").equal(check_member.attr("id")))
+                continue;
+            const std::string type =
+                nb::cast<std::string>(nb::str(data.attr("member_type").attr("name")));
+            cls = type == "BEAM"        ? "Beam"
+                  : type == "COLUMN"    ? "CompressionMember"
+                  : type == "BEAM_SLAB" ? "OneWaySlab"
+                                        : "Member";
+            break;
+        }
+        out.append(made_member(cls, rcs, section, self));
+    }
+    return out;
+}
+
 std::string plural(size_t n, const char *one, const char *many) {
     return std::to_string(n) + " " + (n == 1 ? one : many);
 }
@@ -282,6 +317,17 @@ void bind_inspect(nb::module_ &m) {
                     .attr("property")(extremes, nb::none(), nb::none(),
                                       "The load extremes of every check section, section by "
                                       "section, in order. A new list."));
+    nb::object members =
+        nb::cpp_function(&members_of, nb::is_method(), nb::name("members"), nb::scope(model),
+                         nb::sig("def members(self) -> list[Member]"));
+    nb::setattr(model, "members",
+                nb::module_::import_("builtins")
+                    .attr("property")(members, nb::none(), nb::none(),
+                                      "A member for each check section, in order, of the class "
+                                      "its member data names (Beam, CompressionMember, "
+                                      "OneWaySlab; Member for another type): new objects on "
+                                      "the model's own reinforced sections and check sections, "
+                                      "also for a model read from XML."));
     nb::setattr(
         model, "__repr__",
         nb::cpp_function(&model_repr, nb::is_method(), nb::name("__repr__"), nb::scope(model)));

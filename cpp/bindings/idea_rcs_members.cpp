@@ -490,10 +490,7 @@ nb::object create_member(const char *member_class, const char *member_type, nb::
             name, rcs_name, exposure_classes, coeff_kx, creep_coefficient, relative_humidity,
             "design_member_name"_a = design_member_name);
         auto [rcs, check_section] = unpack_pair(made);
-        nb::object member = module_class(member_class)(rcs, check_section);
-        if (nb::isinstance<MemberHandles>(member))
-            nb::cast<MemberHandles &>(member).model = nb::borrow(self);
-        return member;
+        return made_member(member_class, rcs, check_section, self);
     } catch (...) {
         if (marks) marks->restore();  // the error is held by the exception in flight, not set
         throw;
@@ -601,6 +598,14 @@ void bind_model_facade(nb::module_ &m) {
 }
 
 }  // namespace
+
+nb::object made_member(const char *member_class, nb::handle rcs, nb::handle check_section,
+                       nb::handle model) {
+    nb::object member = module_class(member_class)(rcs, check_section);
+    if (nb::isinstance<MemberHandles>(member))
+        nb::cast<MemberHandles &>(member).model = nb::borrow(model);
+    return member;
+}
 
 void bind_members(nb::module_ &m) {
     bind_abstract_method(m);

@@ -22,5 +22,6 @@ NB_MODULE(idea_rcs, m) {
     marlox::py::bind_analysis(m);
     marlox::py::bind_results(m);
     marlox::py::bind_table(m);
+    marlox::py::bind_study(m);
     marlox::py::bind_reader(m);
 }

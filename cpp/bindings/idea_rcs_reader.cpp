@@ -366,11 +366,25 @@ class ModelSink : public input_read::Sink {
     std::unordered_map<const schema::Type *, Layout> layouts_;
 };
 
+// reader.feed. The interpreter's handler for an encoding that expat does not know leaves its
+// exception set when it cannot make a table (LookupError for an unknown codec, ValueError for a
+// multi-byte one); expat then stops with an error of its own. The handler's exception is the
+// one ElementTree raises for the document, so it is raised here, before anything else calls
+// into the interpreter with it still set.
+void feed(input_read::Reader &reader, const char *data, std::size_t len, bool final) {
+    try {
+        reader.feed(data, len, final);
+    } catch (...) {
+        if (PyErr_Occurred()) throw_python();
+        throw;
+    }
+}
+
 void feed_buffer(input_read::Reader &reader, nb::handle data) {
     Py_buffer view{};
     if (PyObject_GetBuffer(data.ptr(), &view, PyBUF_SIMPLE) != 0) throw_python();
     try {
-        reader.feed(static_cast<const char *>(view.buf), (std::size_t)view.len, false);
+        feed(reader, static_cast<const char *>(view.buf), (std::size_t)view.len, false);
     } catch (...) {
         PyBuffer_Release(&view);
         throw;
@@ -385,7 +399,9 @@ void read_stream(input_read::Reader &reader, nb::handle stream) {
         if (!PyObject_CheckBuffer(chunk.ptr()))
             fail(ErrorKind::Type, std::string("from_xml() needs a binary stream; read() gave ") +
                                       nb::inst_name(chunk).c_str());
-        if (PyObject_Length(chunk.ptr()) == 0) break;
+        const Py_ssize_t size = PyObject_Length(chunk.ptr());
+        if (size < 0) throw_python();
+        if (size == 0) break;
         feed_buffer(reader, chunk);
     }
 }
@@ -423,7 +439,7 @@ nb::object from_xml(nb::handle cls, nb::handle source) {
              std::string("from_xml() takes a path, a binary stream or bytes, not ") +
                  nb::inst_name(source).c_str());
     }
-    reader.feed("", 0, true);
+    feed(reader, "", 0, true);
     return model;
 }
 
@@ -450,7 +466,9 @@ void bind_reader(nb::module_ &m) {
                         "that name.\n\n"
                         "Raises xml.etree.ElementTree.ParseError for a document that is "
                         "not XML (as ElementTree reports it, billion-laughs expansion "
-                        "included), and ValueError naming the element and its line for "
+                        "included), what ElementTree raises for a declared encoding that the "
+                        "interpreter cannot read (LookupError, ValueError), and ValueError "
+                        "naming the element and its line for "
                         "anything the model cannot hold: an element or xsi:type it does "
                         "not know, a value that does not parse or that the object refuses, "
                         "a duplicated id, a reference to an id the document lacks, a "

@@ -73,12 +73,11 @@ nb::object float_from_text(std::string_view text) {
 const Et &et() {
     static Et value{};
     if (value.module == nullptr) {
-        PyObject *module = PyImport_ImportModule("xml.etree.ElementTree");
-        if (module == nullptr) throw_python();
-        Et v{module, PyObject_GetAttrString(module, "Element"),
-             PyObject_GetAttrString(module, "SubElement")};
-        if (v.element == nullptr || v.sub_element == nullptr) throw_python();
-        value = v;
+        // One call at a time: none is made while an earlier one's error is set.
+        nb::object module = steal_or_throw(PyImport_ImportModule("xml.etree.ElementTree"));
+        nb::object element = steal_or_throw(PyObject_GetAttrString(module.ptr(), "Element"));
+        nb::object sub = steal_or_throw(PyObject_GetAttrString(module.ptr(), "SubElement"));
+        value = Et{module.release().ptr(), element.release().ptr(), sub.release().ptr()};
     }
     return value;
 }

@@ -142,7 +142,14 @@ bool feed_object(DocState &doc, PyObject *data, bool final) {
             done += n;
         } while (ok && done < len);
     }
-    if (have_view) PyBuffer_Release(&view);
+    if (have_view) {
+        // The exception of the host's unknown-encoding handler waits while the view goes (its
+        // release may call into the interpreter).
+        PyObject *type, *value, *tb;
+        PyErr_Fetch(&type, &value, &tb);
+        PyBuffer_Release(&view);
+        PyErr_Restore(type, value, tb);
+    }
     if (PyErr_Occurred()) throw_python();  // from the host's unknown-encoding handler
     return ok;
 }

@@ -80,8 +80,12 @@ struct SectionIterator {
 
     ~SectionIterator() {
         if (close_source && source.is_valid() && state != State::Finished) {
+            // A deallocation may come while an exception is being raised: it stays as it was.
+            PyObject *type, *value, *tb;
+            PyErr_Fetch(&type, &value, &tb);
             nb::object r = nb::steal(PyObject_CallMethod(source.ptr(), "close", nullptr));
             if (!r.is_valid()) PyErr_WriteUnraisable(source.ptr());
+            PyErr_Restore(type, value, tb);
         }
         // The tree stays for the sections handed out; expat's parser is not needed any more.
         if (doc) doc->scanner->close();

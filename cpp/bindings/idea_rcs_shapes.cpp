@@ -300,6 +300,35 @@ void bind_shape(nb::module_ &m, const ShapeClass &cls) {
 
 void bind_shapes(nb::module_ &m) {
     for (const ShapeClass &cls : shape_classes()) bind_shape(m, cls);
+    // Reprs for the two first prototypes too.
+    nb::object rect = m.attr("RectSection"), general = m.attr("GeneralShape");
+    nb::setattr(rect, "__repr__",
+                nb::cpp_function(
+                    [](nb::handle self) {
+                        return nb::str("RectSection(width={!r}, height={!r})")
+                            .format(self.attr("_width"), self.attr("_height"));
+                    },
+                    nb::is_method(), nb::name("__repr__"), nb::scope(rect)));
+    nb::setattr(
+        general, "__repr__",
+        nb::cpp_function(
+            [](nb::handle self) {
+                auto count = [](nb::handle value) -> Py_ssize_t {
+                    const Py_ssize_t n = PyObject_Length(value.ptr());
+                    if (n < 0) PyErr_Clear();
+                    return n;
+                };
+                std::string text = nb::cast<std::string>(self.type().attr("__name__")) + "(";
+                const Py_ssize_t vertices = count(self.attr("_outline"));
+                text += vertices < 0 ? std::string("an outline")
+                                     : std::to_string(vertices) + " vertices";
+                nb::object openings = self.attr("_openings");
+                const Py_ssize_t holes = openings.is_none() ? 0 : count(openings);
+                if (holes > 0)
+                    text += ", " + std::to_string(holes) + (holes == 1 ? " opening" : " openings");
+                return text + ")";
+            },
+            nb::is_method(), nb::name("__repr__"), nb::scope(general)));
 }
 
 }  // namespace marlox::py

@@ -2,6 +2,7 @@
 // parser's scanner and the core's table builder (core/check_table.hpp), and the CheckTable and
 // ResultTable classes (their conversions are in idea_rcs_table_convert.cpp).
 #include <nanobind/stl/string.h>
+#include <nanobind/stl/tuple.h>
 #include <nanobind/stl/vector.h>
 
 #include <algorithm>
@@ -15,6 +16,7 @@
 #include "core/check_table.hpp"
 #include "core/error.hpp"
 #include "core/governing.hpp"
+#include "core/table_bytes.hpp"
 
 namespace marlox::py::results {
 
@@ -123,8 +125,10 @@ std::string shown(const nb::object &o) {
     return nb::cast<std::string>(steal_or_throw(PyObject_Str(o.ptr())));
 }
 
-// float(text), for the texts the core leaves to the interpreter.
+// float(text), for the texts the core leaves to the interpreter. The table builder runs without
+// the interpreter lock: this takes it.
 bool host_number(std::string_view text, double &out) {
+    nb::gil_scoped_acquire acquire;
     nb::object s = nb::steal(PyUnicode_DecodeUTF8(text.data(), (Py_ssize_t)text.size(), "strict"));
     PyObject *f = s.is_valid() ? PyFloat_FromString(s.ptr()) : nullptr;
     if (f == nullptr) {
@@ -181,11 +185,20 @@ struct Scan {
                                             ": the id does not fit the check table's 64-bit "
                                             "section column");
                 }
-                try {
-                    builder.add_section(doc->dom(), node, id.value);
-                } catch (const NumberError &e) {
-                    raise_number_error(e);
+                // The rows are built without the interpreter lock, so that threads reading
+                // other files build theirs meanwhile (the document is this scan's own).
+                bool bad_number = false;
+                NumberError error;
+                {
+                    nb::gil_scoped_release release;
+                    try {
+                        builder.add_section(doc->dom(), node, id.value);
+                    } catch (const NumberError &e) {
+                        bad_number = true;
+                        error = e;
+                    }
                 }
+                if (bad_number) raise_number_error(error);
             }
             builder_.clear(node);
         }
@@ -308,6 +321,26 @@ nb::object check_table(nb::handle source, nb::handle sections, nb::handle famili
     return nb::cast(std::move(t));
 }
 
+// Pickling: a table as bytes (core/table_bytes.hpp), written and read without the lock.
+nb::bytes table_bytes(const TablePtr &t) {
+    std::string out;
+    {
+        nb::gil_scoped_release release;
+        out = marlox::table::to_bytes(*t);
+    }
+    return nb::bytes(out.data(), out.size());
+}
+
+TablePtr table_from(const nb::bytes &state) {
+    const std::string_view in(state.c_str(), state.size());
+    Table t;
+    {
+        nb::gil_scoped_release release;
+        t = marlox::table::from_bytes(in);
+    }
+    return std::make_shared<const Table>(std::move(t));
+}
+
 nb::object result_table(Table &&t) {
     ResultTable r;
     r.table = std::make_shared<const Table>(std::move(t));
@@ -360,6 +393,13 @@ void bind_table(nb::module_ &m) {
 
     nb::class_<ResultTable>(m, "ResultTable", kTableDoc)
         .def("__len__", [](const ResultTable &t) { return t.table->rows(); })
+        .def(
+            "__getstate__", [](const ResultTable &t) { return table_bytes(t.table); },
+            nb::sig("def __getstate__(self) -> object"))
+        .def(
+            "__setstate__",
+            [](ResultTable &t, const nb::bytes &state) { new (&t) ResultTable{table_from(state)}; },
+            nb::sig("def __setstate__(self, state: object) -> None"))
         .def_prop_ro(
             "num_rows", [](const ResultTable &t) { return t.table->rows(); }, "The number of rows.")
         .def_prop_ro(
@@ -435,6 +475,22 @@ void bind_table(nb::module_ &m) {
         });
 
     nb::class_<CheckTable, ResultTable>(m, "CheckTable", kCheckTableDoc)
+        .def(
+            "__getstate__",
+            [](const CheckTable &t) {
+                return nb::make_tuple(table_bytes(t.table), table_bytes(t.overall), t.unit_system);
+            },
+            nb::sig("def __getstate__(self) -> object"))
+        .def(
+            "__setstate__",
+            [](CheckTable &t, const std::tuple<nb::bytes, nb::bytes, std::string> &state) {
+                CheckTable made;
+                made.table = table_from(std::get<0>(state));
+                made.overall = table_from(std::get<1>(state));
+                made.unit_system = std::get<2>(state);
+                new (&t) CheckTable(std::move(made));
+            },
+            nb::sig("def __setstate__(self, state: object) -> None"))
         .def_prop_ro(
             "unit_system", [](const CheckTable &t) { return t.unit_system; },
             "\"SI\" or \"engineering\", as asked for.")

@@ -263,7 +263,8 @@ void bind_validate(nb::module_ &m) {
                          "torsion (a warning); check sections with extremes, and extremes "
                          "with a loading.\n\nParametric sections are checked against "
                          "their bars where IDEA StatiCa RCS's placement (centroid on the "
-                         "origin) is certain: RECT, O and TG; the other types are not."));
+                         "origin) is certain, RECT, O and TG, and likewise TGREV, IGN and "
+                         "TRAPEZOID; the haunched and chamfered types are not."));
     nb::setattr(
         model, "ensure_valid",
         nb::cpp_function(&ensure_valid, nb::is_method(), nb::name("ensure_valid"), nb::scope(model),

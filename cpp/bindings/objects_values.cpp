@@ -42,6 +42,12 @@ nb::object check_number(const std::string &context, const Field &field, nb::hand
     return nb::borrow(value);
 }
 
+nb::object item_or_throw(nb::handle sequence, Py_ssize_t i) {
+    PyObject *item = PySequence_GetItem(sequence.ptr(), i);
+    if (item == nullptr) throw_python();
+    return nb::steal(item);
+}
+
 // A point (y, z) as a tuple of two checked numbers.
 nb::object check_point(const std::string &context, const char *argument, nb::handle value) {
     if (PyUnicode_Check(value.ptr()) || !PySequence_Check(value.ptr()) ||
@@ -50,9 +56,8 @@ nb::object check_point(const std::string &context, const char *argument, nb::han
         fail(ErrorKind::Type, context + ": '" + argument +
                                   "' must be a point (y, z) of two numbers, not " + text_of(value));
     }
-    nb::object y = nb::steal(PySequence_GetItem(value.ptr(), 0));
-    nb::object z = nb::steal(PySequence_GetItem(value.ptr(), 1));
-    if (!y.is_valid() || !z.is_valid()) throw_python();
+    nb::object y = item_or_throw(value, 0);  // the second item is not asked for after a failure
+    nb::object z = item_or_throw(value, 1);
     for (nb::handle c : {nb::handle(y), nb::handle(z)}) {
         if (!is_number(c))
             fail(ErrorKind::Type, context + ": '" + argument +
@@ -91,9 +96,8 @@ nb::object check_polyline(const std::string &context, const char *argument, nb::
             if (i == 0)
                 value_error(context, where.c_str(),
                             "must be a point: a polyline starts at a point");
-            nb::object end = nb::steal(PySequence_GetItem(item.ptr(), 0));
-            nb::object on_arc = nb::steal(PySequence_GetItem(item.ptr(), 1));
-            if (!end.is_valid() || !on_arc.is_valid()) throw_python();
+            nb::object end = item_or_throw(item, 0);
+            nb::object on_arc = item_or_throw(item, 1);
             out.append(nb::make_tuple(check_point(context, where.c_str(), end),
                                       check_point(context, where.c_str(), on_arc)));
         } else {

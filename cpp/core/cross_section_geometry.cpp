@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "core/error.hpp"
+#include "core/section_shapes.hpp"
 
 namespace marlox::cross_section {
 
@@ -71,6 +72,8 @@ Shape parametric(const Value &cs) {
     } else if (type == "Tg" && positive("Height", a) && positive("Width", b) &&
                positive("TopFlangeWidth", c) && positive("WallWidth", d) && c < a && d <= b) {
         s.regions.push_back(region(tee(a, b, c, d), {}));
+    } else if (std::vector<Edge> edges; shapes::parametric_outline(type, *parameters, edges)) {
+        s.regions.push_back(region(std::move(edges), {}));
     } else {
         return s;
     }

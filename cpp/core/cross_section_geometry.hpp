@@ -8,8 +8,10 @@
 //   O     a circle of diameter D;
 //   TG    a T: flange Width wide and TopFlangeWidth thick at the top, web WallWidth wide,
 //         Height overall.
-// The other parametric types are not drawn and not checked against their bars: what IDEA
-// makes of their parameters is not certain enough to report an error.
+// TGREV, IGN and TRAPEZOID are drawn and checked on their centroid too, as the common shapes
+// (core/section_shapes) draw them. The other parametric types (the haunched and chamfered
+// ones) are not drawn and not checked against their bars: what IDEA makes of their parameters
+// is not certain enough to report an error.
 #pragma once
 
 #include <string>

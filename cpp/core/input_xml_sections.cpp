@@ -50,19 +50,41 @@ bool is_arc(const Value &entry) {
            entry.items[0].type == Value::Type::Array;
 }
 
+// Whether two points [y, z] (checked by point()) are the same place: -0 is 0, as the reader
+// compares them.
+bool same_point(const Value &a, const Value &b) {
+    return a.items[0].number == b.items[0].number && a.items[1].number == b.items[1].number;
+}
+
 // A polyline: start point, then line segments to points and arc segments ((end), (on arc)).
-// Returns whether it ends where it starts.
+// Returns whether it ends where it starts. A polyline that `close_it` closes (an outline or an
+// opening) ends with one line back to its start: points that repeat the start at its end are
+// that line, however many there are, so that the document reads back (the reader drops the
+// closing line) to an outline that writes the same again.
 bool write_polyline(Xml &xml, std::string_view tag, const Reader &owner, std::string_view key,
                     const Value &polyline, size_t min_vertices, bool close_it) {
-    if (polyline.type != Value::Type::Array || polyline.items.size() < min_vertices)
+    if (polyline.type != Value::Type::Array || polyline.items.empty())
         owner.fail_field(key, "must hold at least " + std::to_string(min_vertices) + " vertices");
-    if (is_arc(polyline.items[0])) owner.fail_field(key, "must start at a point, not an arc");
-    const auto start = point(owner, key, polyline.items[0]);
-    std::pair<std::string, std::string> last = start;
+    const Value &first = polyline.items[0];
+    if (is_arc(first)) owner.fail_field(key, "must start at a point, not an arc");
+    const auto start = point(owner, key, first);
+    size_t count = polyline.items.size();
+    while (close_it && count > 1 && !is_arc(polyline.items[count - 1])) {
+        const Value &p = polyline.items[count - 1];
+        point(owner, key, p);
+        if (!same_point(p, first)) break;
+        --count;
+    }
+    if (count < min_vertices) {
+        const bool repeated = count < polyline.items.size();
+        owner.fail_field(key, "must hold at least " + std::to_string(min_vertices) + " vertices" +
+                                  (repeated ? " besides its start repeated at its end" : ""));
+    }
+    const Value *last = &first;
     xml.open(tag);
     write_point(xml, "StartPoint", start);
     xml.open("Segments");
-    for (size_t i = 1; i < polyline.items.size(); ++i) {
+    for (size_t i = 1; i < count; ++i) {
         const Value &entry = polyline.items[i];
         if (is_arc(entry)) {
             const auto end = point(owner, key, entry.items[0]);
@@ -71,15 +93,15 @@ bool write_polyline(Xml &xml, std::string_view tag, const Reader &owner, std::st
             write_point(xml, "EndPoint", end);
             write_point(xml, "Point", on_arc);
             xml.close("Segment2D");
-            last = end;
+            last = &entry.items[0];
         } else {
-            last = point(owner, key, entry);
             xml.open("Segment2D", "LineSegment2D");
-            write_point(xml, "EndPoint", last);
+            write_point(xml, "EndPoint", point(owner, key, entry));
             xml.close("Segment2D");
+            last = &entry;
         }
     }
-    const bool closed = last == start;
+    const bool closed = same_point(*last, first);
     if (close_it && !closed) {
         xml.open("Segment2D", "LineSegment2D");
         write_point(xml, "EndPoint", start);

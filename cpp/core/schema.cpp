@@ -375,17 +375,25 @@ std::vector<Type> make_types() {
                  {},
                  "Cross-section of general shape, made of components (outline and openings)."});
     // Types beyond the builder's vocabulary, used inside the objects above.
-    t.push_back({"InternalForces",
-                 "_OpenObject",
-                 false,
-                 {number("n", "N", 0, "Axial force [N].", "0.0"),
-                  number("qy", "Qy", 0, "Shear force in y [N].", "0.0"),
-                  number("qz", "Qz", 0, "Shear force in z [N].", "0.0"),
-                  number("mx", "Mx", 0, "Torsional moment [N m].", "0.0"),
-                  number("my", "My", 0, "Bending moment about y [N m].", "0.0"),
-                  number("mz", "Mz", 0, "Bending moment about z [N m].", "0.0")},
-                 {},
-                 "Internal forces at a section [N, N m]."});
+    t.push_back(
+        {"InternalForces",
+         "_OpenObject",
+         false,
+         {number("n", "N", 0, "Axial force [N]: tension positive, compression negative.", "0.0"),
+          number("qy", "Qy", 0, "Shear force along +y [N].", "0.0"),
+          number("qz", "Qz", 0, "Shear force along +z [N].", "0.0"),
+          number("mx", "Mx", 0, "Torsional moment about +x [N m].", "0.0"),
+          number("my", "My", 0,
+                 "Bending moment about y [N m]: positive puts the bottom (negative z) "
+                 "in tension.",
+                 "0.0"),
+          number("mz", "Mz", 0,
+                 "Bending moment about z [N m]: positive puts the left side (negative "
+                 "y) in tension.",
+                 "0.0")},
+         {},
+         "Internal forces at a section [N, N m], with IDEA StatiCa RCS's signs: section "
+         "axes y across (to the right) and z upwards, x along the member."});
     t.push_back({"CssComponent",
                  "_OpenObject",
                  false,

@@ -205,6 +205,36 @@ Outline outline(Kind kind, const std::vector<Dimension> &given) {
     return out;
 }
 
+bool parametric_outline(const std::string &type, const json::Value &parameters,
+                        std::vector<geometry::Edge> &out) {
+    struct Form {
+        const char *type;
+        Kind kind;
+        std::vector<const char *> names;  // IDEA's names, in the order of the shape's dimensions
+    };
+    static const Form forms[] = {
+        {"Tgrev", Kind::InvertedTee, {"Width", "Height", "TopFlangeWidth", "WallWidth"}},
+        {"Ign", Kind::I, {"H", "Bh", "Th", "Tw", "Bs", "Ts"}},
+        {"Trapezoid", Kind::Trapezoid, {"H", "Bt", "Bb"}},
+    };
+    for (const Form &form : forms) {
+        if (type != form.type) continue;
+        std::vector<Dimension> dimensions;
+        for (const char *name : form.names) {
+            double value;
+            if (!cross_section::number(parameters, name, value)) return false;
+            dimensions.push_back({name, value});
+        }
+        try {
+            out = geometry::path(outline(form.kind, dimensions).outline, true);
+        } catch (const Error &) {
+            return false;
+        }
+        return true;
+    }
+    return false;
+}
+
 Properties properties(const cross_section::Shape &shape) {
     if (!shape.known || shape.regions.empty())
         fail(ErrorKind::Value, "the concrete of this cross-section is not known");

@@ -45,6 +45,15 @@ std::vector<Dimension> complete(Kind kind, std::vector<Dimension> dimensions);
 // The outline of a shape that is a general shape, centroid on the origin.
 Outline outline(Kind kind, const std::vector<Dimension> &dimensions);
 
+// The outline of an IDEA parametric type that the shapes above also draw, centroid on the
+// origin: TGREV (Height, Width, TopFlangeWidth: the flange's thickness, WallWidth) as an
+// inverted T, IGN (H, Bh and Th: the top flange's width and thickness, Bs and Ts: the bottom
+// flange's, Tw: the web) as an I, TRAPEZOID (H, Bb: bottom width, Bt: top width). The meanings
+// are those of IDEA's public CrossSectionFactory. False for another type, a missing parameter,
+// or parameters that cannot form the shape (validate() reports what it can about them).
+bool parametric_outline(const std::string &type, const json::Value &parameters,
+                        std::vector<geometry::Edge> &out);
+
 // --- properties ---------------------------------------------------------------------------
 
 struct Bounds {

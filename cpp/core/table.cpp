@@ -5,6 +5,8 @@
 #include <limits>
 #include <new>
 
+#include "core/error.hpp"
+
 namespace marlox::table {
 
 Column::Column(std::string name, Type type, std::string unit, bool nullable)
@@ -266,6 +268,43 @@ void write_csv(const Table &table, bool units_in_header,
         }
     }
     if (!out.empty()) sink(out);
+}
+
+Table stack_keyed(const Table &keys, const std::vector<const Table *> &parts, const Table &shape) {
+    if (keys.rows() != parts.size()) {
+        fail(ErrorKind::Value, std::to_string(keys.rows()) + " key rows for " +
+                                   std::to_string(parts.size()) + " tables");
+    }
+    for (const Column &k : keys.columns) {
+        if (shape.find(k.name()) != nullptr) {
+            fail(ErrorKind::Value, "the key column '" + k.name() + "' is a column of the table");
+        }
+    }
+    for (const Table *part : parts) {
+        bool same = part->columns.size() == shape.columns.size();
+        for (std::size_t c = 0; same && c < shape.columns.size(); ++c) {
+            const Column &a = part->columns[c], &b = shape.columns[c];
+            same = a.name() == b.name() && a.type() == b.type() && a.unit() == b.unit();
+        }
+        if (!same) fail(ErrorKind::Value, "the tables to stack differ in their columns");
+    }
+    Table out;
+    for (const Column &k : keys.columns) out.columns.emplace_back(k.name(), k.type(), k.unit());
+    for (const Column &c : shape.columns) {
+        out.columns.emplace_back(c.name(), c.type(), c.unit(), c.nullable());
+    }
+    const std::size_t width = keys.columns.size();
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        const Table &part = *parts[i];
+        for (std::size_t r = 0; r < part.rows(); ++r) {
+            for (std::size_t c = 0; c < width; ++c) out.columns[c].append_from(keys.columns[c], i);
+            for (std::size_t c = 0; c < part.columns.size(); ++c) {
+                out.columns[width + c].append_from(part.columns[c], r);
+            }
+        }
+    }
+    out.shrink();
+    return out;
 }
 
 }  // namespace marlox::table

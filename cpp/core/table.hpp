@@ -130,6 +130,13 @@ struct Table {
     const Column *find(std::string_view name) const noexcept;
 };
 
+// Tables of the same columns one after another, each row led by the key row of its table: row
+// i of `keys` goes before every row of `parts[i]`. The result's columns are those of `keys`,
+// then those of `shape`, which every part must have (name, type and unit alike); `shape` is what
+// the rows look like even when there are no parts. Throws marlox::Error (Value) for a part of
+// other columns, a key column named like one of `shape`, or key rows that do not match the parts.
+Table stack_keyed(const Table &keys, const std::vector<const Table *> &parts, const Table &shape);
+
 // The table as CSV (RFC 4180: comma, CRLF, quotes where a text needs them), in pieces of about
 // 64 KiB handed to `sink`. A header row names the columns, each followed by its unit in
 // brackets when it has one and `units_in_header` is set. Missing values are empty fields;

@@ -12,7 +12,7 @@ import threading
 import time
 import urllib.error
 import urllib.request
-from collections.abc import Mapping
+from collections.abc import Callable, Mapping
 from typing import Any, BinaryIO, TextIO
 
 from .errors import InternalError
@@ -67,8 +67,14 @@ class File:
         """The whole content as bytes."""
         if self._data is not None:
             return self._data
-        with open(self._path, "rb") as stream:  # type: ignore[arg-type]
+        with open(self._source(), "rb") as stream:
             return stream.read()
+
+    def _source(self) -> str:
+        # A file without its data in memory reads from its path.
+        if self._path is None:
+            raise ValueError("The file has neither content nor a path")
+        return self._path
 
     def getvalue(self, encoding: str = "utf-8") -> str:
         """The whole content decoded as text."""
@@ -78,7 +84,7 @@ class File:
         """A new binary stream over the content, positioned at its start."""
         if self._data is not None:
             return io.BytesIO(self._data)
-        return open(self._path, "rb")  # type: ignore[arg-type]  # noqa: SIM115
+        return open(self._source(), "rb")  # noqa: SIM115
 
     def open(self, encoding: str = "utf-8") -> TextIO:
         """A new text stream over the content, positioned at its start."""
@@ -105,8 +111,8 @@ def _platform_message(raw: bytes) -> str:
         reply = json.loads(text)
     except ValueError:
         reply = None
-    if isinstance(reply, dict) and isinstance(reply.get("error"), str):
-        return reply["error"]
+    if isinstance(reply, dict) and isinstance(error := reply.get("error"), str):
+        return error
     if len(text) > 500:
         text = text[:500] + "..."
     return text or "(empty reply)"
@@ -144,28 +150,55 @@ class _Deadline:
         self._timer.cancel()
 
 
+def _watched(
+    connection: http.client.HTTPConnection, deadline: _Deadline, connect: Callable[[], None]
+) -> None:
+    connection.timeout = max(0.001, deadline.remaining())
+    connect()
+    deadline.watch(connection.sock)
+
+
+class _HTTPConnection(http.client.HTTPConnection):
+    def __init__(self, host: str, deadline: _Deadline | None = None, **options: Any) -> None:
+        super().__init__(host, **options)
+        self.deadline = deadline
+
+    def connect(self) -> None:
+        assert self.deadline is not None
+        _watched(self, self.deadline, super().connect)
+
+
+class _HTTPSConnection(http.client.HTTPSConnection):
+    def __init__(self, host: str, deadline: _Deadline | None = None, **options: Any) -> None:
+        super().__init__(host, **options)
+        self.deadline = deadline
+
+    def connect(self) -> None:
+        assert self.deadline is not None
+        _watched(self, self.deadline, super().connect)
+
+
+class _HTTPHandler(urllib.request.HTTPHandler):
+    def __init__(self, deadline: _Deadline) -> None:
+        super().__init__()
+        self.deadline = deadline
+
+    def http_open(self, request: urllib.request.Request) -> http.client.HTTPResponse:
+        return self.do_open(_HTTPConnection, request, deadline=self.deadline)
+
+
+class _HTTPSHandler(urllib.request.HTTPSHandler):
+    def __init__(self, deadline: _Deadline) -> None:
+        super().__init__()
+        self.deadline = deadline
+
+    def https_open(self, request: urllib.request.Request) -> http.client.HTTPResponse:
+        return self.do_open(_HTTPSConnection, request, deadline=self.deadline)
+
+
 def _opener(deadline: _Deadline) -> urllib.request.OpenerDirector:
     """An opener (proxies of the environment, HTTPS) whose connections the deadline watches."""
-
-    def factory(base):
-        class Connection(base):
-            def connect(self) -> None:
-                self.timeout = max(0.001, deadline.remaining())
-                super().connect()
-                deadline.watch(self.sock)
-
-        return Connection
-
-    class HTTPHandler(urllib.request.HTTPHandler):
-        def http_open(self, request):
-            return self.do_open(factory(http.client.HTTPConnection), request)
-
-    class HTTPSHandler(urllib.request.HTTPSHandler):
-        def https_open(self, request):
-            connection = factory(http.client.HTTPSConnection)
-            return self.do_open(connection, request, context=self._context)
-
-    return urllib.request.build_opener(HTTPHandler, HTTPSHandler)
+    return urllib.request.build_opener(_HTTPHandler(deadline), _HTTPSHandler(deadline))
 
 
 #: Failures of the connection itself, which an idempotent request rides out by retrying.

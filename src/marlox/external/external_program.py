@@ -18,7 +18,8 @@ import io
 import json
 import logging
 import time
-from typing import Any
+from collections.abc import Callable
+from typing import Any, Protocol, TypeVar, cast
 
 from .. import core
 from ..errors import ExecutionError, InternalError
@@ -26,6 +27,7 @@ from ..errors import ExecutionError, InternalError
 __all__ = ["ExternalProgram"]
 
 log = logging.getLogger("marlox.external")
+_T = TypeVar("_T")
 
 #: Seconds :meth:`ExternalProgram.execute` waits for a job unless told otherwise.
 DEFAULT_TIMEOUT = 3600.0
@@ -40,7 +42,7 @@ REQUEST_TIMEOUT = 30.0
 CANCEL_TIMEOUT = 5.0
 
 
-class _JobContent(dict):
+class _JobContent(dict[str, Any]):
     """The content of a job: a record of keyword fields, sent to the worker as a JSON object.
 
     It is a ``dict`` of its fields (so ``json.dumps`` takes it as it is) whose fields can also be
@@ -70,16 +72,31 @@ def _abridged(value: Any) -> str:
     return text if len(text) <= 60 else text[:57] + "..."
 
 
+class _Jobs(Protocol):
+    """A platform's job API as :meth:`ExternalProgram.execute` uses it."""
+
+    def submit(
+        self, integration: str, version: int, content: dict[str, Any], timeout: float
+    ) -> str: ...
+    def status(self, job_id: str, timeout: float) -> dict[str, Any]: ...
+    def pause(self, job_id: str, seconds: float) -> None: ...
+    def result(self, job_id: str, field: str, timeout: float) -> bytes: ...
+    def cancel(self, job_id: str) -> None: ...
+
+
 class _PlatformJobs:
     """The job API of the configured platform, over HTTP."""
 
-    def submit(self, integration: str, version: int, content: dict, timeout: float) -> str:
+    def submit(
+        self, integration: str, version: int, content: dict[str, Any], timeout: float
+    ) -> str:
         # Never repeated: a submission that may have arrived would start a second job.
         body = {"integration": integration, "version": version, "content": content}
         reply = core._platform_request("POST", "jobs", body, timeout, "jobs")
-        if not isinstance(reply, dict) or not isinstance(reply.get("id"), str):
+        job_id = reply.get("id") if isinstance(reply, dict) else None
+        if not isinstance(job_id, str):
             raise InternalError(f"Platform endpoint 'jobs' failed: no job id in {reply!r}")
-        return reply["id"]
+        return job_id
 
     def status(self, job_id: str, timeout: float) -> dict[str, Any]:
         what = f"jobs/{job_id}"
@@ -88,7 +105,7 @@ class _PlatformJobs:
         unlisted = status == "finished" and not isinstance(reply.get("results"), list)
         if status not in ("queued", "running", "finished", "failed") or unlisted:
             raise InternalError(f"Platform endpoint '{what}' failed: malformed status {reply!r}")
-        return reply
+        return cast(dict[str, Any], reply)
 
     def pause(self, job_id: str, seconds: float) -> None:
         time.sleep(seconds)
@@ -115,22 +132,20 @@ class _LocalJobs:
     """The job runner of the embedded local platform, in this process."""
 
     def __init__(self) -> None:
-        from .. import local
+        from ..local import jobs
 
-        self._runner = local.runner()
-        self._jobs = local.jobs
+        self._runner = jobs.runner()
+        self._refusals = (jobs.JobRequestError, jobs.JobNotFound, jobs.JobNotFinished)
 
-    def _call(self, what: str, operation, *args):
+    def _call(self, what: str, operation: Callable[[], _T]) -> _T:
         try:
-            return operation(*args)
-        except (
-            self._jobs.JobRequestError,
-            self._jobs.JobNotFound,
-            self._jobs.JobNotFinished,
-        ) as error:
+            return operation()
+        except self._refusals as error:
             raise InternalError(f"Platform endpoint '{what}' failed: {error}") from error
 
-    def submit(self, integration: str, version: int, content: dict, timeout: float) -> str:
+    def submit(
+        self, integration: str, version: int, content: dict[str, Any], timeout: float
+    ) -> str:
         try:
             # Through JSON, as over the wire: the worker sees what a remote worker would see.
             content = json.loads(json.dumps(content))
@@ -138,19 +153,20 @@ class _LocalJobs:
             raise InternalError(
                 f"Platform endpoint 'jobs' failed: the request is not JSON: {error}"
             ) from error
-        return self._call("jobs", self._runner.submit, integration, version, content)
+        return self._call("jobs", lambda: self._runner.submit(integration, version, content))
 
     def status(self, job_id: str, timeout: float) -> dict[str, Any]:
-        return self._call(f"jobs/{job_id}", self._runner.status, job_id)
+        return self._call(f"jobs/{job_id}", lambda: self._runner.status(job_id))
 
     def pause(self, job_id: str, seconds: float) -> None:
         self._runner.wait(job_id, seconds)
 
     def result(self, job_id: str, field: str, timeout: float) -> bytes:
-        return self._call(f"jobs/{job_id}/results/{field}", self._runner.result, job_id, field)
+        what = f"jobs/{job_id}/results/{field}"
+        return self._call(what, lambda: self._runner.result(job_id, field))
 
     def cancel(self, job_id: str) -> None:
-        self._call(f"jobs/{job_id}/cancel", self._runner.cancel, job_id)
+        self._call(f"jobs/{job_id}/cancel", lambda: self._runner.cancel(job_id))
 
 
 class ExternalProgram:
@@ -164,6 +180,7 @@ class ExternalProgram:
         self._version = version
         self._job_id: str | None = None
         self._results: dict[str, bytes] | None = None
+        self._failure: str | None = None  # why the last execute() left no results
 
     @property
     def integration(self) -> str:
@@ -198,8 +215,9 @@ class ExternalProgram:
         if isinstance(timeout, bool) or not isinstance(timeout, (int, float)) or not timeout > 0:
             raise ValueError(f"The timeout must be a positive number of seconds, not {timeout!r}")
         body = dict(self._generate_job_content())
-        jobs = _PlatformJobs() if core._platform() is not None else _LocalJobs()
+        jobs: _Jobs = _PlatformJobs() if core._platform() is not None else _LocalJobs()
         self._results = None
+        self._failure = "it did not complete"  # until it has, or the failure is known
         started = time.monotonic()
         deadline = started + timeout
 
@@ -222,10 +240,11 @@ class ExternalProgram:
             now = time.monotonic()
             if now >= deadline:
                 self._cancel(jobs, job_id)
-                raise ExecutionError(
+                self._failure = (
                     f"The job {job_id} ({self._integration}) did not finish within "
                     f"{timeout:g} s (waited {now - started:.1f} s; it is {status['status']})"
                 )
+                raise ExecutionError(self._failure)
             if now >= next_report:
                 stage = status.get("message") or ""
                 log.info(
@@ -244,15 +263,21 @@ class ExternalProgram:
             message = status.get("message")
             message = message if isinstance(message, str) else ""
             log.debug("job %s (%s) failed: %s", job_id, self._integration, message)
-            self._handle_execution_error(message)
-            raise ExecutionError(message or f"The job {job_id} ({self._integration}) failed")
+            self._failure = message or f"The job {job_id} ({self._integration}) failed"
+            try:
+                self._handle_execution_error(message)
+            except Exception as error:
+                self._failure = str(error) or self._failure
+                raise
+            raise ExecutionError(self._failure)
         self._results = {
             field: jobs.result(job_id, field, max(left(), 0.001)) for field in status["results"]
         }
+        self._failure = None
         waited = time.monotonic() - started
         log.debug("job %s (%s) finished after %.1f s", job_id, self._integration, waited)
 
-    def _cancel(self, jobs: Any, job_id: str) -> None:
+    def _cancel(self, jobs: _Jobs, job_id: str) -> None:
         # Nobody will fetch the results of a job that ran out of time: free its worker.
         try:
             jobs.cancel(job_id)
@@ -263,6 +288,8 @@ class ExternalProgram:
         """The bytes of the result field ``field`` of the executed job: a :class:`io.BytesIO`
         at its start, or a :class:`marlox.core.File` when ``as_file`` is true."""
         if self._results is None:
+            if self._failure is not None:
+                raise ExecutionError(f"The job has no results: its run failed: {self._failure}")
             raise ExecutionError("The job has no results: call execute() first")
         if field not in self._results:
             raise ExecutionError(f"The job {self._job_id} returned no result field '{field}'")

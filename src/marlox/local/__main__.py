@@ -13,10 +13,13 @@ import re
 import signal
 import sys
 from pathlib import Path
+from typing import Any
 
 from .app import DEFAULT_MAX_BODY
 from .guard import DEFAULT_REQUEST_TIMEOUT
 
+#: Jobs a platform on a Dask cluster has sent there at a time, unless ``--workers`` says.
+DASK_IN_FLIGHT = 64
 #: Seconds an ended job is kept unless ``--keep`` says otherwise (30 days).
 DEFAULT_KEEP = 30 * 86400.0
 _UNITS = {"s": 1, "m": 60, "h": 3600, "d": 86400}
@@ -67,8 +70,8 @@ def main(argv: list[str] | None = None) -> int:
         "--request-timeout",
         type=float,
         default=DEFAULT_REQUEST_TIMEOUT,
-        help="seconds a client has for the head of a request, plus one for every 64 KiB of its "
-        f"body ({DEFAULT_REQUEST_TIMEOUT:g})",
+        help="seconds a connection has to begin a request and a request for its head, plus one "
+        f"for every 64 KiB of its body ({DEFAULT_REQUEST_TIMEOUT:g})",
     )
     serve.add_argument(
         "--data-dir",
@@ -82,7 +85,19 @@ def main(argv: list[str] | None = None) -> int:
         default=DEFAULT_KEEP,
         help="how long ended jobs and their results are kept: seconds, or 90m, 12h, 30d (30d)",
     )
-    serve.add_argument("--workers", type=int, default=4, help="jobs that run at a time (4)")
+    serve.add_argument(
+        "--workers",
+        type=int,
+        help="jobs that run at a time (4); with --dask, jobs sent to the cluster at a time "
+        f"({DASK_IN_FLIGHT}), its workers' seats deciding how many run",
+    )
+    serve.add_argument(
+        "--dask",
+        metavar="ADDRESS",
+        default=os.environ.get("MARLOX_DASK_SCHEDULER") or None,
+        help="run the jobs on the Dask cluster of this scheduler (tcp://host:8786) instead of "
+        "in this process; default: MARLOX_DASK_SCHEDULER",
+    )
     serve.add_argument("--threads", type=int, default=4, help="threads answering requests (4)")
     serve.add_argument("--verbose", action="store_true", help="log every job")
     idea_rcs = commands.add_parser(
@@ -122,15 +137,29 @@ def _serve(args: argparse.Namespace) -> int:
     except (ImportError, OSError) as error:
         print(f"python -m marlox.local serve: {error}", file=sys.stderr)
         return 1
+    executor: Any = None
+    if args.dask:
+        from .dask_executor import DaskExecutor, DaskUnavailable
+
+        try:
+            executor = DaskExecutor(args.dask)
+        except DaskUnavailable as error:
+            listener.close()
+            print(f"python -m marlox.local serve: {error}", file=sys.stderr)
+            return 1
+        logging.info("jobs run on the Dask cluster of %s", args.dask)
+    workers = args.workers or (DASK_IN_FLIGHT if executor is not None else 4)
     try:
         store = SqliteStore(args.data_dir / DATABASE_NAME)
         try:
-            jobs = JobRunner(max_running=args.workers, store=store, keep=args.keep)
+            jobs = JobRunner(max_running=workers, store=store, keep=args.keep, executor=executor)
         except StoreError:
             store.close()
             raise
     except StoreError as error:
         listener.close()
+        if executor is not None:
+            executor.close()
         print(f"python -m marlox.local serve: {error}", file=sys.stderr)
         return 1
     kept = f"{args.keep / 86400:g} days" if args.keep >= 86400 else f"{args.keep:g} s"

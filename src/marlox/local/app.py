@@ -8,9 +8,10 @@ import hmac
 import json
 import logging
 import re
-from collections.abc import Callable, Iterable
+from collections.abc import Iterable
 from http import HTTPStatus
 from typing import Any
+from wsgiref.types import StartResponse, WSGIEnvironment
 
 from ..errors import InternalError
 from . import endpoints
@@ -38,7 +39,9 @@ class _Reply(Exception):
         self.message = message
 
 
-def json_reply(status: HTTPStatus, reply: dict[str, Any]) -> tuple[str, list, bytes]:
+def json_reply(
+    status: HTTPStatus, reply: dict[str, Any]
+) -> tuple[str, list[tuple[str, str]], bytes]:
     """Status line, headers and body of a JSON reply."""
     body = json.dumps(reply).encode("utf-8")
     headers = [("Content-Type", "application/json"), ("Content-Length", str(len(body)))]
@@ -57,7 +60,7 @@ class PlatformApp:
         self.token = token or None
         self.max_body = max_body
 
-    def __call__(self, environ: dict[str, Any], start_response: Callable) -> Iterable[bytes]:
+    def __call__(self, environ: WSGIEnvironment, start_response: StartResponse) -> Iterable[bytes]:
         method = environ["REQUEST_METHOD"]
         # WSGI hands the path as the bytes of the request, decoded as Latin-1.
         path = environ.get("PATH_INFO", "").encode("latin-1").decode("utf-8", "replace")
@@ -74,14 +77,14 @@ class PlatformApp:
         start_response(line, headers)
         return [body]
 
-    def _authorise(self, environ: dict[str, Any]) -> None:
+    def _authorise(self, environ: WSGIEnvironment) -> None:
         if self.token is None:
             return
         given = environ.get("HTTP_AUTHORIZATION", "")
         if not hmac.compare_digest(given.encode(), f"Bearer {self.token}".encode()):
             raise _Reply(HTTPStatus.UNAUTHORIZED, "A valid bearer token is required")
 
-    def _body(self, environ: dict[str, Any]) -> dict[str, Any]:
+    def _body(self, environ: WSGIEnvironment) -> dict[str, Any]:
         try:
             length = int(environ.get("CONTENT_LENGTH") or "")
         except ValueError:
@@ -104,7 +107,9 @@ class PlatformApp:
             raise _Reply(HTTPStatus.BAD_REQUEST, "The request body must be a JSON object")
         return body
 
-    def _route(self, method: str, path: str, environ) -> tuple[HTTPStatus, dict[str, Any]]:
+    def _route(
+        self, method: str, path: str, environ: WSGIEnvironment
+    ) -> tuple[HTTPStatus, dict[str, Any]]:
         if path == "/health":
             _allow(method, "GET")
             return HTTPStatus.OK, {"status": "ok"}
@@ -132,7 +137,9 @@ class PlatformApp:
             log.error("%s", error)
             raise _Reply(HTTPStatus.SERVICE_UNAVAILABLE, str(error)) from None
 
-    def _jobs(self, method: str, path: str, environ) -> tuple[HTTPStatus, dict[str, Any]]:
+    def _jobs(
+        self, method: str, path: str, environ: WSGIEnvironment
+    ) -> tuple[HTTPStatus, dict[str, Any]]:
         jobs = self.jobs
         if path == "/jobs":
             _allow(method, "POST")

@@ -12,6 +12,7 @@ import binascii
 import gzip
 import importlib
 import zlib
+from collections.abc import Callable
 from typing import Any
 
 from ..errors import InternalError
@@ -25,11 +26,12 @@ CONVERSION_PATH = "fillidearcstemplate/v3/jobs/"
 MAX_DOCUMENT = 64 * 1024 * 1024
 
 
-def _writer():
+def _writer() -> Callable[[bytes], bytes]:
     # Looked up at each call, so that a rebuilt or replaced writer is the one used.
     try:
         objects = importlib.import_module("marlox.external.idea_rcs.objects")
-        return objects._write_input_xml
+        writer: Callable[[bytes], bytes] = objects._write_input_xml
+        return writer
     except (ImportError, AttributeError) as error:
         raise InternalError(f"The input XML writer is not available: {error}") from error
 

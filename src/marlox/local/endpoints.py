@@ -58,8 +58,8 @@ def call_endpoint(path: str, body: Mapping[str, Any]) -> dict[str, Any]:
     if not isinstance(request, dict):
         raise RequestError("The request body must be a JSON object")
     try:
-        reply = service(request)
-        return json.loads(json.dumps(reply))
+        reply: dict[str, Any] = json.loads(json.dumps(service(request)))
+        return reply
     except InternalError:
         raise
     except Exception as error:

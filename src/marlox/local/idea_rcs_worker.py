@@ -109,8 +109,9 @@ def _section_batches(overview: Any) -> list[list[int]]:
     the results a batch at a time; one batch of all sections (``[]``) when the reply does not
     list them plainly."""
     items = overview if isinstance(overview, list) else []
-    ids = [item.get("sectionId") if isinstance(item, dict) else None for item in items]
-    if not ids or not all(isinstance(id_, int) and not isinstance(id_, bool) for id_ in ids):
+    found = [item.get("sectionId") if isinstance(item, dict) else None for item in items]
+    ids = [id_ for id_ in found if isinstance(id_, int) and not isinstance(id_, bool)]
+    if not ids or len(ids) != len(found):
         return [[]]
     ids = list(dict.fromkeys(ids))  # each section once
     return [ids[start : start + RESULTS_BATCH] for start in range(0, len(ids), RESULTS_BATCH)]

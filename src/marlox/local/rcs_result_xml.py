@@ -23,7 +23,7 @@ from __future__ import annotations
 import decimal
 import io
 import math
-from collections.abc import Iterable, Mapping
+from collections.abc import Callable, Iterable, Mapping
 from typing import Any
 from xml.sax.saxutils import escape, quoteattr
 
@@ -35,6 +35,8 @@ NAMESPACES = (
     ' xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance"'
     ' xmlns:xsd="http://www.w3.org/2001/XMLSchema"'
 )
+#: How an object is written: (element name, kind of value) for each of its fields in order.
+Layout = tuple[tuple[str, Any], ...]
 NEWLINE = "\r\n"
 INDENT = "  "
 
@@ -205,6 +207,7 @@ def format_double(value: Any) -> str:
     # of those digits differs.
     exact = decimal.Decimal(repr(abs(number))).as_tuple()
     digits = "".join(map(str, exact.digits))
+    assert isinstance(exact.exponent, int)  # a finite number
     scale = len(digits) + exact.exponent  # the decimal point sits after `scale` digits
     digits = digits.rstrip("0")
     if scale > max(len(digits), 17) or scale < -3:
@@ -299,7 +302,7 @@ CHARACTERISTICS = tuple(
 )
 
 #: Layouts of list items and nested objects, by element name.
-OBJECTS: dict[str, tuple] = {
+OBJECTS: dict[str, Layout] = {
     "ResultOfLoadingItem": LOADING_ITEM,
     "NonConformity": NON_CONFORMITY,
 }
@@ -314,12 +317,12 @@ CHECK_ITEM_HEAD = (
 )
 
 
-def _doubles(*names: str) -> tuple:
+def _doubles(*names: str) -> Layout:
     return tuple((name, DOUBLE) for name in names)
 
 
 #: The own fields of each check item class, after :data:`CHECK_ITEM_HEAD`.
-CHECK_ITEM_FIELDS: dict[str, tuple] = {
+CHECK_ITEM_FIELDS: dict[str, Layout] = {
     "ConcreteULSCheckResultDiagramCapacityEc2": (
         ("Fu1", ("object", FORCES)),
         ("Fu2", ("object", FORCES)),
@@ -406,7 +409,7 @@ def _folded(mapping: Any, what: str) -> dict[str, Any]:
     return {str(key).casefold(): value for key, value in mapping.items()}
 
 
-def _list(value: Any, what: str) -> list:
+def _list(value: Any, what: str) -> list[Any]:
     if not isinstance(value, list):
         raise ResultFormatError(f"{what} is {type(value).__name__}, not a JSON array")
     return value
@@ -446,7 +449,7 @@ class _Writer:
 
     # Objects described by a layout.
 
-    def fields(self, depth: int, layout: tuple, members: dict[str, Any], what: str) -> None:
+    def fields(self, depth: int, layout: Layout, members: dict[str, Any], what: str) -> None:
         for name, kind in layout:
             value = members.get(name.casefold())
             if value is None:
@@ -481,13 +484,20 @@ class _Writer:
                 raise
             raise ResultFormatError(f"{what}: {error}") from None
 
-    def object(self, depth: int, name: str, layout: tuple, value: Any, what: str) -> None:
+    def object(self, depth: int, name: str, layout: Layout, value: Any, what: str) -> None:
         members = _folded(value, what)
         self.start(depth, name)
         self.fields(depth + 1, layout, members, what)
         self.end()
 
-    def items(self, depth: int, name: str, value: Any, what: str, write_item) -> None:
+    def items(
+        self,
+        depth: int,
+        name: str,
+        value: Any,
+        what: str,
+        write_item: Callable[[int, Any, str], None],
+    ) -> None:
         """A list: its element, and in it ``write_item(depth, entry, what)`` for each entry."""
         entries = _list(value, what)
         self.start(depth, name)

@@ -91,14 +91,18 @@ class PlatformServer:
         """Serve until :meth:`shutdown` or Ctrl-C. ``poll_interval`` is taken for the interface
         of :mod:`socketserver` and not needed: :meth:`shutdown` wakes the server at once."""
         self._serving = True
+        watchman = threading.Thread(target=self._listener.watch, name="marlox-guard", daemon=True)
+        watchman.start()
         try:
             self._server.run()
         finally:
             self._close()
+            watchman.join()
 
     def _close(self) -> None:
         if self._stopped.is_set():
             return
+        self._listener.guard.stopping.set()
         self._server.task_dispatcher.shutdown()
         self._server.close()
         self._listener.close_connections()

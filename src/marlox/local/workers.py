@@ -133,7 +133,8 @@ def find_worker(integration: str) -> Worker | None:
         entries = [importlib.metadata.EntryPoint(integration, BUILTIN[integration], "")]
     for entry in entries:
         try:
-            return entry.load()
+            loaded: Worker = entry.load()
+            return loaded
         except Exception as error:
             raise JobRequestError(
                 f"The worker '{entry.value}' for the integration '{integration}' cannot be "

@@ -2,7 +2,8 @@
 
 The classes are implemented in the compiled module :mod:`marlox.external.idea_rcs.idea_rcs`;
 the OpenModel object types, enumerations and material tables in
-:mod:`marlox.external.idea_rcs.objects`.
+:mod:`marlox.external.idea_rcs.objects`; studies of many models (:func:`run_study`) and the
+check tables of many result files (:func:`check_tables`) in Python modules beside them.
 """
 
 from . import objects
@@ -34,11 +35,14 @@ from .idea_rcs import (
     TSection,
     check_table,
 )
+from .study import StudyInterrupted, StudyResult, Variant, VariantOutcome, run_study
+from .study_tables import CheckTables, check_tables
 
 __all__ = [
     "Beam",
     "BoxSection",
     "CheckTable",
+    "CheckTables",
     "CircleSection",
     "CompressionMember",
     "Finding",
@@ -59,8 +63,14 @@ __all__ = [
     "ResultTable",
     "SectionPrototype1D",
     "Severity",
+    "StudyInterrupted",
+    "StudyResult",
+    "Variant",
+    "VariantOutcome",
     "TSection",
     "TrapezoidSection",
     "check_table",
+    "check_tables",
     "objects",
+    "run_study",
 ]

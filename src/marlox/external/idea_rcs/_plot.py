@@ -25,7 +25,7 @@ def _matplotlib() -> Any:
     return patches, path
 
 
-def _ring(points: list[tuple[float, float]], path: Any) -> tuple[list, list]:
+def _ring(points: list[tuple[float, float]], path: Any) -> tuple[list[Any], list[Any]]:
     codes = [path.Path.MOVETO] + [path.Path.LINETO] * (len(points) - 2) + [path.Path.CLOSEPOLY]
     return list(points), codes
 
@@ -37,8 +37,8 @@ def draw(drawing: dict[str, Any], ax: Any = None) -> Any:
         import matplotlib.pyplot as plt
 
         _, ax = plt.subplots()
-    vertices: list = []
-    codes: list = []
+    vertices: list[Any] = []
+    codes: list[Any] = []
     for ring in drawing["outlines"] + drawing["openings"]:
         if len(ring) >= 3:
             more, more_codes = _ring(ring, path)

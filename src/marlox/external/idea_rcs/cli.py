@@ -1,9 +1,10 @@
 """Command line ``marlox-rcs``: results an engineer can act on, and input models read back.
 
 Each group of commands lives in a module of its own that adds its sub-commands to the parser
-(``add_commands``); this module only assembles them and turns the failures a user can cause
-(a missing file, a document that is not XML, an unknown name) into one line on stderr and a
-non-zero exit status, never a traceback.
+(``add_commands``); this module assembles them. A failure the user can cause (a missing file, a
+document that is not XML or not of the kind the command reads, an unknown name, a full disk)
+is raised by the command as :class:`UserError` and becomes one line on stderr and exit status
+2; anything else is a fault of this program and keeps its traceback.
 """
 
 from __future__ import annotations
@@ -11,9 +12,8 @@ from __future__ import annotations
 import argparse
 import sys
 from collections.abc import Sequence
-from xml.etree.ElementTree import ParseError
 
-from marlox.errors import MarloxError
+from .cli_errors import UserError
 
 #: Exit status for input the command could not use (as argparse uses for bad arguments).
 EXIT_USAGE = 2
@@ -41,23 +41,15 @@ def build_parser() -> argparse.ArgumentParser:
     return parser
 
 
-def _fail(message: str) -> int:
-    print(f"marlox-rcs: error: {message}", file=sys.stderr)
-    return EXIT_USAGE
-
-
 def main(argv: Sequence[str] | None = None) -> int:
     """Run one command; returns the exit status."""
     args = build_parser().parse_args(argv)
     try:
-        return args.func(args)
-    except ParseError as error:
-        return _fail(f"not a readable XML document: {error}")
-    except OSError as error:
-        target = f": {error.filename}" if error.filename else ""
-        return _fail(f"{error.strerror or error}{target}")
-    except (MarloxError, ValueError, KeyError) as error:
-        return _fail(str(error))
+        status: int = args.func(args)
+        return status
+    except UserError as error:
+        print(f"marlox-rcs: error: {error}", file=sys.stderr)
+        return EXIT_USAGE
     except KeyboardInterrupt:
         return 130
 

@@ -1,7 +1,7 @@
 """``marlox-rcs inventory``: what an IDEA StatiCa RCS input XML holds, before a paid run.
 
 The model is read with :meth:`OpenModel.from_xml`; a document the model cannot hold fails
-with one line on stderr that names the element and its line (see ``cli.main``).
+with one line on stderr that names the element and its line (see ``cli_errors.reading``).
 """
 
 from __future__ import annotations
@@ -10,10 +10,11 @@ import argparse
 from collections import Counter
 from collections.abc import Iterable
 
+from .cli_errors import reading
 from .idea_rcs import Finding, OpenModel, Severity
 
 
-def add_commands(subparsers: argparse._SubParsersAction) -> None:
+def add_commands(subparsers: argparse._SubParsersAction[argparse.ArgumentParser]) -> None:
     parser = subparsers.add_parser(
         "inventory",
         help="read an input XML and list its materials, sections, members and extremes",
@@ -91,7 +92,8 @@ def findings(model: OpenModel) -> list[Finding]:
 
 
 def run(args: argparse.Namespace) -> int:
-    model = OpenModel.from_xml(args.input)
+    with reading(args.input):
+        model = OpenModel.from_xml(args.input)
     for line in inventory(model, sections=args.sections):
         print(line)
     problems = findings(model)

@@ -5,10 +5,19 @@ from __future__ import annotations
 
 import argparse
 import contextlib
+import importlib
 import os
+import stat
 import sys
-from collections.abc import Iterator
+import tempfile
+from collections.abc import Callable, Iterator
 from pathlib import Path
+from typing import TYPE_CHECKING, Any
+
+if TYPE_CHECKING:
+    from .idea_rcs import CheckTable
+
+from .cli_errors import UserError, reading, writing
 
 #: Exit status of ``summary`` when any check failed.
 EXIT_FAILED = 1
@@ -27,7 +36,7 @@ def _names(text: str) -> list[str]:
     return [part.strip() for part in text.split(",") if part.strip()]
 
 
-def add_commands(subparsers: argparse._SubParsersAction) -> None:
+def add_commands(subparsers: argparse._SubParsersAction[argparse.ArgumentParser]) -> None:
     common = argparse.ArgumentParser(add_help=False)
     common.add_argument("file", help="result XML written by IDEA StatiCa RCS")
     common.add_argument(
@@ -70,7 +79,7 @@ def add_commands(subparsers: argparse._SubParsersAction) -> None:
 
 
 @contextlib.contextmanager
-def _progress(path: str) -> Iterator[object]:
+def _progress(path: str) -> Iterator[Callable[[int], object] | None]:
     """A progress bar on stderr while the file is read, when stderr is a terminal."""
     if not sys.stderr.isatty():
         yield None
@@ -82,10 +91,10 @@ def _progress(path: str) -> Iterator[object]:
         yield bar.update
 
 
-def _read(args: argparse.Namespace):
+def _read(args: argparse.Namespace) -> CheckTable:
     from marlox.external.idea_rcs import check_table
 
-    with _progress(args.file) as progress:
+    with reading(args.file), _progress(args.file) as progress:
         return check_table(
             args.file,
             sections=args.sections,
@@ -98,7 +107,10 @@ def _read(args: argparse.Namespace):
 def _summary(args: argparse.Namespace) -> int:
     table = _read(args)
     rows = table.governing(per_family=args.per_family).to_pylist()
-    headers = ("section", "family", "extreme", "check", "result", "check value")
+    if not rows:
+        which = f"{', '.join(args.families)} " if args.families else ""
+        raise UserError(f"{args.file}: no {which}check results in this file")
+    headers: tuple[str, ...] = ("section", "family", "extreme", "check", "result", "check value")
     headers += ("failed", "errors", "not done")
     lines = [
         (
@@ -133,24 +145,61 @@ def _summary(args: argparse.Namespace) -> int:
 def _table(args: argparse.Namespace) -> int:
     suffix = Path(args.output).suffix.lower()
     if suffix not in _OUTPUTS:
-        raise ValueError(f"the output must end in {', '.join(_OUTPUTS)}: {args.output}")
-    pa = None
+        raise UserError(f"the output must end in {', '.join(_OUTPUTS)}: {args.output}")
+    pa: Any = None
     if suffix != ".csv":
         try:
-            import pyarrow as pa
+            pa = importlib.import_module("pyarrow")
         except ImportError:
             message = f"writing {suffix} needs pyarrow: pip install 'marlox[arrow]'"
-            raise ValueError(message) from None
+            raise UserError(message) from None
     table = _read(args)
-    if suffix == ".csv":
-        table.to_csv(args.output)
-    elif suffix == ".parquet":
-        import pyarrow.parquet
+    with writing(args.output):
+        if suffix == ".csv":
+            table.to_csv(args.output)  # under a temporary name, renamed when complete
+        else:
+            data = pa.table(table)
+            with _replacing(args.output) as temporary:
+                if suffix == ".parquet":
+                    import pyarrow.parquet
 
-        pyarrow.parquet.write_table(pa.table(table), args.output)
-    else:
-        data = pa.table(table)
-        with pa.OSFile(args.output, "wb") as sink, pa.ipc.new_file(sink, data.schema) as writer:
-            writer.write_table(data)
+                    pyarrow.parquet.write_table(data, temporary)
+                else:
+                    with pa.OSFile(temporary, "wb") as sink:
+                        with pa.ipc.new_file(sink, data.schema) as writer:
+                            writer.write_table(data)
     print(f"{len(table)} rows written to {args.output}", file=sys.stderr)
     return 0
+
+
+@contextlib.contextmanager
+def _replacing(path: str) -> Iterator[str]:
+    """A temporary name beside ``path`` to write to; renamed to ``path`` when the block ends
+    without an error, removed when it fails, so that ``path`` never holds a partial file."""
+    target = os.path.realpath(path)
+    if os.path.exists(target) and not os.path.isfile(target):  # a device or a pipe: in place
+        yield target
+        return
+    directory, name = os.path.split(target)
+    fd, temporary = tempfile.mkstemp(dir=directory, prefix=f".{name}.", suffix=".tmp")
+    os.close(fd)
+    try:
+        yield temporary
+        with open(temporary, "rb") as written:
+            os.fsync(written.fileno())
+        os.chmod(temporary, _mode_for(target))
+        os.replace(temporary, target)
+    except BaseException:
+        with contextlib.suppress(OSError):
+            os.unlink(temporary)
+        raise
+
+
+def _mode_for(target: str) -> int:
+    """The permissions of the file being replaced, else those a new file gets."""
+    try:
+        return stat.S_IMODE(os.stat(target).st_mode)
+    except FileNotFoundError:
+        umask = os.umask(0)
+        os.umask(umask)
+        return 0o666 & ~umask

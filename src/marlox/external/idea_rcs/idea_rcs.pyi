@@ -388,7 +388,7 @@ class _Model:
 
         Checked: references to objects that are not in the model; values (moduli, strengths, dimensions and diameters finite and positive, Poisson's ratio in [0, 0.5), relative humidity in (0, 100] per cent); outlines and openings (at least three points, not crossing themselves, openings inside their outline); bars inside the concrete and out of openings, not overlapping, with a cover of at least their diameter (a warning); stirrups inside the concrete, arcs included, and closed when they count for torsion (a warning); check sections with extremes, and extremes with a loading.
 
-        Parametric sections are checked against their bars where IDEA StatiCa RCS's placement (centroid on the origin) is certain: RECT, O and TG; the other types are not.
+        Parametric sections are checked against their bars where IDEA StatiCa RCS's placement (centroid on the origin) is certain, RECT, O and TG, and likewise TGREV, IGN and TRAPEZOID; the haunched and chamfered types are not.
         """
 
     def ensure_valid(self) -> list[Finding]:
@@ -434,6 +434,9 @@ class _Model:
 
     @property
     def extremes(self) -> list[marlox.external.idea_rcs.objects.CheckSectionExtreme]: ...
+
+    @property
+    def members(self) -> list[Member]: ...
 
     def __repr__(self) -> str: ...
 
@@ -600,7 +603,7 @@ class OpenModel(_Model):
 
         ``source`` is a path, a binary stream or the document's bytes; UTF-8 and UTF-16 (with its byte-order mark, whatever the declaration says) are read. The objects are those the builder makes, with the document's ids; what our writer writes reads back to the same XML, and to the same model but for the member data's absent values, which come back as the XML states them (relative humidity 65, kx 1.0, the default checks). A material that IDEA takes from its library by name becomes the builder's material of that name.
 
-        Raises xml.etree.ElementTree.ParseError for a document that is not XML (as ElementTree reports it, billion-laughs expansion included), and ValueError naming the element and its line for anything the model cannot hold: an element or xsi:type it does not know, a value that does not parse or that the object refuses, a duplicated id, a reference to an id the document lacks, a value that the model states only one way.
+        Raises xml.etree.ElementTree.ParseError for a document that is not XML (as ElementTree reports it, billion-laughs expansion included), what ElementTree raises for a declared encoding that the interpreter cannot read (LookupError, ValueError), and ValueError naming the element and its line for anything the model cannot hold: an element or xsi:type it does not know, a value that does not parse or that the object refuses, a duplicated id, a reference to an id the document lacks, a value that the model states only one way.
         """
 
 class _SectionPrototype(abc.ABC):
@@ -701,6 +704,8 @@ class RectSection(SectionPrototype1D):
         The shape's dimensions [m] by their OpenModel parameter names, as a new dict.
         """
 
+    def __repr__(self) -> str: ...
+
 class GeneralShape(SectionPrototype1D):
     """
     A cross-section bounded by a polygon, with optional openings.
@@ -724,6 +729,8 @@ class GeneralShape(SectionPrototype1D):
         """
         The shape's dimensions [m] by their OpenModel parameter names, as a new dict.
         """
+
+    def __repr__(self) -> str: ...
 
 class Member:
     """Base class of all member types."""
@@ -1330,28 +1337,32 @@ class IdeaRcsAnalysis(marlox.external.external_program.ExternalProgram):
     def _handle_execution_error(self, message: str) -> None:
         """
         Raise ``ExecutionError`` for a known failure text of the worker; return None for any
-        other text.
+        other text. When the worker found no RCS service, the error carries a note that says
+        what to configure.
         """
 
     @overload
     def get_output_file(self, *, as_file: Literal[False] | None = False) -> io.BytesIO:
         """
         The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when
-        ``as_file`` is true. ``execute`` must have been called first.
+        ``as_file`` is true. ``execute`` must have been called first; without results (before
+        it, or after one that failed, saying why) the SDK raises ``ExecutionError``.
         """
 
     @overload
     def get_output_file(self, *, as_file: Literal[True]) -> marlox.core.File:
         """
         The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when
-        ``as_file`` is true. ``execute`` must have been called first.
+        ``as_file`` is true. ``execute`` must have been called first; without results (before
+        it, or after one that failed, saying why) the SDK raises ``ExecutionError``.
         """
 
     @overload
     def get_output_file(self, *, as_file: bool | None = False) -> io.BytesIO | marlox.core.File:
         """
         The result XML of the executed job (UTF-16 encoded): a ``BytesIO``, or a ``File`` when
-        ``as_file`` is true. ``execute`` must have been called first.
+        ``as_file`` is true. ``execute`` must have been called first; without results (before
+        it, or after one that failed, saying why) the SDK raises ``ExecutionError``.
         """
 
     @overload
@@ -1599,6 +1610,10 @@ class ResultTable:
 
     def __len__(self) -> int: ...
 
+    def __getstate__(self) -> object: ...
+
+    def __setstate__(self, state: object) -> None: ...
+
     @property
     def num_rows(self) -> int:
         """The number of rows."""
@@ -1674,6 +1689,10 @@ class CheckTable(ResultTable):
     "terminated_error_count".
     """
 
+    def __getstate__(self) -> object: ...
+
+    def __setstate__(self, state: object) -> None: ...
+
     @property
     def unit_system(self) -> str:
         """"SI" or "engineering", as asked for."""
@@ -1712,4 +1731,12 @@ def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.
         IDEA StatiCa RCS input XML document (it is not a result file) or a section kept whose id
         does not fit the 64-bit "section" column.
     :raises ParsingError: for a requested section that the file does not hold.
+    """
+
+def _stack_tables(keys: Sequence[dict[str, int | float | bool | str | None]], tables: Sequence[ResultTable], like: ResultTable) -> ResultTable:
+    """
+    The rows of ``tables`` one after another, each led by the key columns of its table's dict in ``keys`` (the columns typed by their values: int, float (int and float mixed), bool or str; None where a value is missing). ``like`` gives the columns of the tables, also when there are none.
+
+    :raises TypeError: for a key value of another type, or of different types.
+    :raises ValueError: for a key named like a column of the tables, tables of other columns, or not as many keys as tables.
     """

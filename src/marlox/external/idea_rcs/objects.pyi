@@ -1697,57 +1697,61 @@ class CrossSectionComponent(CrossSection):
 
 class InternalForces(_OpenObject):
     """
-    Internal forces at a section [N, N m].
+    Internal forces at a section [N, N m], with IDEA StatiCa RCS's signs: section axes y across (to the right) and z upwards, x along the member.
 
     Args:
-        n: Axial force [N].
-        qy: Shear force in y [N].
-        qz: Shear force in z [N].
-        mx: Torsional moment [N m].
-        my: Bending moment about y [N m].
-        mz: Bending moment about z [N m].
+        n: Axial force [N]: tension positive, compression negative.
+        qy: Shear force along +y [N].
+        qz: Shear force along +z [N].
+        mx: Torsional moment about +x [N m].
+        my: Bending moment about y [N m]: positive puts the bottom (negative z) in tension.
+        mz: Bending moment about z [N m]: positive puts the left side (negative y) in tension.
     """
 
     def __init__(self, n: float = 0.0, qy: float = 0.0, qz: float = 0.0, mx: float = 0.0, my: float = 0.0, mz: float = 0.0) -> None: ...
 
     @property
     def n(self) -> float:
-        """Axial force [N]."""
+        """Axial force [N]: tension positive, compression negative."""
 
     @n.setter
     def n(self, value: float, /) -> None: ...
 
     @property
     def qy(self) -> float:
-        """Shear force in y [N]."""
+        """Shear force along +y [N]."""
 
     @qy.setter
     def qy(self, value: float, /) -> None: ...
 
     @property
     def qz(self) -> float:
-        """Shear force in z [N]."""
+        """Shear force along +z [N]."""
 
     @qz.setter
     def qz(self, value: float, /) -> None: ...
 
     @property
     def mx(self) -> float:
-        """Torsional moment [N m]."""
+        """Torsional moment about +x [N m]."""
 
     @mx.setter
     def mx(self, value: float, /) -> None: ...
 
     @property
     def my(self) -> float:
-        """Bending moment about y [N m]."""
+        """
+        Bending moment about y [N m]: positive puts the bottom (negative z) in tension.
+        """
 
     @my.setter
     def my(self, value: float, /) -> None: ...
 
     @property
     def mz(self) -> float:
-        """Bending moment about z [N m]."""
+        """
+        Bending moment about z [N m]: positive puts the left side (negative y) in tension.
+        """
 
     @mz.setter
     def mz(self, value: float, /) -> None: ...

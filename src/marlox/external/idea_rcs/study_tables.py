@@ -1,0 +1,138 @@
+"""Check tables of many result files at once: read side by side on threads (the result scanner
+runs without the interpreter lock) or by the workers of a Dask cluster, and joined into one
+table whose rows each lead with the key of the file they came from (the file, or a study's
+variant and its parameters)."""
+
+from __future__ import annotations
+
+import functools
+import os
+from collections.abc import Iterable, Sequence
+from concurrent.futures import ThreadPoolExecutor
+from typing import Any
+
+from .idea_rcs import CheckTable, ResultTable, _stack_tables, check_table
+
+__all__ = ["CheckTables", "check_tables"]
+
+Key = dict[str, Any]
+
+_empty: dict[str, CheckTable] = {}
+
+
+def empty_check_table(units: str) -> CheckTable:
+    """A check table without rows: the columns of every check table in ``units``."""
+    if units not in _empty:
+        _empty[units] = check_table(b"<SectionConcreteCheckResults/>", units=units)
+    return _empty[units]
+
+
+class CheckTables:
+    """The check tables of several result files, each under a key (a dict of values), and the
+    tables that join them: every row of a file's table led by its key's columns."""
+
+    def __init__(self, keys: Sequence[Key], tables: Sequence[CheckTable], units: str) -> None:
+        if len(keys) != len(tables):
+            raise ValueError(f"{len(keys)} keys for {len(tables)} tables")
+        self.keys = list(keys)
+        self.tables = list(tables)
+        self.units = units
+        self._table: ResultTable | None = None
+        self._overall: ResultTable | None = None
+
+    @staticmethod
+    def check_keys(keys: Sequence[Key], units: str) -> None:
+        """Raise the error that joining tables under ``keys`` would raise (a value that is not
+        int, float, bool, str or None, a name that a column of the table bears), before any
+        table exists."""
+        for like in (empty_check_table(units), empty_check_table(units).governing(per_family=True)):
+            _stack_tables(keys, [like] * len(keys), like)
+
+    @property
+    def table(self) -> ResultTable:
+        """All check rows, each led by its file's key columns, in the order of the files."""
+        if self._table is None:
+            self._table = _stack_tables(self.keys, self.tables, empty_check_table(self.units))
+        return self._table
+
+    @property
+    def overall(self) -> ResultTable:
+        """All per-extreme "Overall" items, each led by its file's key columns."""
+        if self._overall is None:
+            like = empty_check_table(self.units).overall
+            self._overall = _stack_tables(self.keys, [t.overall for t in self.tables], like)
+        return self._overall
+
+    def governing(self, *, per_family: bool = False) -> ResultTable:
+        """The governing check of every file and section (see :meth:`CheckTable.governing`),
+        each led by its file's key columns: the files in order, their sections worst first."""
+        like = empty_check_table(self.units).governing(per_family=per_family)
+        parts = [t.governing(per_family=per_family) for t in self.tables]
+        return _stack_tables(self.keys, parts, like)
+
+    def __len__(self) -> int:
+        return len(self.tables)
+
+    def __repr__(self) -> str:
+        return f"<CheckTables: {len(self.tables)} files, units {self.units}>"
+
+
+def _name(source: Any, index: int) -> str:
+    try:
+        return os.fspath(source)
+    except TypeError:
+        return f"#{index}"
+
+
+def check_tables(
+    sources: Iterable[Any],
+    *,
+    threads: int | None = None,
+    client: Any = None,
+    units: str = "SI",
+    **options: Any,
+) -> CheckTables:
+    """The check tables of several result files, read side by side.
+
+    :param sources: result files as :func:`check_table` takes them (paths, bytes, binary
+        streams, ``marlox.core.File``).
+    :param threads: how many files are read at once (default: the machine's processors).
+    :param client: a ``distributed.Client``: the files are read by its workers instead (paths
+        must name the same files there; bytes travel with the task), and the tables come back
+        pickled.
+    :param units, options: as for :func:`check_table` (``sections``, ``families``).
+    :returns: the tables in the order of ``sources``, keyed by "file": the path as given, or
+        "#i" for a source that is no path.
+    :raises: the error that :func:`check_table` raises for the first file, in the order given,
+        that fails; no table is returned then.
+    """
+    sources = list(sources)
+    if threads is not None and (isinstance(threads, bool) or not isinstance(threads, int)):
+        raise TypeError(f"threads must be an int, not {type(threads).__name__}")
+    if threads is not None and threads < 1:
+        raise ValueError(f"threads must be at least 1, not {threads}")
+    read = functools.partial(_read, units=units, options=options)
+    tables: list[CheckTable]
+    if client is not None:
+        futures = client.map(_read, sources, units=units, options=options, pure=False)
+        try:
+            tables = [future.result() for future in futures]  # the first error in order
+        finally:
+            client.cancel(futures)
+        return CheckTables(_keys(sources), tables, units)
+    workers = min(threads or os.cpu_count() or 1, max(len(sources), 1))
+    if workers == 1:
+        tables = [read(source) for source in sources]
+    else:
+        with ThreadPoolExecutor(workers, thread_name_prefix="marlox-tables") as pool:
+            tables = list(pool.map(read, sources))
+    return CheckTables(_keys(sources), tables, units)
+
+
+def _keys(sources: list[Any]) -> list[Key]:
+    return [{"file": _name(source, index)} for index, source in enumerate(sources)]
+
+
+def _read(source: Any, units: str, options: dict[str, Any]) -> CheckTable:
+    """One file's table, on a Dask worker."""
+    return check_table(source, units=units, **options)
