@@ -1,20 +1,27 @@
-"""What ``validate()`` costs beside the serialisation it starts from, and how it grows with size.
+"""What ``validate()`` and ``plot()`` cost, and that the cost of drawing one section does not grow
+with the model.
 
 Builds the models of ``bench_input_xml.py`` (N beams: a rectangle, 8 bars, 1 stirrup,
 4 extremes and member data each) and a model of N round columns (a general shape with two
-arcs, 30 bars, a round stirrup), and measures side by side, best of three:
+arcs, 30 bars, a round stirrup), and measures side by side in one run, best of three,
+imports and model building outside the timers:
 
-- serialise: ``model._serialize()``
-- validate:  ``model.validate()`` end to end (it serialises the model first)
+- JSON road: ``json.dumps(model._serialize())``, the model as JSON text: what checks that
+  read a serialised document pay before they start (the checks read the objects instead)
+- validate:  ``model.validate()``
+- plot:      ``model.plot(section, ax)`` of the last check section on a reused axes, with its
+  findings (matplotlib's artists included, the figure not rendered)
 
-The ratio validate / serialise is what checking adds; linear time shows as a flat time per
-member across sizes.
+Flat cost shows as the same plot time at every size and the same validate time per member.
+Then ``validate()`` of a square outline of N vertices with an identical opening (a case whose
+cost once grew with the cube of N): near-linear shows as a flat time per vertex.
 
-    python bench/bench_validate.py [--members 500 2000 5000]
+    python bench/bench_validate.py [--members 1000 10000] [--vertices 2000 10000 40000]
 """
 
 import argparse
 import importlib.util
+import json
 import math
 import pathlib
 import time
@@ -48,33 +55,70 @@ def columns(count: int) -> Model:
     return model
 
 
-def best(function, repeat=3) -> float:
-    times = []
+def best(functions: dict, repeat: int = 3, setup=None) -> dict:
+    """The least time of each function, run in turn so that they share the machine's state."""
+    times: dict = {name: math.inf for name in functions}
     for _ in range(repeat):
-        start = time.perf_counter()
-        function()
-        times.append(time.perf_counter() - start)
-    return min(times)
+        for name, function in functions.items():
+            if setup is not None:
+                setup()
+            start = time.perf_counter()
+            function()
+            times[name] = min(times[name], time.perf_counter() - start)
+    return times
 
 
 def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--members", type=int, nargs="+", default=[500, 2000, 5000])
-    sizes = parser.parse_args().members
+    parser.add_argument("--members", type=int, nargs="+", default=[1000, 10000])
+    parser.add_argument("--vertices", type=int, nargs="+", default=[2000, 10000, 40000])
+    arguments = parser.parse_args()
+    sizes = arguments.members
+    import matplotlib
+
+    matplotlib.use("Agg")
+    import matplotlib.pyplot as plt
+
+    _, ax = plt.subplots()
     print(
-        f"{'model':>8} {'members':>8} {'serialise s':>12} {'validate s':>11} {'ratio':>6} "
-        f"{'validate ms/member':>19}"
+        f"{'model':>8} {'members':>8} {'JSON road s':>12} {'validate s':>11} "
+        f"{'validate/JSON':>14} {'ms/1000 members':>16} {'plot ms':>8}"
     )
     for name, make in (("beams", beams), ("columns", columns)):
         for size in sizes:
             model = make(size)
-            serialise = best(model._serialize)
-            validate = best(model.validate)
+            section = model._check_section_list[-1]
             assert model.validate() == []
-            print(
-                f"{name:>8} {size:>8} {serialise:>12.3f} {validate:>11.3f} "
-                f"{validate / serialise:>6.2f} {1e3 * validate / size:>19.3f}"
+            t = best(
+                {
+                    "json": lambda model=model: json.dumps(model._serialize()),
+                    "validate": model.validate,
+                    "plot": lambda model=model, section=section: model.plot(section, ax),
+                },
+                setup=ax.cla,
             )
+            print(
+                f"{name:>8} {size:>8} {t['json']:>12.3f} {t['validate']:>11.3f} "
+                f"{t['validate'] / t['json']:>14.3f} {1e6 * t['validate'] / size:>16.1f} "
+                f"{1e3 * t['plot']:>8.1f}"
+            )
+
+    print(f"\n{'vertices':>9} {'validate s':>11} {'us/vertex':>10}")
+    for count in arguments.vertices:
+        model = opening_on_outline(count)
+        t = best({"validate": model.validate})["validate"]
+        print(f"{count:>9} {t:>11.3f} {1e6 * t / count:>10.2f}")
+
+
+def opening_on_outline(count: int) -> Model:
+    """A square of `count` vertices whose opening is the same square: no concrete at all."""
+    k = count // 4
+    side = [(i / k, 0.0) for i in range(k)] + [(1.0, i / k) for i in range(k)]
+    side += [(1 - i / k, 1.0) for i in range(k)] + [(0.0, 1 - i / k) for i in range(k)]
+    model = Model()
+    concrete = model.create_concrete_material(o.ConcreteMaterial.C30_37)
+    model.create_beam(GeneralShape(side, [side]), concrete)
+    return model
 
 
 if __name__ == "__main__":

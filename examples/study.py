@@ -6,8 +6,8 @@ each model to input XML, runs it as an analysis job (reusing results already in 
 folder), and joins every variant's check table with its parameters. The governing check of each
 variant is printed. Running RCS needs an IDEA StatiCa RCS service (``MARLOX_IDEA_RCS_URL`` or
 ``MARLOX_IDEA_RCS_EXE``); without one every variant fails with the job's error, which is
-printed instead. (In CI the service is a stand-in that returns the same sample results for
-every input, so every variant governs alike there.)
+printed instead. (In CI the service is a stand-in that returns sample results whose unity
+checks merely grow with the moment and shrink with the bars' area.)
 
     python examples/study.py [cache folder]
 """

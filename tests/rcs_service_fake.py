@@ -3,10 +3,12 @@
 schemas (``RcsProject``, ``RcsSectionResultOverview``, ``RcsSectionResultDetailed``), and
 switches for the faults the tests need.
 
-Run as a program (``python rcs_service_fake.py -port=N [-lifetime=S] RESULTS.json``) it stands
-in for ``IdeaStatiCa.RcsRestApi.exe``: it serves on the port it is given until it is stopped or
-its lifetime ends (30 s unless told), and writes its process id to ``RESULTS.json.pid``.
-``RESULTS.json`` may also be a result XML document, whose sections it then serves.
+Run as a program (``python rcs_service_fake.py -port=N [-lifetime=S] [-vary] RESULTS.json``) it
+stands in for ``IdeaStatiCa.RcsRestApi.exe``: it serves on the port it is given until it is
+stopped or its lifetime ends (30 s unless told), and writes its process id to
+``RESULTS.json.pid``. ``RESULTS.json`` may also be a result XML document, whose sections it then
+serves; with ``-vary`` the unity checks follow each input's moment and bars
+(:func:`by_moment_and_bars`).
 """
 
 from __future__ import annotations
@@ -20,6 +22,7 @@ import sys
 import threading
 import uuid
 import xml.etree.ElementTree as ET
+from collections.abc import Callable
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 from typing import Any
 
@@ -80,6 +83,36 @@ def overview(results: list[dict[str, Any]]) -> list[dict[str, Any]]:
     return replies
 
 
+def scaled(value: Any, factor: float) -> Any:
+    """``value`` with every "checkValue" multiplied by ``factor``; a passed check whose value
+    then exceeds its "limitCheckValue" fails."""
+    if isinstance(value, list):
+        return [scaled(item, factor) for item in value]
+    if not isinstance(value, dict):
+        return value
+    out = {key: scaled(item, factor) for key, item in value.items()}
+    if isinstance(out.get("checkValue"), (int, float)):
+        out["checkValue"] *= factor
+        limit = out.get("limitCheckValue")
+        if out.get("result") == "passed" and isinstance(limit, (int, float)) and limit > 0:
+            out["result"] = "passed" if out["checkValue"] <= limit else "failed"
+    return out
+
+
+def by_moment_and_bars(input_xml: bytes) -> float:
+    """A stand-in for a calculation: the unity checks of the canned results scaled with the
+    first bending moment of the input (against 150 kN m) and inversely with the area of its
+    first bar (against 20 mm), so that a study's variants differ as they would."""
+    text = input_xml.decode("utf-8", "replace")
+    moment = re.search(r"<My>([^<]+)</My>", text)
+    diameter = re.search(r"<Diameter>([^<]+)</Diameter>", text)
+    try:
+        factor = abs(float(moment.group(1))) / 150e3 if moment else 1.0
+        return factor * (0.02 / float(diameter.group(1))) ** 2 if diameter else factor
+    except (ValueError, ZeroDivisionError):
+        return 1.0
+
+
 def problem(status: int, title: str) -> tuple[int, str, bytes]:
     body = {"type": "about:blank", "title": title, "status": status}
     return status, "application/problem+json", json.dumps(body).encode()
@@ -103,6 +136,9 @@ class FakeRcsService(ThreadingHTTPServer):
         self.bodies: dict[str, list] = {}  # call -> the JSON bodies it was sent
         self.overview = overview
         self.projects: dict[str, str] = {}  # id -> "open" | "calculated" | "closed"
+        #: When set, each project's unity checks are the canned ones times vary(its input).
+        self.vary: Callable[[bytes], float] | None = None
+        self.factors: dict[str, float] = {}
         self.lock = threading.Lock()
         self.open_projects = 0  # projects imported and not yet closed
         self.most_open = 0  # the most that were open at once
@@ -163,14 +199,17 @@ class FakeRcsService(ThreadingHTTPServer):
         except (ValueError, TypeError, KeyError):
             return problem(400, "Bad Request")
         self.bodies.setdefault(call, []).append(parameters)
+        results = self.results
+        if self.factors.get(project, 1.0) != 1.0:
+            results = scaled(results, self.factors[project])
         if call == "calculate":
             self.projects[project] = "calculated"
-            return 200, "application/json", json.dumps(self.overview(self.results)).encode()
+            return 200, "application/json", json.dumps(self.overview(results)).encode()
         if self.projects[project] != "calculated":
             return problem(400, "The project is not calculated")
         results = [
             detailed
-            for detailed in self.results
+            for detailed in results
             if not sections or detailed["sectionResult"].get("sectionId") in sections
         ]
         return 200, "application/json", json.dumps(results).encode()
@@ -191,6 +230,8 @@ class FakeRcsService(ThreadingHTTPServer):
             return problem(400, "No iomFile")
         self.imported.append(files[0])
         project = str(uuid.uuid4())
+        if self.vary is not None:
+            self.factors[project] = self.vary(files[0])
         with self.lock:
             self.projects[project] = "open"
             self.open_projects += 1
@@ -224,12 +265,14 @@ class _Handler(BaseHTTPRequestHandler):
 
 def main(arguments: list[str]) -> None:
     """Stand in for the service's executable: ``-port=N [-lifetime=S] RESULTS.json``."""
-    options = dict(a[1:].split("=", 1) for a in arguments if a.startswith("-"))
+    options = dict(a[1:].partition("=")[::2] for a in arguments if a.startswith("-"))
     results_path = next(a for a in arguments if not a.startswith("-"))
     with open(results_path, "rb") as file:
         data = file.read()
     results = results_from_xml(data) if results_path.endswith(".xml") else json.loads(data)
     server = FakeRcsService(results, int(options["port"]))
+    if "vary" in options:
+        server.vary = by_moment_and_bars
     with open(results_path + ".pid", "w") as file:
         file.write(str(os.getpid()))
     timer = threading.Timer(float(options.get("lifetime", LIFETIME)), server.shutdown)

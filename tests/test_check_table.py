@@ -13,6 +13,7 @@ import pickle
 import sys
 import xml.etree.ElementTree as ET
 from collections import defaultdict
+from html.parser import HTMLParser
 from operator import itemgetter
 
 import pytest
@@ -30,7 +31,7 @@ from result_documents import (
 )
 
 from marlox.errors import ParsingError
-from marlox.external.idea_rcs import RcsOutputFileParser, ResultTable, check_table
+from marlox.external.idea_rcs import OpenModel, RcsOutputFileParser, ResultTable, check_table
 from marlox.external.idea_rcs.cli import main
 
 DATA = pathlib.Path(__file__).resolve().parent / "data"
@@ -62,35 +63,73 @@ def same(a, b):
     return a == b or (isinstance(a, float) and isinstance(b, float) and math.isnan(a + b))
 
 
-SINGLE = {"capacity": "Capacity", "shear": "Shear", "torsion": "Torsion"}
-SINGLE |= {"interaction": "Interaction", "detailing": "Detailing"}
+FORCES = ("N", "Qy", "Qz", "Mx", "My", "Mz")
+SHEAR = {"VEd": "Ved", "VRd": "Vrd", "VRd_c": "Vrdc", "VRd_s": "Vrds", "VRd_max": "Vrdmax"}
+TORSION = {"TEd": "Ted", "TRd": "Trd", "TRd_c": "Trdc", "TRd_s": "Trds", "TRd_max": "Trdmax"}
+# the table's columns of the values behind each family's check, from the reader's keys
+VALUES = {
+    "Capacity": lambda v: {f"Fu_{k}": (v["Fu"] or {}).get(k) for k in FORCES},
+    "Shear": lambda v: {column: v[key] for column, key in SHEAR.items()},
+    "Torsion": lambda v: {column: v[key] for column, key in TORSION.items()},
+    "Interaction": lambda v: {"VEd": v["Ved"], "TEd": v["Ted"]},
+    "Detailing": lambda v: {
+        "check_value_longitudinal": v["longitudinal"],
+        "check_value_shear_reinforcement": v["shear"],
+    },
+    "CrackWidth": lambda v: {"w": v["W"], "w_lim": v["Wlim"]},
+    "StressLimitation": lambda v: {"stress": v["Stress"]},
+}
 
 
 def reader_items(extreme):
-    """(family, check, type_check, check value, verdict) of every item the readers return."""
-    for name, family_name in SINGLE.items():
+    """(family, check, type_check, reader values, the table columns they give) of every item
+    the readers return."""
+    for name in ("capacity", "shear", "torsion", "interaction", "detailing"):
+        family_name = name.title()
         if extreme[name] is not None:
-            yield family_name, None, None, extreme[name]
+            values = extreme[name]
+            yield family_name, None, None, values, VALUES[family_name](values)
     for term, check in (extreme["crack_width"] or {}).items():
         if check is not None:
-            yield "CrackWidth", f"CrackWidth{term.title()}", None, check
+            yield (
+                "CrackWidth",
+                f"CrackWidth{term.title()}",
+                None,
+                check,
+                VALUES["CrackWidth"](check),
+            )
     for type_check, terms in (extreme["stress_limitation"] or {}).items():
         if type_check.startswith("Check_") and terms is not None:
             for term, values in terms.items():
-                yield "StressLimitation", f"StressLimitation{term.title()}", type_check, values
+                columns = VALUES["StressLimitation"](values)
+                yield (
+                    "StressLimitation",
+                    f"StressLimitation{term.title()}",
+                    type_check,
+                    values,
+                    columns,
+                )
     if extreme["fatigue"] is not None:
-        yield "Fatigue", "Fatigue", None, extreme["fatigue"]["fatigue"]
+        fatigue = extreme["fatigue"]["fatigue"]
+        yield "Fatigue", "Fatigue", None, fatigue, {"decision_method": fatigue["DecisionMethod"]}
         for shear in extreme["fatigue"]["shear"].values():
-            yield "Fatigue", "Shear", None, shear
+            yield "Fatigue", "Shear", None, shear, VALUES["Shear"](shear)
 
 
-def matches(row, family_name, check, type_check, values):
+def same_value(cell, value):
+    """A value the file states as not-a-number is None in the table (a reader's NaN or None)."""
+    nan = isinstance(value, float) and math.isnan(value)
+    return same(cell, value) or (cell is None and nan)
+
+
+def matches(row, family_name, check, type_check, values, columns):
     return (
         row["family"] == family_name
         and check in (None, row["check"])
         and type_check in (None, row["type_check"])
         and same(row["check_value"], values["CheckValue"])
         and row["result"] == values["Result"]
+        and all(same_value(row[c], v) for c, v in columns.items())
     )
 
 
@@ -291,6 +330,56 @@ def test_csv_round_trip(tmp_path, target):
             assert cell == "" if value is None else same(type(value)(cell), value)
 
 
+NAMES = itemgetter("section_name", "member", "position", "reinforced_section", "extreme_name")
+
+
+def two_sections_on_one_member():
+    model = OpenModel.from_xml(DATA / "rcs-input-synthetic.xml")
+    member, rcs = model._check_member_list[0], model._reinforced_cross_section_list[0]
+    model.add_check_section(member, rcs, "x = 4 m").create_extreme(description="wind")
+    return model
+
+
+@pytest.mark.parametrize(
+    "model, sections, expected",
+    [
+        (None, {1: 2}, {(None, None, None, None, None)}),
+        (DATA / "rcs-input-synthetic.xml", {1: 2}, {("S1", "M 1", 1, "R1", "S1 - E 1")}),
+        (
+            (DATA / "rcs-input-synthetic.xml").read_bytes(),
+            {1: 1},
+            {("S1", "M 1", 1, "R1", "S1 - E 1")},
+        ),
+        (two_sections_on_one_member(), {2: 1}, {("x = 4 m", "M 1", 2, "R1", "wind")}),
+    ],
+)
+def test_names_come_from_the_model(model, sections, expected):
+    data = document(
+        {i: [extreme(("Shear", "Shear", "Passed", "0.5", ()))] * n for i, n in sections.items()}
+    )
+    table = check_table(data, model=model)
+    assert {NAMES(r) for r in table.to_pylist() if r["extreme"] == 1} == expected
+    assert {NAMES(r) for r in table.governing(per_family=True).to_pylist()} == expected
+
+
+@pytest.mark.parametrize(
+    "sections, message",
+    [
+        (
+            {3: 1, 1: 1, 9: 1},
+            r"model has no check sections with ids 3, 9 \(its check sections: 1\)",
+        ),
+        ({1: 3}, "check section 1 has more extremes in the result file than in the model"),
+    ],
+)
+def test_a_model_the_results_do_not_belong_to(sections, message):
+    data = document(
+        {i: [extreme(("Shear", "Shear", "Passed", "0.5", ()))] * n for i, n in sections.items()}
+    )
+    with pytest.raises(ValueError, match=message):
+        check_table(data, model=DATA / "rcs-input-synthetic.xml")
+
+
 def full_disk(*args):
     raise OSError(errno.ENOSPC, "No space left on device")
 
@@ -370,6 +459,8 @@ def run(tmp_path, capsys, *argv):
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.csv"], 0),
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.arrow", "--sections", "8"], 0),
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/out.txt"], 2),
+        (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/no/such/dir/out.csv"], 2),
+        (GOVERNING, ["summary", "{tmp}/r.xml", "--model", "{tmp}/missing.xml"], 2),
         (GOVERNING, ["table", "{tmp}/r.xml", "-o", "{tmp}/full.csv"], 2),
         # Well-formed, but without check rows: nothing to summarise, never a traceback.
         (b"<r/>", ["summary", "{tmp}/r.xml"], 2),
@@ -400,6 +491,51 @@ def test_cli_exit_status(tmp_path, capsys, data, argv, status):
         )
 
 
+SUMMARY = [
+    # arguments, the sections listed (in order), the exit status
+    ([], ["8", "7"], 1),
+    (["--failed-only"], ["8"], 1),
+    (["--min-check-value", "0.6"], ["7"], 1),  # 8 governs by a failed check of 0.5
+    (["--top", "1"], ["8"], 1),
+    (["--per-family", "--top", "2"], ["8", ""], 1),
+    (["--per-family", "--failed-only", "--families", "Capacity"], [], 0),
+]
+
+
+@pytest.mark.parametrize("argv, listed, status", SUMMARY)
+def test_summary_filters_keep_the_worst_first(tmp_path, capsys, argv, listed, status):
+    (tmp_path / "r.xml").write_bytes(GOVERNING)
+    got, out = run(tmp_path, capsys, "summary", "{tmp}/r.xml", *argv)
+    lines = out.out.splitlines()
+    assert got == status and lines[0].split()[0] == "section"
+    assert [line[: len("section")].strip() for line in lines[1:-1]] == listed
+    assert lines[-1].startswith(f"2 sections: {status} with failed checks")
+
+
+@pytest.mark.parametrize("output", ["out.csv", "out.xlsx"])
+@pytest.mark.parametrize("governing", [False, True])
+def test_table_outputs_carry_units_and_only_what_was_asked(tmp_path, capsys, output, governing):
+    (tmp_path / "r.xml").write_bytes(GOVERNING)
+    argv = ["table", "{tmp}/r.xml", "-o", f"{{tmp}}/{output}", "--units", "engineering"]
+    argv += ["--excel"] * output.endswith(".csv") + ["--governing"] * governing
+    assert run(tmp_path, capsys, *argv)[0] == 0
+    expected = check_table(GOVERNING, units="engineering")
+    expected = expected.governing() if governing else expected
+    if output.endswith(".csv"):
+        raw = (tmp_path / output).read_bytes()
+        assert raw.startswith(b"\xef\xbb\xbfsection,")
+        header, *rows = list(csv.reader(io.StringIO(raw.decode("utf-8-sig"), newline="")))
+    else:
+        openpyxl = pytest.importorskip("openpyxl")
+        sheet = openpyxl.load_workbook(tmp_path / output).active
+        header, *rows = [["" if v is None else str(v) for v in r] for r in sheet.values]
+    assert "Qz [kN]" in header and "Mz [kN·m]" in header and header[0] == "section"
+    assert [int(r[0]) for r in rows] == expected.column("section")
+    assert ("governing" in header) is False and ("items" in header) is governing
+    # nothing but the output beside the input: no temporary file left
+    assert sorted(p.name for p in tmp_path.iterdir()) == sorted(["r.xml", output])
+
+
 @pytest.mark.parametrize("fault", [KeyError("check"), TypeError("not iterable")])
 def test_a_fault_of_the_program_keeps_its_traceback(tmp_path, capsys, monkeypatch, fault):
     def broken(*args, **kwargs):
@@ -421,3 +557,45 @@ def test_a_truncated_file_raises_the_streaming_parsers_error():
         str(stream_error.value),
         stream_error.value.position,
     )
+
+
+class Cells(HTMLParser):
+    """The header cells and the body rows (class, cells) of an HTML table."""
+
+    def __init__(self, html):
+        super().__init__()
+        self.headers, self.rows, self.cell = [], [], None
+        self.feed(html)
+
+    def handle_starttag(self, tag, attrs):
+        if tag == "tr":
+            self.rows.append((dict(attrs).get("class"), []))
+        elif tag in ("td", "th"):
+            self.cell = ""
+
+    def handle_endtag(self, tag):
+        if tag in ("td", "th"):
+            (self.headers if tag == "th" else self.rows[-1][1]).append(self.cell)
+            self.cell = None
+
+    def handle_data(self, data):
+        if self.cell is not None:
+            self.cell += data
+
+
+@pytest.mark.parametrize("view", ["checks", "governing"])
+def test_notebook_view_units_failures_and_first_rows(view):
+    many = {
+        i: [extreme(("Shear", "Sh<e>ar", "Failed" if i == 3 else "Passed", "0.5", ()))]
+        for i in range(1, 31)
+    }
+    table = check_table(document(many), units="engineering")
+    shown = table if view == "checks" else table.governing()
+    html = shown._repr_html_()
+    cells = Cells(html)
+    assert "first 20" in html and len(cells.rows) == 1 + 20
+    assert "Qz[kN]" in cells.headers and "check_value" in cells.headers
+    assert "Fu_N[kN]" not in cells.headers  # no row shown states it
+    body = [dict(zip(cells.headers, row, strict=True)) | {"class": c} for c, row in cells.rows[1:]]
+    assert {r["section"] for r in body if r["class"] == "failed"} == {"3"}
+    assert body[0]["check"] == "Sh<e>ar"

@@ -45,33 +45,36 @@ class Cluster:
     def __init__(self, tmp: Path) -> None:
         self.address = f"tcp://127.0.0.1:{free_port()}"
         self.services: dict[str, FakeRcsService] = {}
+        self.urls: dict[str, str] = {}
         self.workers: dict[str, subprocess.Popen] = {}
         self.processes: list[subprocess.Popen] = []
         self.tmp = tmp
 
-    def start(self, seats: dict[str, int], urls: dict[str, str]) -> None:
-        python = [sys.executable, "-m"]
-        quiet = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
+    def start_scheduler(self) -> None:
         port = self.address.rsplit(":", 1)[1]
-        self.processes.append(
-            subprocess.Popen(
-                [*python, "distributed.cli.dask_scheduler", "--host", "127.0.0.1"]
-                + ["--port", port, "--no-dashboard"],
-                **quiet,
-            )
+        self.scheduler = self._start(
+            ["distributed.cli.dask_scheduler", "--host", "127.0.0.1", "--port", port]
         )
-        for name, count in seats.items():
-            env = {**os.environ, "MARLOX_IDEA_RCS_URL": urls[name], "NO_PROXY": "127.0.0.1"}
-            env.pop("MARLOX_PLATFORM_URL", None)
-            worker = subprocess.Popen(
-                [*python, "distributed.cli.dask_worker", self.address, "--name", name]
-                + ["--nthreads", str(count + 1), "--resources", f"rcs={count}"]
-                + ["--no-nanny", "--no-dashboard", "--death-timeout", str(LIFETIME)],
-                env=env,
-                **quiet,
-            )
-            self.workers[name] = worker
-            self.processes.append(worker)
+
+    def start_worker(self, name: str, seats: int, url: str) -> None:
+        env = {**os.environ, "MARLOX_IDEA_RCS_URL": url, "NO_PROXY": "127.0.0.1"}
+        env.pop("MARLOX_PLATFORM_URL", None)
+        self.workers[name] = self._start(
+            ["distributed.cli.dask_worker", self.address, "--name", name]
+            + ["--nthreads", str(seats + 1), "--resources", f"rcs={seats}"]
+            + ["--no-nanny", "--death-timeout", str(LIFETIME)],
+            env,
+        )
+
+    def _start(self, arguments: list[str], env: dict[str, str] | None = None) -> subprocess.Popen:
+        process = subprocess.Popen(
+            [sys.executable, "-m", *arguments, "--no-dashboard"],
+            env=env,
+            stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL,
+        )
+        self.processes.append(process)
+        return process
 
     def stop(self) -> None:
         for process in reversed(self.processes):
@@ -91,8 +94,10 @@ def cluster(tmp_path_factory):
     services = {name: FakeRcsService(results_from_xml(SYNTHETIC)) for name in seats}
     cluster = Cluster(tmp_path_factory.mktemp("dask"))
     with serving(services["one"], LIFETIME) as one, serving(services["two"], LIFETIME) as two:
-        cluster.services = services
-        cluster.start(seats, {"one": one, "two": two})
+        cluster.services, cluster.urls = services, {"one": one, "two": two}
+        cluster.start_scheduler()
+        for name, count in seats.items():
+            cluster.start_worker(name, count, cluster.urls[name])
         try:
             with distributed.Client(cluster.address, timeout=START_TIMEOUT) as client:
                 client.wait_for_workers(2, timeout=START_TIMEOUT)
@@ -189,7 +194,7 @@ def test_the_workers_read_result_files_into_tables_in_order(cluster, tmp_path):
 
 
 def test_a_lost_worker_fails_its_job_and_it_never_runs_twice(cluster, runner):
-    # Last in the module: it kills a worker.
+    # Late in the module: it kills a worker.
     for service in cluster.services.values():
         service.delays["calculate"] = 3.0
     job_id = runner.submit("idearcs", 1, CONTENT)
@@ -202,3 +207,23 @@ def test_a_lost_worker_fails_its_job_and_it_never_runs_twice(cluster, runner):
     assert (status["status"], status["message"]) == ("failed", LOST)
     assert runner._store.get(job_id).status == "failed"  # the database
     assert sum(len(s.imported) for s in cluster.services.values()) == imports  # not run again
+
+
+def test_a_lost_scheduler_fails_the_running_jobs_and_sends_the_waiting_one_again(cluster, runner):
+    # After the lost worker: the workers left, and one job more than their seats.
+    seats = sum({"one": 1, "two": 2}[n] for n, w in cluster.workers.items() if w.poll() is None)
+    for service in cluster.services.values():
+        service.delays["calculate"] = 2.0
+    ids = [runner.submit("idearcs", 1, CONTENT) for _ in range(seats + 1)]
+    wait_until(lambda: sum("calculating" in runner.status(i)["message"] for i in ids) == seats)
+    (waiting,) = [i for i in ids if runner.status(i)["message"] == WAITING]
+    cluster.scheduler.send_signal(signal.SIGKILL)  # the workers leave with it
+    for job_id in ids:
+        if job_id != waiting:
+            assert runner.wait(job_id, 30) == {"status": "failed", "message": LOST}
+    assert runner.status(waiting) == {"status": "running", "message": WAITING}
+
+    cluster.start_scheduler()
+    cluster.start_worker("three", 1, cluster.urls["two"])
+    assert runner.wait(waiting, START_TIMEOUT)["status"] == "finished"
+    assert [runner._store.get(i).status for i in ids].count("failed") == seats  # the database

@@ -60,6 +60,7 @@ def test_iterating_extremes_is_lazy_and_live():
             return None
 
     assert SectionResult("x", Fake()).extremes() == [] and SectionResult("x", Fake()).id_ == "x"
+    assert SectionResult(None, Fake()).id_ is None  # stored as given, None too
     element = ET.fromstring(section_xml("<a/>", "<b/>"))
     it = SectionResult(1, element)._iter_extreme_results()
     assert next(it).tag == "a"

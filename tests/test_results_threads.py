@@ -133,8 +133,9 @@ def test_one_scan_is_not_resumed_from_two_threads_at_once():
     assert set(failures) <= {"generator already executing"}
 
 
-def test_one_parser_scanned_twice_at_once_fails_loudly_or_reads_everything():
-    """Two scans share the parser's stream: each must read all of it or raise, never a mix."""
+@pytest.mark.parametrize("parsers", [1, 2], ids=["one parser", "two parsers"])
+def test_one_stream_scanned_twice_at_once_fails_loudly_or_reads_everything(parsers):
+    """Two scans share a stream: each must read all of it or raise, never a mix."""
     data = document(1500, extremes=2)
     expected = [(i, 2, 6.0) for i in range(1500)]
     outcomes = []
@@ -150,8 +151,9 @@ def test_one_parser_scanned_twice_at_once_fails_loudly_or_reads_everything():
             outcomes.append(repr(e))
 
     for _ in range(12):
-        parser, start = RcsOutputFileParser(io.BytesIO(data)), threading.Barrier(2)
-        threads = [threading.Thread(target=scan, args=(parser, start)) for _ in range(2)]
+        stream, start = io.BytesIO(data), threading.Barrier(2)
+        made = [RcsOutputFileParser(stream) for _ in range(parsers)]
+        threads = [threading.Thread(target=scan, args=(made[i % parsers], start)) for i in (0, 1)]
         for t in threads:
             t.start()
         for t in threads:

@@ -11,7 +11,7 @@ from pathlib import Path
 
 import pytest
 from platform_fakes import closed_port_url, serving, use_platform
-from rcs_service_fake import FakeRcsService, results_from_xml
+from rcs_service_fake import FakeRcsService, by_moment_and_bars, results_from_xml
 
 from marlox.errors import InternalError
 from marlox.external.idea_rcs import Model, RectSection, check_table
@@ -74,34 +74,40 @@ def no_job_running() -> bool:
 
 
 def test_a_study_runs_within_its_seats_into_one_table(service, tmp_path):
-    study = run_study(variants(6), seats=2, results_dir=tmp_path / "results", progress=False)
+    service.vary = by_moment_and_bars  # each variant's unity checks its own
+    folder = tmp_path / "results"
+    study = run_study(
+        variants(6), seats=2, results_dir=folder, return_rcs_file=True, progress=False
+    )
 
     assert service.most_open == 2  # never more than the seats, and both used
     assert service.open_projects == 0
     assert [o.status for o in study.variants] == ["finished"] * 6
     assert study.failures == [] and not study.interrupted
 
-    # Each variant's rows are its result file's check table, led by its parameters.
-    one = check_table(study.variants[0].result())
-    assert study.table.num_rows == 6 * one.num_rows
-    assert study.table.column_names == ["variant", "i", "moment", *one.column_names]
-    rows = study.table.to_pylist()
-    for k, row in enumerate(rows):
-        variant, item = divmod(k, one.num_rows)
+    # Each variant's rows are its own result file's check table, led by its parameters.
+    own = [check_table(o.result()) for o in study.variants]
+    size = own[0].num_rows
+    assert study.table.num_rows == 6 * size
+    assert study.table.column_names == ["variant", "i", "moment", *own[0].column_names]
+    for k, row in enumerate(study.table.to_pylist()):
+        variant, item = divmod(k, size)
         assert row["variant"] == row["i"] == variant
         assert row["moment"] == 100e3 + 1e3 * variant
-        assert {c: row[c] for c in one.column_names} == one.to_pylist()[item]
+        assert {c: row[c] for c in own[0].column_names} == own[variant].to_pylist()[item]
     governing = study.governing().to_pylist()
-    assert len(governing) == 6 * one.governing().num_rows
-    assert [r["variant"] for r in governing[: one.governing().num_rows]] == [0] * len(
-        one.governing()
-    )
-    assert study.overall.num_rows == 6 * one.overall.num_rows
+    per_variant = own[0].governing().num_rows
+    assert len(governing) == 6 * per_variant
+    worst = [r["check_value"] for r in governing[::per_variant]]
+    assert [r["variant"] for r in governing[::per_variant]] == list(range(6))
+    assert worst == sorted(worst) and worst[0] < worst[-1]  # the moment grows with the variant
+    assert study.overall.num_rows == 6 * own[0].overall.num_rows
 
     # The result files are kept whole in the folder.
-    files = sorted(p.name for p in (tmp_path / "results").iterdir())
-    assert files == [f"variant-{i:04d}.xml" for i in range(6)]
+    files = sorted(p.name for p in folder.iterdir())
+    assert files == [f"variant-{i:04d}.{kind}" for i in range(6) for kind in ("ideaRcs", "xml")]
     assert study.variants[3].files["body"].read_bytes() == study.variants[3].result()
+    assert study.variants[3].result("idea_rcs_body") == service.rcs_file
 
 
 def test_failed_variants_are_collected_not_raised(service):
@@ -299,3 +305,4 @@ def test_many_result_files_read_side_by_side(tmp_path):
     with pytest.raises(ValueError, match="threads must be at least 1"):
         check_tables(paths, threads=0)
     assert check_tables([]).table.num_rows == 0
+    assert set(check_tables([SYNTHETIC, paths[0]]).table.column("file")) == {"#0", str(paths[0])}

@@ -1,6 +1,8 @@
 """validate(), ensure_valid() and plot(): each rule finds its fault and passes its near miss."""
 
+import importlib.util
 import math
+import pathlib
 
 import pytest
 from hypothesis import assume, given, settings
@@ -27,11 +29,11 @@ def hoop(right):  # a closed stirrup whose right side is an arc through (right, 
     ]
 
 
-def build(cs=RECT, bars=(), stirrups=(), extremes=(LOAD,), concrete=None, **member):
+def build(cs=RECT, bars=(), stirrups=(), extremes=(LOAD,), concrete=None, steel=None, **member):
     model = Model()
     mat = model.create_concrete_material(o.ConcreteMaterial.C30_37, **(concrete or {}))
-    steel = model.create_reinforcement_material(o.ReinforcementMaterial.B_500B)
-    beam = model.create_beam(cs, mat, **member)
+    steel = model.create_reinforcement_material(o.ReinforcementMaterial.B_500B, **(steel or {}))
+    beam = model.create_beam(cs, steel if member.pop("steel_as_concrete", False) else mat, **member)
     for centre, diameter in bars:
         beam.create_bar(centre, diameter, steel)
     for points, diameter, torsion in stirrups:
@@ -52,7 +54,29 @@ CASES = {
         {"bars": [((0, 0), 0.02), ((0.015, 0), 0.02)]},
         ("error", "bars[0]", "overlaps bars[1]"),
     ),
-    "bars touch": ({"bars": [((0, 0), 0.02), ((0.02, 0), 0.02)]}, None),
+    "bars touch": (
+        {"bars": [((0, 0), 0.02), ((0.02, 0), 0.02)]},
+        ("warning", "bars[0]", "0 mm clear of bars[1] at (0.02, 0) m, less than the 21 mm"),
+    ),
+    "bars spaced": ({"bars": [((0, 0), 0.02), ((0.041, 0), 0.02)]}, None),
+    "bars in mm": (
+        {"cs": RectSection(300, 500), "bars": [((0, -200), 25)]},
+        [
+            ("warning", "parameters['Width']", "is 300, which looks like millimetres"),
+            ("warning", "parameters['Height']", "is 500, which looks like millimetres"),
+            ("warning", "bars[0].diameter", "is 25, which looks like millimetres"),
+        ],
+    ),
+    "tall section": ({"cs": RectSection(0.3, 50)}, None),
+    "no bars": ({"bars": ()}, ("warning", "bars", "has no bars")),
+    "bar on stirrup": (
+        {"bars": [((0.1, -0.21), 0.016)], "stirrups": [(hoop(0.14), 0.008, False)]},
+        ("error", "bars[0]", "overlaps stirrups[0]: its centre is 10 mm from the stirrup's axis"),
+    ),
+    "bar against stirrup": (
+        {"bars": [((0.1, -0.208), 0.016)], "stirrups": [(hoop(0.14), 0.008, False)]},
+        None,
+    ),
     "stirrup arc out": (
         {"stirrups": [(hoop(0.147), 0.008, False)]},
         ("error", "stirrups[0]", "leaves"),
@@ -78,6 +102,14 @@ CASES = {
         {"cs": GeneralShape(BOX, [[(0.5, 0.1), (0.7, 0.1), (0.7, 0.3), (0.5, 0.3)]])},
         ("error", "components[0].openings[0]", "outside its outline"),
     ),
+    "opening out at corners": (  # leaves and comes back through corners, crossing no edge
+        {"cs": GeneralShape(BOX, [[(0.5, 0.3), (0.7, 0.5), (0.7, -0.1), (0.5, 0.1)]])},
+        ("error", "components[0].openings[0]", "outside its outline near (0.7, 0.5) m"),
+    ),
+    "opening fills outline": (
+        {"cs": GeneralShape(BOX, [BOX[::-1]])},
+        ("error", "components[0]", "no concrete"),
+    ),
     "opening touches": (
         {"cs": GeneralShape(BOX, [[(0.4, 0.1), (0.6, 0.1), (0.6, 0.3), (0.4, 0.3)]])},
         None,
@@ -90,6 +122,16 @@ CASES = {
     "negative strength": (
         {"concrete": {"fck": -30}},
         ("error", "fck", "greater than zero, but it is -30000000.0"),
+    ),
+    "fck in Pa": (
+        {"concrete": {"fck": 30e6}},
+        ("warning", "fck", "is 30000000000000.0, far outside the 12 to 90 MPa"),
+    ),
+    "fck 90": ({"concrete": {"fck": 90}}, None),
+    "fyk in GPa": ({"steel": {"fyk": 0.5}}, ("warning", "fyk", "400 to 600 MPa")),
+    "steel as concrete": (
+        {"steel_as_concrete": True},
+        ("error", "material", "made from a MatReinforcementEc2, but a MatConcrete is required"),
     ),
     "humidity 0": (
         {"relative_humidity": 0},
@@ -132,15 +174,18 @@ def test_each_rule_finds_its_fault_and_passes_its_near_miss(name):
         arguments = {**arguments, "cs": Shape(arguments["cs"], TEE)}
     model, _ = build(**arguments)
     findings = model.validate()
+    if "bars" not in arguments:  # a section without bars is warned of: "no bars" pins that
+        findings = [f for f in findings if f.field != "bars"]
     if expected is None:
         assert findings == []
         model.generate_xml_input()  # what passes the checks also converts
         return
-    severity, field, words = expected
-    (finding,) = findings
-    assert (finding.severity.value, finding.field) == (severity, field)
-    assert words in finding.message and finding.message.endswith(".")
-    assert finding.object_id == 1 and str(finding).startswith(severity + ": ")
+    expected = expected if isinstance(expected, list) else [expected]
+    assert len(findings) == len(expected), findings
+    for finding, (severity, field, words) in zip(findings, expected, strict=True):
+        assert (finding.severity.value, finding.field) == (severity, field)
+        assert words in finding.message and finding.message.endswith(".")
+        assert finding.object_id == 1 and str(finding).startswith(severity + ": ")
 
 
 @settings(max_examples=200, deadline=None)
@@ -173,6 +218,15 @@ def test_a_bar_in_a_round_section_is_judged_as_the_closed_form_says(
     assert [f.severity.value for f in model.validate()] == expected
 
 
+def test_the_main_example_is_a_clean_model():
+    path = pathlib.Path(__file__).parents[1] / "examples" / "beam.py"
+    found = importlib.util.spec_from_file_location("beam_example", path)
+    example = importlib.util.module_from_spec(found)
+    found.loader.exec_module(example)
+    model, _ = example.build_beam_model()
+    assert model.validate() == []
+
+
 def test_references_outside_the_model_and_the_raising_form():
     model, other = OpenModel(), OpenModel()
     mat = other.create_matconcrete_ec2(o.ConcreteMaterial.C30_37, poisson=0.5)
@@ -183,13 +237,18 @@ def test_references_outside_the_model_and_the_raising_form():
     )
     model.add_member_data_ec2(model._check_member_list[0], o.MemberType.BEAM, o.TwoWaySlabType.SLAB)
     fields = [(f.object_type, f.field) for f in model.validate()]
-    assert fields == [("CrossSectionParameter", "material"), ("StandardCheckSection", "extremes")]
+    assert fields == [
+        ("CrossSectionParameter", "material"),
+        ("ReinforcedCrossSection", "bars"),
+        ("StandardCheckSection", "extremes"),
+    ]
     assert "refers to MatConcrete 1, which is not in the model" in model.validate()[0].message
     with pytest.raises(
         ModelError, match=r"the model has 2 errors:\n  error: CrossSectionParameter 1"
     ) as raised:
         model.ensure_valid()
     assert isinstance(raised.value, ValueError) and len(raised.value.findings) == 2
+    assert "no bars" not in str(raised.value)  # warnings are returned, not raised
     assert [f.field for f in other.validate()] == ["poisson"]
     warned, _ = build(bars=[((0.14, 0), 0.02)])
     assert [f.field for f in warned.ensure_valid()] == ["bars[0]"]
@@ -222,6 +281,47 @@ def test_a_drawing_holds_one_artist_per_bar_and_stirrup():
     assert model.plot(model._cross_section_list[0], findings=False).get_title() == "Cross-section 1"
     with pytest.raises(ValueError, match="not a cross-section, reinforced cross-section"):
         model.plot(Model().create_concrete_material(o.ConcreteMaterial.C30_37))
+
+
+@pytest.mark.parametrize("far", [math.nan, math.inf, -1e300, 1e300])
+def test_geometry_beyond_any_section_is_found_and_the_drawing_still_renders(far):
+    matplotlib = pytest.importorskip("matplotlib")
+    matplotlib.use("Agg")
+    model, beam = build(
+        cs=GeneralShape([(-0.15, -0.25), (0.15, -0.25), (far, 0.25), (-0.15, 0.25)]),
+        bars=[((far, 0), 0.02), ((0, 0), far), ((0, 0), 0.02)],
+        stirrups=[([(-0.1, -0.2), (0.1, far), (-0.1, -0.2)], 0.008, False)],
+    )
+    fields = {f.field for f in model.validate() if f.severity.value == "error"}
+    assert {"components[0].outline", "bars[0].coordinates", "stirrups[0].points"} <= fields
+    assert ("bars[1].diameter" in fields) == (not math.isfinite(far) or far < 0)
+    ax = model.plot(beam)
+    ax.figure.savefig(__import__("io").BytesIO(), format="png")
+    assert all(math.isfinite(limit) and abs(limit) < 1e7 for limit in ax.axis())
+    assert "concrete not drawn" in ax.get_title()
+    assert [p.get_gid() for p in ax.patches] == ["bar"]
+
+
+def test_findings_of_sections_side_by_side_stay_legible():
+    matplotlib = pytest.importorskip("matplotlib")
+    matplotlib.use("Agg")
+    import matplotlib.pyplot as plt
+
+    figure, axes = plt.subplots(2, 2, figsize=(10, 9))
+    faults = [((0.2, 0), 0.02), ((0.145, 0.1), 0.02), ((0, 0), 0.02), ((0.015, 0), 0.02)]
+    for count, ax in enumerate(axes.flat, 1):
+        model, beam = build(bars=faults[:count], stirrups=[(hoop(0.147), 0.008, False)])
+        model.plot(beam, ax)
+    figure.canvas.draw()
+    lists = [t.get_window_extent() for ax in axes.flat for t in ax.texts if t.get_gid()]
+    assert len(axes[1, 1].texts) == 1 + 4  # its list, and labels of 5 findings at 4 points
+    assert len(lists) == 4
+    page = figure.bbox
+    for i, box in enumerate(lists):
+        assert page.x0 <= box.x0 and box.x1 <= page.x1 and page.y0 <= box.y0
+        assert not any(box.overlaps(other) for other in lists[i + 1 :])
+        assert not any(box.overlaps(ax.bbox) for ax in axes.flat)
+    plt.close(figure)
 
 
 def test_drawing_without_matplotlib_names_the_extra(monkeypatch):

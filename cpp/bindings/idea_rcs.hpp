@@ -40,6 +40,8 @@ void bind_results(nb::module_ &m);
 
 // The check table of a result file: check_table(), CheckTable and ResultTable.
 void bind_table(nb::module_ &m);
+// _write_report_html: the calculation report (idea_rcs_report.cpp).
+void bind_report(nb::module_ &m);
 
 // The tables of a study: _stack_tables(), the variants' tables led by their parameters.
 void bind_study(nb::module_ &m);

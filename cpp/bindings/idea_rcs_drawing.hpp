@@ -6,22 +6,21 @@
 
 #include <vector>
 
+#include "bindings/model.hpp"
 #include "core/cross_section_geometry.hpp"
-#include "core/json.hpp"
 #include "core/svg_drawing.hpp"
+#include "core/validate.hpp"
 
 namespace marlox::py {
 
 namespace nb = nanobind;
 
-// The model as the core reads it: the document that `_serialize()` makes.
-json::Value document(nb::handle model);
-
 struct Picture {
     cross_section::Drawing drawing;
     std::vector<svg::Mark> marks;  // the located findings of validate() on the drawn objects
-    json::Value document;          // the model, as the core read it
-    cross_section::Target target;  // the drawn object: the index-th of the target's list
+    std::vector<validate::Finding> findings;  // all of them, located or not
+    ModelBase *model = nullptr;               // the model drawn from (read through ModelView)
+    cross_section::Target target;             // the drawn object: the index-th of the target's list
     size_t index;
 };
 

@@ -13,6 +13,7 @@
 #include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
 #include "bindings/idea_rcs_drawing.hpp"
+#include "bindings/idea_rcs_model_view.hpp"
 #include "bindings/model.hpp"
 #include "core/error.hpp"
 #include "core/section_shapes.hpp"
@@ -64,7 +65,8 @@ nb::dict properties_of(const cross_section::Shape &shape,
 
 nb::dict model_properties(nb::handle self, nb::handle item) {
     const Picture made = picture(self, item, false, "section_properties");
-    const cross_section::Shape shape = shapes::concrete(made.document, made.target, made.index);
+    const cross_section::Shape shape =
+        shapes::concrete(ModelView(*made.model), made.target, made.index);
     const bool plain = made.target == cross_section::Target::CrossSection;
     return properties_of(shape, plain ? nullptr : &made.drawing.bars);
 }
@@ -73,28 +75,41 @@ nb::dict model_properties(nb::handle self, nb::handle item) {
 cross_section::Shape prototype_shape(nb::handle prototype) {
     nb::object general =
         nb::module_::import_("marlox.external.idea_rcs.idea_rcs").attr("GeneralShape");
-    nb::dict object, doc;
-    object["Id"] = 1;
-    const char *kind = "CrossSectionParameter";
-    if (nb::isinstance(prototype, general)) {
-        kind = "CrossSectionComponent";
-        nb::dict component;
-        component["Outline"] = prototype.attr("_outline");
-        nb::object openings = prototype.attr("_openings");
-        component["Openings"] = openings.is_none() ? nb::object(nb::list()) : openings;
-        nb::list components;
-        components.append(component);
-        object["Components"] = components;
-    } else {
-        object["CrossSectionType"] = prototype.attr("_type").attr("value");
-        object["Parameters"] = prototype.attr("_parameters");
+    if (!nb::isinstance(prototype, general)) {
+        std::vector<std::pair<std::string, model_view::Number>> parameters;
+        for (auto [key, value] : nb::borrow<nb::dict>(prototype.attr("_parameters"))) {
+            model_view::Number n;
+            if (PyFloat_Check(value.ptr()) ||
+                (PyLong_Check(value.ptr()) && !PyBool_Check(value.ptr())))
+                n.value = PyFloat_AsDouble(value.ptr());
+            else
+                continue;
+            if (PyErr_Occurred()) throw_python();
+            parameters.emplace_back(nb::cast<std::string>(nb::str(key)), n);
+        }
+        const std::string type = nb::cast<std::string>(prototype.attr("_type").attr("value"));
+        return cross_section::parametric(type, parameters);
     }
-    nb::list list;
-    list.append(nb::make_tuple(kind, object));
-    doc["cross_section_list"] = list;
-    const std::string text = nb::cast<std::string>(nb::module_::import_("json").attr("dumps")(doc));
-    nb::gil_scoped_release release;
-    return shapes::concrete(json::parse(text), cross_section::Target::CrossSection, 0);
+    cross_section::Component part;
+    auto polyline = [](nb::handle value, std::vector<geometry::Vertex> &out) {
+        nb::object items = nb::steal(PySequence_List(value.ptr()));
+        if (!items.is_valid()) throw_python();
+        model_view::Coordinates c;
+        if (!read_polyline(items.ptr(), c) || !c.finite) return false;
+        for (const geometry::Vertex &v : c.vertices)
+            if (!cross_section::near(v.point) || (v.arc && !cross_section::near(v.on_arc)))
+                return false;
+        out = std::move(c.vertices);
+        return true;
+    };
+    if (!polyline(prototype.attr("_outline"), part.outline)) return {};
+    nb::object openings = prototype.attr("_openings");
+    if (!openings.is_none())
+        for (nb::handle opening : openings) {
+            part.openings.emplace_back();
+            if (!polyline(opening, part.openings.back())) return {};
+        }
+    return cross_section::general({part});
 }
 
 double prototype_bound(nb::handle self, int which) {
@@ -174,43 +189,44 @@ std::string fixed(double value) {
 
 // What a member's concrete is, from its model: "T 1.20 × 0.75 m, C30/37".
 std::string section_text(nb::handle model, nb::handle member) {
-    const json::Value doc = document(model);
-    nb::object rcs = member.attr("_rcs");
-    double rcs_id = nb::cast<double>(rcs.attr("id"));
-    const json::Value *reinforced =
-        cross_section::find(doc, "reinforced_cross_section_list", rcs_id);
-    double cs_id, material_id;
-    if (!reinforced || !cross_section::reference(*reinforced, "CrossSection", cs_id)) return "";
-    const json::Value *cs = cross_section::find(doc, "cross_section_list", cs_id);
-    if (!cs) return "";
-    std::string shape = "general shape";
-    const std::string type = cross_section::text(*cs, "CrossSectionType");
-    if (type == "Rect")
-        shape = "rectangle";
-    else if (type == "O")
-        shape = "circle";
-    else if (type == "Tg")
-        shape = "T";
-    else if (!type.empty())
-        shape = type;
-    std::string text = shape;
-    const cross_section::Shape concrete = cross_section::shape(*cs);
-    if (concrete.known) {
-        try {
-            const shapes::Properties p = shapes::properties(concrete);
-            text += " " + fixed(p.bounds.y_right - p.bounds.y_left) + " \xc3\x97 " +
-                    fixed(p.bounds.z_top - p.bounds.z_bottom) + " m";
-        } catch (const Error &) {
+    const ModelView view(nb::cast<ModelBase &>(model));
+    using List = model_view::Model::List;
+    const double rcs_id = nb::cast<double>(member.attr("_rcs").attr("id"));
+    size_t rcs_at, cs_at, material_at;
+    double cs_id = 0, material_id = 0;
+    bool found = false;
+    if (cross_section::find(view, List::ReinforcedCrossSection, rcs_id, rcs_at))
+        view.object(List::ReinforcedCrossSection, rcs_at, [&](const model_view::Object &rcs) {
+            found = cross_section::reference(rcs, "cross_section", cs_id);
+        });
+    if (!found || !cross_section::find(view, List::CrossSection, cs_id, cs_at)) return "";
+    std::string text;
+    view.object(List::CrossSection, cs_at, [&](const model_view::Object &cs) {
+        const std::string type = cross_section::text(cs, "cross_section_type");
+        text = type == "Rect" ? "rectangle"
+               : type == "O"  ? "circle"
+               : type == "Tg" ? "T"
+               : type.empty() ? "general shape"
+                              : type;
+        const cross_section::Shape concrete = cross_section::shape(cs);
+        if (concrete.known) {
+            try {
+                const shapes::Properties p = shapes::properties(concrete);
+                text += " " + fixed(p.bounds.y_right - p.bounds.y_left) + " \xc3\x97 " +
+                        fixed(p.bounds.z_top - p.bounds.z_bottom) + " m";
+            } catch (const Error &) {
+            }
         }
-    }
-    const json::Value *components = cs->find("Components");
-    const json::Value *holder = cs;
-    if (components && components->type == json::Value::Type::Array && !components->items.empty())
-        holder = &components->items[0];
-    if (cross_section::reference(*holder, "Material", material_id))
-        if (const json::Value *material =
-                cross_section::find(doc, "mat_concrete_list", material_id))
-            text += ", " + cross_section::text(*material, "Name");
+        bool known = cross_section::reference(cs, "material", material_id);
+        if (!known && cs.type().index_of("components") >= 0 && cs.count(cs.field("components")) > 0)
+            cs.object_at(cs.field("components"), 0, [&](const model_view::Object &component) {
+                known = cross_section::reference(component, "material", material_id);
+            });
+        if (known && cross_section::find(view, List::MatConcrete, material_id, material_at))
+            view.object(List::MatConcrete, material_at, [&](const model_view::Object &m) {
+                text += ", " + cross_section::text(m, "name");
+            });
+    });
     return text;
 }
 
@@ -258,6 +274,14 @@ constexpr const char *kRcsProperties = MARLOX_PROPERTIES_DOC
     "that side of the concrete's centroid, None when there is none. Raises ``ValueError`` "
     "when the concrete is not known (a parametric type that the model does not draw).";
 
+constexpr const char *kExtremesDoc =
+    "The load extremes of every check section, section by section, in order. A new list.";
+
+constexpr const char *kMembersDoc =
+    "A member for each check section, in order, of the class its member data names (Beam, "
+    "CompressionMember, OneWaySlab; Member for another type): new objects on the model's own "
+    "reinforced sections and check sections, also for a model read from XML.";
+
 }  // namespace
 
 void bind_inspect(nb::module_ &m) {
@@ -277,20 +301,21 @@ void bind_inspect(nb::module_ &m) {
         nb::list ModelBase::*list;
     };
     static const Lister listers[] = {
-        {"concrete_materials", "MatConcrete", "The concrete materials, in order.",
+        {"concrete_materials", "MatConcrete", "The concrete materials, in order. A new list.",
          &ModelBase::mat_concrete},
-        {"reinforcement_materials", "MatReinforcement", "The reinforcement materials, in order.",
-         &ModelBase::mat_reinforcement},
-        {"cross_sections", "CrossSection", "The concrete cross-sections, in order.",
+        {"reinforcement_materials", "MatReinforcement",
+         "The reinforcement materials, in order. A new list.", &ModelBase::mat_reinforcement},
+        {"cross_sections", "CrossSection", "The concrete cross-sections, in order. A new list.",
          &ModelBase::cross_section},
         {"reinforced_sections", "ReinforcedCrossSection",
-         "The reinforced cross-sections (with their bars and stirrups), in order.",
+         "The reinforced cross-sections (with their bars and stirrups), in order. A new list.",
          &ModelBase::reinforced_cross_section},
-        {"check_members", "CheckMember", "The check (design) members, in order.",
+        {"check_members", "CheckMember", "The check (design) members, in order. A new list.",
          &ModelBase::check_member},
         {"check_sections", "StandardCheckSection",
-         "The check sections (with their extremes), in order.", &ModelBase::check_section},
-        {"member_data", "ConcreteMemberDataEc2", "The member data records, in order.",
+         "The check sections (with their extremes), in order. A new list.",
+         &ModelBase::check_section},
+        {"member_data", "ConcreteMemberDataEc2", "The member data records, in order. A new list.",
          &ModelBase::attribute},
     };
     for (const Lister &lister : listers) {
@@ -298,36 +323,28 @@ void bind_inspect(nb::module_ &m) {
         const std::string signature = std::string("def ") + lister.name +
                                       "(self) -> list[marlox.external.idea_rcs.objects." +
                                       lister.result + "]";
-        nb::object getter =
-            nb::cpp_function([list](ModelBase &self) { return copy(self.*list); }, nb::is_method(),
-                             nb::name(lister.name), nb::scope(model), nb::sig(signature.c_str()));
+        nb::object getter = nb::cpp_function(
+            [list](ModelBase &self) { return copy(self.*list); }, nb::is_method(),
+            nb::name(lister.name), nb::scope(model), nb::sig(signature.c_str()), lister.doc);
         nb::setattr(model, lister.name,
                     nb::module_::import_("builtins")
-                        .attr("property")(getter, nb::none(), nb::none(),
-                                          std::string(lister.doc) + " A new list: changing it "
-                                                                    "leaves the model as it is."));
+                        .attr("property")(getter, nb::none(), nb::none(), lister.doc));
     }
     nb::object extremes =
         nb::cpp_function([](ModelBase &self) { return all_extremes(self); }, nb::is_method(),
                          nb::name("extremes"), nb::scope(model),
                          nb::sig("def extremes(self) -> "
-                                 "list[marlox.external.idea_rcs.objects.CheckSectionExtreme]"));
+                                 "list[marlox.external.idea_rcs.objects.CheckSectionExtreme]"),
+                         kExtremesDoc);
     nb::setattr(model, "extremes",
                 nb::module_::import_("builtins")
-                    .attr("property")(extremes, nb::none(), nb::none(),
-                                      "The load extremes of every check section, section by "
-                                      "section, in order. A new list."));
+                    .attr("property")(extremes, nb::none(), nb::none(), kExtremesDoc));
     nb::object members =
         nb::cpp_function(&members_of, nb::is_method(), nb::name("members"), nb::scope(model),
-                         nb::sig("def members(self) -> list[Member]"));
+                         nb::sig("def members(self) -> list[Member]"), kMembersDoc);
     nb::setattr(model, "members",
                 nb::module_::import_("builtins")
-                    .attr("property")(members, nb::none(), nb::none(),
-                                      "A member for each check section, in order, of the class "
-                                      "its member data names (Beam, CompressionMember, "
-                                      "OneWaySlab; Member for another type): new objects on "
-                                      "the model's own reinforced sections and check sections, "
-                                      "also for a model read from XML."));
+                    .attr("property")(members, nb::none(), nb::none(), kMembersDoc));
     nb::setattr(
         model, "__repr__",
         nb::cpp_function(&model_repr, nb::is_method(), nb::name("__repr__"), nb::scope(model)));
@@ -354,7 +371,7 @@ void bind_inspect(nb::module_ &m) {
         nb::object getter = nb::cpp_function(
             [i](nb::handle self) { return prototype_bound(self, i); }, nb::is_method(),
             nb::name(bounds[i]), nb::scope(prototype),
-            nb::sig((std::string("def ") + bounds[i] + "(self) -> float").c_str()));
+            nb::sig((std::string("def ") + bounds[i] + "(self) -> float").c_str()), bound_docs[i]);
         nb::setattr(prototype, bounds[i],
                     nb::module_::import_("builtins")
                         .attr("property")(getter, nb::none(), nb::none(), bound_docs[i]));

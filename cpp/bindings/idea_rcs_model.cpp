@@ -44,7 +44,9 @@ nb::object default_name(model::Named kind, nb::handle id) {
 
 nb::object reference(nb::handle target, const char *type_name) {
     nb::object id = target.attr("id");
-    return companion().attr("_ReferenceElement")(id, companion().attr(type_name));
+    nb::object made = companion().attr("_ReferenceElement")(id, companion().attr(type_name));
+    remember_origin(made, target);
+    return made;
 }
 
 nb::object material_name(nb::handle base_material) {

@@ -22,6 +22,7 @@ NB_MODULE(idea_rcs, m) {
     marlox::py::bind_analysis(m);
     marlox::py::bind_results(m);
     marlox::py::bind_table(m);
+    marlox::py::bind_report(m);
     marlox::py::bind_study(m);
     marlox::py::bind_reader(m);
 }

@@ -15,6 +15,7 @@
 #include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
 #include "bindings/idea_rcs_drawing.hpp"
+#include "bindings/idea_rcs_model_view.hpp"
 #include "bindings/model.hpp"
 #include "core/bar_patterns.hpp"
 #include "core/error.hpp"
@@ -203,7 +204,7 @@ Concrete concrete_of(nb::handle member, const std::string &context) {
              context + ": the member was not made by a model, so its concrete is not known");
     const Picture made = picture(model, member, false, context.c_str());
     Concrete out;
-    out.shape = shapes::concrete(made.document, made.target, made.index);
+    out.shape = shapes::concrete(ModelView(*made.model), made.target, made.index);
     out.properties = placed(context, [&] { return shapes::properties(out.shape); });
     return out;
 }

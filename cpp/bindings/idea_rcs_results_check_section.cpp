@@ -240,7 +240,7 @@ void bind_section_result(nb::module_ &m, nb::handle parser) {
                     s->element = std::move(element);
                 }
             },
-            "id_"_a, "element"_a.none(),
+            "id_"_a.none(), "element"_a.none(),
             nb::sig("def __init__(self, id_: int, element: xml.etree.ElementTree.Element) -> None"))
         .def_prop_ro(
             "id_", [](SectionResult &s) { return s.id; },

@@ -1,6 +1,7 @@
 // RcsOutputFileParser: the streaming parser, one check section at a time.
 #include "bindings/idea_rcs_results_check_section.hpp"
 #include "bindings/idea_rcs_results_expat.hpp"
+#include "bindings/idea_rcs_stream_use.hpp"
 
 namespace marlox::py::results {
 
@@ -9,30 +10,10 @@ using marlox::results::DomBuilder;
 // ---------------------------------------------------------------------------------------------
 // RcsOutputFileParser
 
-// The scans of one parser share its stream, and each scan seeks and reads it as if it were
-// its own. Every operation of a scan on the stream is therefore marked here, with the interpreter
-// lock held: a scan that finds that another scan has used the stream since its own last
-// operation (another thread, or a scan run inside its loop), or that one is using it right now,
-// raises instead of going on with bytes that are not the ones it asked for.
-struct StreamUse {
-    std::uint64_t scans = 0;  // the id of the scan started last
-    std::uint64_t owner = 0;  // the scan that used the stream last
-    bool busy = false;        // an operation on the stream is under way (it may release the lock)
-};
-
 struct StreamParser {
     nb::object file;
     nb::object pos;
-    StreamUse use;
 };
-
-[[noreturn]] void raise_concurrent_scan() {
-    PyErr_SetString(PyExc_RuntimeError,
-                    "another scan used this RcsOutputFileParser's stream while this scan was "
-                    "reading it: a parser and its stream serve one scan at a time (give each "
-                    "thread a parser and a stream of its own)");
-    throw_python();
-}
 
 struct SectionIterator {
     enum class State { NotStarted, Running, Finished };
@@ -49,31 +30,10 @@ struct SectionIterator {
     long read_bytes = 0;
     nb::object unfed;  // bytes read but not yet all given to expat
     Py_ssize_t unfed_offset = 0;
-    std::uint64_t scan_id = 0;  // this scan, in the parser's StreamUse
-
-    // `op()`, an operation on the parser's stream; `first` starts this scan's use of it.
-    template <class Op>
-    auto on_stream(Op &&op, bool first = false) {
-        StreamUse *use = nullptr;
-        if (nb::inst_ready(parser) && nb::isinstance<StreamParser>(parser))
-            use = &nb::inst_ptr<StreamParser>(parser)->use;
-        if (use != nullptr) {
-            if (use->busy || (!first && use->owner != scan_id)) raise_concurrent_scan();
-            if (first) scan_id = ++use->scans;
-            use->owner = scan_id;
-            use->busy = true;
-        }
-        struct Done {
-            StreamUse *use;
-            ~Done() {
-                if (use != nullptr) use->busy = false;
-            }
-        } done{use};
-        return op();
-    }
+    StreamUse use;  // of the parser's stream, which other scans may share
 
     void reset_file() {
-        on_stream([&] {
+        use.use([&] {
             return steal_or_throw(PyObject_CallMethod(parser.ptr(), "_reset_file", nullptr));
         });
     }
@@ -93,6 +53,7 @@ struct SectionIterator {
 
     void finish() {
         state = State::Finished;
+        use.release();
         pending_error = nb::object();
         unfed = nb::object();
         if (doc) doc->scanner->close();
@@ -120,6 +81,7 @@ struct SectionIterator {
             // An exception ends the scan, as it ends a generator; iterparse closes a file it
             // opened itself.
             state = State::Finished;
+            use.release();
             if (close_source && source.is_valid()) {
                 close_source = false;
                 PyObject *type, *value, *tb;
@@ -143,9 +105,9 @@ struct SectionIterator {
             state = State::Running;
             // self._file.seek(0); ET.iterparse(self._file, events=("end",))
             nb::object file = steal_or_throw(PyObject_GetAttrString(parser.ptr(), "_file"));
-            on_stream(
-                [&] { return steal_or_throw(PyObject_CallMethod(file.ptr(), "seek", "i", 0)); },
-                true);
+            use.begin(file);
+            use.use(
+                [&] { return steal_or_throw(PyObject_CallMethod(file.ptr(), "seek", "i", 0)); });
             source = steal_or_throw(PyObject_GetAttrString(parser.ptr(), "_file"));
             if (!PyObject_HasAttrString(source.ptr(), "read")) {
                 nb::object builtins = steal_or_throw(PyImport_ImportModule("builtins"));
@@ -191,8 +153,8 @@ struct SectionIterator {
                 raise_error(error);
             }
             if (closed_input) {
-                finish();
                 reset_file();
+                finish();
                 return nb::object();
             }
             // Nothing waits: whatever the tree still holds of earlier sections can go.
@@ -222,7 +184,7 @@ struct SectionIterator {
                     interned("read"), args + 1, 2 | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr));
             };
             // A file the scan opened itself is its own.
-            nb::object data = close_source ? read() : on_stream(read);
+            nb::object data = close_source ? read() : use.use(read);
             if (!truthy(data.ptr())) {
                 closed_input = true;
                 const bool ok = feed_object(*doc, nullptr, true);

@@ -253,7 +253,7 @@ void bind_shape(nb::module_ &m, const ShapeClass &cls) {
         nb::object getter = nb::cpp_function(
             [key](nb::handle self) { return self.attr("_dimensions")[key.c_str()]; },
             nb::is_method(), nb::name(name), nb::scope(type),
-            nb::sig(("def " + key + "(self) -> float").c_str()));
+            nb::sig(("def " + key + "(self) -> float").c_str()), "A dimension of the shape [m].");
         nb::setattr(type, name, property(getter, "A dimension of the shape [m]."));
     }
     if (cls.idea_type != nullptr) {

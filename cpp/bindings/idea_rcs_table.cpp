@@ -12,11 +12,15 @@
 
 #include "bindings/idea_rcs.hpp"
 #include "bindings/idea_rcs_results_expat.hpp"
+#include "bindings/idea_rcs_stream_use.hpp"
 #include "bindings/idea_rcs_table.hpp"
 #include "core/check_table.hpp"
 #include "core/error.hpp"
 #include "core/governing.hpp"
+#include "core/json.hpp"
+#include "core/model_context.hpp"
 #include "core/table_bytes.hpp"
+#include "core/table_html.hpp"
 
 namespace marlox::py::results {
 
@@ -28,9 +32,23 @@ using marlox::table::Column;
 using marlox::table::Table;
 using marlox::table::Type;
 
+// The serialised model: `model` is an OpenModel or Model, or the input XML it was written to
+// (a path, bytes or a binary stream, read by OpenModel.from_xml).
+marlox::json::Value model_document(nb::handle model) {
+    nb::object m = nb::borrow(model);
+    if (!PyObject_HasAttrString(model.ptr(), "_serialize")) {
+        nb::object open_model =
+            nb::module_::import_("marlox.external.idea_rcs.idea_rcs").attr("OpenModel");
+        m = open_model.attr("from_xml")(model);
+    }
+    nb::object text = nb::module_::import_("json").attr("dumps")(m.attr("_serialize")());
+    return marlox::json::parse(nb::cast<std::string>(text));
+}
+
 namespace {
 
 constexpr Py_ssize_t kReadSize = 1 << 18;
+constexpr std::size_t kHtmlRows = 20;  // the rows a notebook shows of a table
 
 // ---------------------------------------------------------------------------------------------
 // Arguments
@@ -239,12 +257,18 @@ void report(const nb::object &progress, Py_ssize_t bytes) {
     nb::object r = steal_or_throw(PyObject_CallOneArg(progress.ptr(), n.ptr()));
 }
 
-// Read `stream` to its end into the scan.
-void scan_stream(Scan &scan, const nb::object &stream, const nb::object &progress) {
+// Read `stream` to its end into the scan; a `shared` stream (the caller's) may not be read by
+// another scan meanwhile.
+void scan_stream(Scan &scan, const nb::object &stream, const nb::object &progress,
+                 bool shared = false) {
     nb::object size = steal_or_throw(PyLong_FromSsize_t(kReadSize));
+    StreamUse use;
+    if (shared) use.begin(stream);
     for (;;) {
-        nb::object data =
-            steal_or_throw(PyObject_CallMethodOneArg(stream.ptr(), interned("read"), size.ptr()));
+        nb::object data = use.use([&] {
+            return steal_or_throw(
+                PyObject_CallMethodOneArg(stream.ptr(), interned("read"), size.ptr()));
+        });
         const Py_ssize_t len = PyObject_Length(data.ptr());
         if (len < 0) throw_python();
         if (len == 0) break;
@@ -254,16 +278,55 @@ void scan_stream(Scan &scan, const nb::object &stream, const nb::object &progres
     scan.feed(nullptr, true);
 }
 
-nb::object check_table(nb::handle source, nb::handle sections, nb::handle families,
-                       nb::handle units, nb::handle progress_arg) {
+marlox::results::ModelContext model_context(nb::handle model) {
+    return marlox::results::model_context(model_document(model));
+}
+
+std::string id_list(std::vector<std::int64_t> ids, std::size_t most = 10) {
+    std::sort(ids.begin(), ids.end());
+    ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+    std::string out;
+    for (std::size_t i = 0; i < ids.size() && i < most; ++i) {
+        out += (i == 0 ? "" : ", ") + std::to_string(ids[i]);
+    }
+    if (ids.size() > most) out += " and " + std::to_string(ids.size() - most) + " more";
+    return out;
+}
+
+// A result file that was not run from the model: one message naming the ids.
+void check_mismatch(const marlox::results::ModelMismatch &m,
+                    const marlox::results::ModelContext &model) {
+    if (!m.missing_sections.empty()) {
+        const bool one = m.missing_sections.size() == 1;
+        throw marlox::Error(ErrorKind::Value,
+                            std::string("the result file does not belong to the model: the "
+                                        "model has no check section") +
+                                (one ? " with id " : "s with ids ") + id_list(m.missing_sections) +
+                                " (its check sections: " +
+                                (model.order.empty() ? "none" : id_list(model.order)) + ")");
+    }
+    if (!m.extra_extremes.empty()) {
+        throw marlox::Error(ErrorKind::Value,
+                            "the result file does not belong to the model: check section " +
+                                id_list(m.extra_extremes) +
+                                " has more extremes in the result file than in the model");
+    }
+}
+
+nb::object check_table(nb::handle source, nb::handle model_arg, nb::handle sections,
+                       nb::handle families, nb::handle units, nb::handle progress_arg) {
     const Units u = units_argument(units);
+    std::unique_ptr<marlox::results::ModelContext> model;
+    if (!model_arg.is_none()) {
+        model = std::make_unique<marlox::results::ModelContext>(model_context(model_arg));
+    }
     std::vector<std::string> family_names;
     for (const nb::object &f : items_of(families)) family_names.push_back(family_argument(f));
     if (!families.is_none() && family_names.empty()) {
         throw marlox::Error(ErrorKind::Value, "families is empty: give None for all families");
     }
     Scan scan{std::make_shared<DocState>(new_scanner(false), true),
-              CheckTableBuilder(u, family_names, &host_number)};
+              CheckTableBuilder(u, family_names, &host_number, model.get())};
     if (!sections.is_none()) {
         scan.all_sections = false;
         for (const nb::object &s : items_of(sections)) {
@@ -275,7 +338,7 @@ nb::object check_table(nb::handle source, nb::handle sections, nb::handle famili
 
     PyObject *src = source.ptr();
     if (PyObject_HasAttrString(src, "read")) {
-        scan_stream(scan, nb::borrow(source), progress);
+        scan_stream(scan, nb::borrow(source), progress, true);
     } else if (PyObject_HasAttrString(src, "open_binary")) {
         Closer closer{steal_or_throw(PyObject_CallMethod(src, "open_binary", nullptr))};
         scan_stream(scan, closer.f, progress);
@@ -314,6 +377,7 @@ nb::object check_table(nb::handle source, nb::handle sections, nb::handle famili
         throw marlox::Error(ErrorKind::SdkParsing, "sections with ids " + missing +
                                                        " are not available in the result file.");
     }
+    if (model) check_mismatch(scan.builder.mismatch(), *model);
     CheckTable t;
     t.table = std::make_shared<const Table>(scan.builder.take_checks());
     t.overall = std::make_shared<const Table>(scan.builder.take_overall());
@@ -365,13 +429,28 @@ text), "check" (the calculation type, "Check"), "type_check" (the stress limitat
 "TypeCheck"), "result" (the verdict text), "check_value" (unity check), "limit_check_value",
 the internal forces "N", "Qy", "Qz" (force) and "Mx", "My", "Mz" (moment), and the numbers of
 non-conformities by severity: "info_count", "warning_count", "error_count",
-"terminated_error_count".)";
+"terminated_error_count".
+
+Then the values behind the check, where the item states them (None elsewhere): the capacity's
+ultimate forces "Fu_N" ... "Fu_Mz"; shear "VEd", "VRd", "VRd_c", "VRd_s", "VRd_max" (also
+fatigue's shear items); torsion "TEd", "TRd", "TRd_c", "TRd_s", "TRd_max"; the crack width "w"
+and its limit "w_lim"; the stress limitation's "stress" and "stress_limit"; detailing's
+"check_value_longitudinal" and "check_value_shear_reinforcement"; fatigue's
+"decision_method".
+
+Last, what the model names (None without a model): "section_name", "member", "position" (the
+section's place among its member's check sections, from 1), "reinforced_section" and
+"extreme_name".)";
 
 const char *const kCheckTableFnDoc =
     R"(Read the check table of a result file in one streaming pass.
 
 :param source: the result file: a path, its bytes, a binary stream (read from where it
     stands) or a ``marlox.core.File``.
+:param model: the model the result file was run from, for the names of sections, members,
+    reinforced sections and extremes: an ``OpenModel`` or ``Model``, or the input XML it was
+    written to (a path, its bytes or a binary stream). Without it those columns are None (the
+    result file names nothing).
 :param sections: the ids of the sections to keep (all when None); an id that the file does
     not hold raises ParsingError naming it.
 :param families: the check families to keep, by their "ResultType" name ("Capacity",
@@ -382,8 +461,10 @@ const char *const kCheckTableFnDoc =
 :raises xml.etree.ElementTree.ParseError: for a file that is not well-formed XML, as the
     streaming parser raises it for the same bytes.
 :raises ValueError: for an unknown family or units, a value that is not a number, an
-    IDEA StatiCa RCS input XML document (it is not a result file) or a section kept whose id
-    does not fit the 64-bit "section" column.
+    IDEA StatiCa RCS input XML document (it is not a result file), a section kept whose id
+    does not fit the 64-bit "section" column, or a model that the result file does not
+    belong to (a section id the model lacks, more extremes than the model gives a section),
+    naming the ids.
 :raises ParsingError: for a requested section that the file does not hold.)";
 
 }  // namespace
@@ -469,6 +550,15 @@ void bind_table(nb::module_ &m) {
             "that a failure leaves no partial table there (a device or a pipe is written in "
             "place).\n\n"
             ":raises OSError: when the table cannot be written whole (a full disk, for one).")
+        .def(
+            "_repr_html_",
+            [](const ResultTable &t) {
+                return marlox::table::to_html(
+                    *t.table, "ResultTable: " + std::to_string(t.table->rows()) + " rows",
+                    kHtmlRows);
+            },
+            "The first rows as an HTML table (units in the headers, failures highlighted), "
+            "as notebooks show it.")
         .def("__repr__", [](const ResultTable &t) {
             return "<ResultTable: " + std::to_string(t.table->rows()) + " rows, " +
                    std::to_string(t.table->columns.size()) + " columns>";
@@ -514,20 +604,34 @@ void bind_table(nb::module_ &m) {
             "counts are summed over the group, and \"items\", \"failed_items\" and "
             "\"not_done_items\" count its items, so that errors and checks that did not run "
             "are never hidden behind the governing one.")
+        .def(
+            "_repr_html_",
+            [](const CheckTable &t) {
+                return marlox::table::to_html(*t.table,
+                                              "CheckTable: " + std::to_string(t.table->rows()) +
+                                                  " rows, units " + t.unit_system,
+                                              kHtmlRows);
+            },
+            "The first rows as an HTML table (units in the headers, failures highlighted), "
+            "as notebooks show it.")
         .def("__repr__", [](const CheckTable &t) {
             return "<CheckTable: " + std::to_string(t.table->rows()) + " rows, units " +
                    t.unit_system + ">";
         });
 
-    m.def("check_table", &check_table, "source"_a, nb::kw_only(), "sections"_a.none() = nb::none(),
-          "families"_a.none() = nb::none(), "units"_a = "SI", "progress"_a.none() = nb::none(),
-          nb::sig("def check_table(source: str | os.PathLike[str] | bytes | typing.BinaryIO | "
-                  "marlox.core.File, *, sections: collections.abc.Iterable[int] | int | None = "
-                  "None, families: collections.abc.Iterable[str] | str | None = None, units: "
-                  "typing.Literal['SI', 'engineering'] "
-                  "= 'SI', progress: collections.abc.Callable[[int], object] | None = None) -> "
-                  "CheckTable"),
-          kCheckTableFnDoc);
+    m.def(
+        "check_table", &check_table, "source"_a, nb::kw_only(), "model"_a.none() = nb::none(),
+        "sections"_a.none() = nb::none(), "families"_a.none() = nb::none(), "units"_a = "SI",
+        "progress"_a.none() = nb::none(),
+        nb::sig(
+            "def check_table(source: str | os.PathLike[str] | bytes | typing.BinaryIO | "
+            "marlox.core.File, *, model: _Model | str | os.PathLike[str] | bytes | "
+            "typing.BinaryIO | None = None, sections: collections.abc.Iterable[int] | int | None = "
+            "None, families: collections.abc.Iterable[str] | str | None = None, units: "
+            "typing.Literal['SI', 'engineering'] "
+            "= 'SI', progress: collections.abc.Callable[[int], object] | None = None) -> "
+            "CheckTable"),
+        kCheckTableFnDoc);
 }
 
 }  // namespace marlox::py::results

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "bindings/idea_rcs_results.hpp"
+#include "core/json.hpp"
 #include "core/table.hpp"
 
 namespace marlox::py::results {
@@ -34,6 +35,10 @@ struct Closer {
         PyErr_Restore(type, value, tb);
     }
 };
+
+// The serialised model of an OpenModel or Model, or of the input XML it was written to (a path,
+// bytes or a binary stream, read by OpenModel.from_xml).
+marlox::json::Value model_document(nb::handle model);
 
 // The column of that name, or KeyError.
 const marlox::table::Column &column_named(const marlox::table::Table &t, nb::handle name);

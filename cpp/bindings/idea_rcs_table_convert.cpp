@@ -189,7 +189,8 @@ void keeping_error(F &&body) noexcept {
 // A path is written under a temporary name in the same directory, made durable and then
 // renamed over the target, so that a failure (a full disk, an interrupted write) leaves no
 // truncated table under the target's name and any earlier file there as it was. A target that
-// is not a regular file (a device, a pipe) is written in place: it cannot be renamed over.
+// is not a regular file (a device, a pipe) is written in place: it cannot be renamed over; so
+// is a file in a directory where no new file may be made.
 // Every error, that of the final close included, is raised.
 void to_csv(const Table &t, nb::handle target, bool units_in_header) {
     nb::module_ io = nb::module_::import_("io");
@@ -209,7 +210,7 @@ void to_csv(const Table &t, nb::handle target, bool units_in_header) {
     } catch (nb::python_error &e) {
         if (!e.matches(PyExc_FileNotFoundError)) throw;
     }
-    if (!mode.is_none() && !nb::cast<bool>(stat.attr("S_ISREG")(mode))) {
+    auto in_place = [&] {
         nb::object f = io.attr("open")(path, "wb");
         try {
             write_csv_to(t, units_in_header, f, false);
@@ -218,14 +219,21 @@ void to_csv(const Table &t, nb::handle target, bool units_in_header) {
             throw;
         }
         f.attr("close")();
-        return;
-    }
+    };
+    if (!mode.is_none() && !nb::cast<bool>(stat.attr("S_ISREG")(mode))) return in_place();
     nb::object split = os.attr("path").attr("split")(path);
     nb::object directory = split[0], name = split[1];
     nb::object token = nb::module_::import_("secrets").attr("token_hex")(4);
     nb::object temporary =
         os.attr("path").attr("join")(directory, nb::str(".{}.{}.tmp").format(name, token));
-    nb::object f = io.attr("open")(temporary, "xb");  // exclusive: never someone else's file
+    nb::object f;
+    try {
+        f = io.attr("open")(temporary, "xb");  // exclusive: never someone else's file
+    } catch (nb::python_error &e) {
+        // A directory that takes no new file, around a file that may be rewritten: in place.
+        if (mode.is_none() || !e.matches(PyExc_PermissionError)) throw;
+        return in_place();
+    }
     try {
         write_csv_to(t, units_in_header, f, false);
         f.attr("flush")();

@@ -1,7 +1,8 @@
 // Checking and drawing a model: `validate()`, `ensure_valid()` and `plot()` of `_Model`, the
 // `Finding` they report, `Severity` and `ModelError`. The checks and the geometry of the
-// drawings are the core's (core/validate, core/section); matplotlib does the drawing, in the
-// Python module `_plot`, imported only when a drawing is asked for.
+// drawings are the core's (core/validate, core/cross_section_geometry), which read the model's
+// objects where they are stored, through the typed view defined here; matplotlib does the
+// drawing, in the Python module `_plot`, imported only when a drawing is asked for.
 #include <Python.h>
 #include <nanobind/nanobind.h>
 #include <nanobind/stl/string.h>
@@ -12,23 +13,16 @@
 #include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
 #include "bindings/idea_rcs_drawing.hpp"
+#include "bindings/idea_rcs_model_view.hpp"
 #include "bindings/model.hpp"
 #include "core/cross_section_geometry.hpp"
 #include "core/error.hpp"
-#include "core/json.hpp"
 #include "core/validate.hpp"
 
 namespace nb = nanobind;
 using namespace nb::literals;
 
 namespace marlox::py {
-
-json::Value document(nb::handle model) {
-    nb::object text = nb::module_::import_("json").attr("dumps")(model.attr("_serialize")());
-    const std::string json = nb::cast<std::string>(text);
-    nb::gil_scoped_release release;
-    return json::parse(json);
-}
 
 namespace {
 
@@ -70,9 +64,11 @@ std::string finding_text(const Finding &f) {
 }
 
 std::vector<Finding> findings(nb::handle model) {
-    const json::Value doc = document(model);
-    nb::gil_scoped_release release;
-    return validate::check(doc);
+    if (!nb::isinstance<ModelBase>(model))
+        fail(ErrorKind::Type,
+             "validate: expected a model, not " + std::string(nb::inst_name(model).c_str()));
+    // The objects stay as they are while the checks read them: the GIL is held throughout.
+    return validate::check(ModelView(nb::cast<ModelBase &>(model)));
 }
 
 nb::list validate_model(nb::handle self) {
@@ -144,22 +140,21 @@ Picture picture(nb::handle self, nb::handle item, bool with_findings, const char
                  " is not a cross-section, reinforced cross-section, check section or member of "
                  "this model");
     Picture out;
-    out.document = document(self);
+    out.model = &nb::cast<ModelBase &>(self);
     out.target = target;
     out.index = index;
-    std::vector<Finding> found;
-    {
-        nb::gil_scoped_release release;
-        out.drawing = cross_section::draw(out.document, target, index);
-        if (with_findings) found = validate::check(out.document);
-    }
-    for (const Finding &f : found) {
+    const ModelView model(*out.model);
+    out.drawing = cross_section::draw(model, target, index);
+    if (!with_findings) return out;
+    for (Finding &f : validate::check(model, out.drawing.places)) {
         bool concerns = false;
         for (const auto &[type, id] : out.drawing.objects)
             concerns = concerns || (f.has_id && f.type == type && f.id == id);
-        if (concerns && f.located)
-            out.marks.push_back(
-                {f.at, f.severity == validate::Severity::Error, f.field + ": " + f.message});
+        if (!concerns) continue;
+        if (f.located && cross_section::near(f.at))
+            out.marks.push_back({f.at, f.severity == validate::Severity::Error,
+                                 f.field.empty() ? f.message : f.field + ": " + f.message});
+        out.findings.push_back(std::move(f));
     }
     return out;
 }
@@ -172,6 +167,7 @@ nb::object plot(nb::handle self, nb::handle item, nb::handle ax, bool with_findi
     nb::dict data;
     data["title"] = drawing.title;
     data["outline_drawn"] = drawing.outline_drawn;
+    data["too_far"] = drawing.too_far;
     nb::list outlines, openings, bars, stirrups, marks;
     for (const auto &outline : drawing.outlines) outlines.append(points(outline));
     for (const auto &opening : drawing.openings) openings.append(points(opening));
@@ -179,9 +175,13 @@ nb::object plot(nb::handle self, nb::handle item, nb::handle ax, bool with_findi
         bars.append(nb::make_tuple(bar.centre.y, bar.centre.z, bar.diameter));
     for (const auto &stirrup : drawing.stirrups)
         stirrups.append(nb::make_tuple(points(stirrup.points), stirrup.diameter));
-    for (const svg::Mark &mark : made.marks)
-        marks.append(
-            nb::make_tuple(mark.at.y, mark.at.z, mark.error ? "error" : "warning", mark.text));
+    for (const Finding &f : made.findings) {
+        nb::object where = nb::none();
+        if (f.located && cross_section::near(f.at)) where = nb::make_tuple(f.at.y, f.at.z);
+        marks.append(nb::make_tuple(where,
+                                    f.severity == validate::Severity::Error ? "error" : "warning",
+                                    f.field.empty() ? f.message : f.field + ": " + f.message));
+    }
     data["outlines"] = outlines;
     data["openings"] = openings;
     data["bars"] = bars;
@@ -252,16 +252,23 @@ void bind_validate(nb::module_ &m) {
                          nb::sig("def validate(self) -> list[Finding]"),
                          "Check the whole model before a run and return what is found, "
                          "errors and warnings, in the order of the model's lists.\n\n"
-                         "Checked: references to objects that are not in the model; "
-                         "values (moduli, strengths, dimensions and diameters finite and "
-                         "positive, Poisson's ratio in [0, 0.5), relative humidity in "
-                         "(0, 100] per cent); outlines and openings (at least three points, "
-                         "not crossing themselves, openings inside their outline); bars "
-                         "inside the concrete and out of openings, not overlapping, with "
-                         "a cover of at least their diameter (a warning); stirrups inside "
-                         "the concrete, arcs included, and closed when they count for "
-                         "torsion (a warning); check sections with extremes, and extremes "
-                         "with a loading.\n\nParametric sections are checked against "
+                         "Checked: references to objects that are not in the model, or "
+                         "made from an object of the wrong kind (a reinforcement material "
+                         "as the concrete); values (moduli, strengths, dimensions and "
+                         "diameters finite and positive, Poisson's ratio in [0, 0.5), "
+                         "relative humidity in (0, 100] per cent); values that look like "
+                         "another unit (a warning: fck or fyk more than ten times off "
+                         "Eurocode 2's range, dimensions over 50 m or diameters over 100 mm, "
+                         "most likely millimetres); coordinates beyond 1e6 m; outlines and "
+                         "openings (at least three points, not crossing themselves, openings "
+                         "inside their outline, some concrete left); bars inside the "
+                         "concrete and out of openings, not overlapping each other or a "
+                         "stirrup, with a cover of at least their diameter and the clear "
+                         "spacing of Eurocode 2, 8.2 (warnings); a reinforced section "
+                         "without bars (a warning); stirrups inside the concrete, arcs "
+                         "included, and closed when they count for torsion (a warning); "
+                         "check sections with extremes, and extremes with a loading.\n\n"
+                         "Parametric sections are checked against "
                          "their bars where IDEA StatiCa RCS's placement (centroid on the "
                          "origin) is certain, RECT, O and TG, and likewise TGREV, IGN and "
                          "TRAPEZOID; the haunched and chamfered types are not."));
@@ -285,7 +292,11 @@ void bind_validate(nb::module_ &m) {
                          "on a new figure, and return the axes: the concrete with its openings, "
                          "bars as circles of their diameter, stirrups along their axis with "
                          "their arcs, equal axes in metres and the name as title. With "
-                         "``findings`` the located findings of ``validate()`` are marked. "
+                         "``findings`` the findings of ``validate()`` that concern the drawn "
+                         "objects (and only those are checked) are numbered where they lie and "
+                         "listed below the axes, wrapped to their width; a figure without a "
+                         "layout engine gets matplotlib's constrained layout so that lists "
+                         "stay clear of neighbouring axes. Geometry beyond 1e6 m is left out. "
                          "Needs matplotlib: ``pip install 'marlox[plot]'``."));
 }
 

@@ -124,6 +124,10 @@ inline constexpr const char *section_prototype_2d =
 
 inline constexpr const char *rect_section =
     "A rectangular cross-section.\n\n"
+    "The origin of the bar coordinates is its centre, the centroid: y across (to the right), z "
+    "upwards, so that the bottom face is at ``z = -height / 2`` (``z_bottom``). Made as IDEA "
+    "StatiCa RCS's parametric type ``CrossSectionType.RECT`` (Width, Height), which RCS places "
+    "on its centroid (IDEA's own sample of a T section shows the placement).\n\n"
     "Args:\n"
     "    width: Width [m].\n"
     "    height: Height [m].";
@@ -131,7 +135,8 @@ inline constexpr const char *rect_section =
 inline constexpr const char *general_shape =
     "A cross-section bounded by a polygon, with optional openings.\n\n"
     "Vertices are (y, z) [m]. A polygon is closed implicitly: give at least 3 vertices and do "
-    "not repeat the first at the end. The shape is checked when a member is created from it.\n\n"
+    "not repeat the first at the end. IDEA StatiCa RCS places it where its coordinates say: "
+    "the bar coordinates are the outline's own. ``validate()`` checks the shape.\n\n"
     "Args:\n"
     "    outline: The outer boundary.\n"
     "    openings: Openings, each a polygon of the same form; None for none.";

@@ -80,6 +80,10 @@ nb::object native_plain(nb::handle document);
 // `self._serialize()` and json.dumps can tell.
 nb::object native_request(nb::handle self);
 
+// Note on a reference made by the model what kind of object it was made from (for the check
+// of a material of the wrong kind); nothing when `target` is not an object of the vocabulary.
+void remember_origin(nb::handle reference, nb::handle target);
+
 // Garbage-collector support for every model class.
 extern PyType_Slot model_gc_slots[];
 

@@ -27,6 +27,9 @@ using schema::Kind;
 struct Obj {
     const schema::Type *type = nullptr;
     std::vector<nb::object> values;
+    // A reference that a model made from an object: that object's type name (the schema's,
+    // static), so that the checks can tell a material of the wrong kind; else nullptr.
+    const char *made_from = nullptr;
 };
 
 // One C++ type per Python class (nanobind binds each C++ type once).

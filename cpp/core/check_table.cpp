@@ -14,6 +14,7 @@ namespace {
 constexpr std::uint32_t kNoTag = ~std::uint32_t{0};
 constexpr const char *kForces[] = {"N", "Qy", "Qz", "Mx", "My", "Mz"};
 constexpr Name kForceNames[] = {kN, kQy, kQz, kMx, kMy, kMz};
+constexpr const char *kFuFields[] = {"Fu/N", "Fu/Qy", "Fu/Qz", "Fu/Mx", "Fu/My", "Fu/Mz"};
 
 bool space(char c) noexcept {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
@@ -38,6 +39,8 @@ std::vector<Column> check_columns(Units units) {
     const bool eng = units == Units::Engineering;
     const std::string force = eng ? "kN" : "N";
     const std::string moment = eng ? "kN\u00b7m" : "N\u00b7m";
+    const std::string length = eng ? "mm" : "m";
+    const std::string stress = eng ? "MPa" : "Pa";
     std::vector<Column> c;
     c.emplace_back("section", Type::Int64, "", false);
     c.emplace_back("extreme", Type::Int32, "", false);
@@ -52,6 +55,25 @@ std::vector<Column> check_columns(Units units) {
     c.emplace_back("warning_count", Type::Int32, "", false);
     c.emplace_back("error_count", Type::Int32, "", false);
     c.emplace_back("terminated_error_count", Type::Int32, "", false);
+    for (int i = 0; i < 6; ++i) {
+        c.emplace_back(std::string("Fu_") + kForces[i], Type::Float64, i < 3 ? force : moment);
+    }
+    for (const char *name : {"VEd", "VRd", "VRd_c", "VRd_s", "VRd_max"})
+        c.emplace_back(name, Type::Float64, force);
+    for (const char *name : {"TEd", "TRd", "TRd_c", "TRd_s", "TRd_max"})
+        c.emplace_back(name, Type::Float64, moment);
+    c.emplace_back("w", Type::Float64, length);
+    c.emplace_back("w_lim", Type::Float64, length);
+    c.emplace_back("stress", Type::Float64, stress);
+    c.emplace_back("stress_limit", Type::Float64, stress);
+    c.emplace_back("check_value_longitudinal", Type::Float64, "1");
+    c.emplace_back("check_value_shear_reinforcement", Type::Float64, "1");
+    c.emplace_back("decision_method", Type::Text);
+    c.emplace_back("section_name", Type::Text);
+    c.emplace_back("member", Type::Text);
+    c.emplace_back("position", Type::Int32);
+    c.emplace_back("reinforced_section", Type::Text);
+    c.emplace_back("extreme_name", Type::Text);
     return c;
 }
 
@@ -134,8 +156,11 @@ std::string itertext(const Dom &d, NodeId id) {
 }
 
 CheckTableBuilder::CheckTableBuilder(Units units, std::vector<std::string> families,
-                                     NumberReader slow)
+                                     NumberReader slow, const ModelContext *model)
     : force_scale_(units == Units::Engineering ? 1e-3 : 1.0),
+      length_scale_(units == Units::Engineering ? 1e3 : 1.0),
+      stress_scale_(units == Units::Engineering ? 1e-6 : 1.0),
+      model_(model),
       families_(std::move(families)),
       slow_(std::move(slow)) {
     checks_.columns = check_columns(units);
@@ -161,6 +186,7 @@ void CheckTableBuilder::resolve_tags(const Dom &d) {
         {&tags_.severity, "Severity"},
         {&tags_.limit, "LimitCheckValue"},
         {&tags_.overall_item, "ConcreteCheckResultOverallItem"},
+        {&tags_.limit_stress, "LimitStress"},
     };
     for (auto &[tag, name] : wanted) *tag = kNoTag;
     for (std::uint32_t t = 0; t < d.tag_count(); ++t) {
@@ -178,13 +204,13 @@ bool CheckTableBuilder::wanted(std::string_view family) const {
     return false;
 }
 
-bool CheckTableBuilder::number(const Dom &d, NodeId leaf, double scale, const char *field,
+bool CheckTableBuilder::number(const Dom &d, NodeId leaf, double scale, std::string_view field,
                                double &out) const {
     if (leaf == kNoNode || d.text(leaf).absent()) return false;
     const std::string_view text = text_view(d, leaf);
     if (!read_plain_number(text, out) && !(slow_ && slow_(text, out))) {
-        throw NumberError{where_.section, where_.extreme, std::string(where_.family), field,
-                          std::string(text)};
+        throw NumberError{where_.section, where_.extreme, std::string(where_.family),
+                          std::string(field), std::string(text)};
     }
     out *= scale;
     return true;
@@ -192,8 +218,15 @@ bool CheckTableBuilder::number(const Dom &d, NodeId leaf, double scale, const ch
 
 void CheckTableBuilder::add_item(const Dom &d, NodeId item, std::int64_t section,
                                  std::int64_t extreme, std::string_view family) {
+    // The head every item has, then the values behind the check that this one states, each the
+    // first leaf of its name as the readers take it (the capacity's "Fu": its last, as the
+    // reader's force set keeps it).
+    constexpr int kHead = 7, kValues = kColDecisionMethod - kColVEd;
     NodeId check = kNoNode, type_check = kNoNode, result = kNoNode, value = kNoNode;
-    NodeId limit = kNoNode, forces = kNoNode, conformities = kNoNode;
+    NodeId limit = kNoNode, forces = kNoNode, conformities = kNoNode, fu = kNoNode;
+    NodeId method = kNoNode;
+    NodeId values[kValues];
+    for (NodeId &v : values) v = kNoNode;
     const std::pair<std::uint32_t, NodeId *> slots[] = {
         {kCheck, &check},
         {kTypeCheck, &type_check},
@@ -202,7 +235,26 @@ void CheckTableBuilder::add_item(const Dom &d, NodeId item, std::int64_t section
         {tags_.limit, &limit},
         {tags_.internal_forces, &forces},
         {tags_.non_conformities, &conformities},
+        {kFu, &fu},
+        {kDecissionMethod, &method},
+        {kVed, &values[kColVEd - kColVEd]},
+        {kVrd, &values[kColVRd - kColVEd]},
+        {kVrdc, &values[kColVRdC - kColVEd]},
+        {kVrds, &values[kColVRdS - kColVEd]},
+        {kVrdmax, &values[kColVRdMax - kColVEd]},
+        {kTed, &values[kColTEd - kColVEd]},
+        {kTrd, &values[kColTRd - kColVEd]},
+        {kTrdc, &values[kColTRdC - kColVEd]},
+        {kTrds, &values[kColTRdS - kColVEd]},
+        {kTrdmax, &values[kColTRdMax - kColVEd]},
+        {kW, &values[kColW - kColVEd]},
+        {kWlim, &values[kColWLim - kColVEd]},
+        {kStress, &values[kColStress - kColVEd]},
+        {tags_.limit_stress, &values[kColStressLimit - kColVEd]},
+        {kCheckValueLongReinf, &values[kColLongitudinal - kColVEd]},
+        {kCheckValueShearReinf, &values[kColShearReinforcement - kColVEd]},
     };
+    static_assert(sizeof(slots) / sizeof(slots[0]) == kHead + 2 + kValues);
     for (NodeId c = d.node(item).first_child; c != kNoNode; c = d.node(c).next_sibling) {
         const std::uint32_t t = d.tag(c);
         for (const auto &[tag, slot] : slots) {
@@ -232,6 +284,32 @@ void CheckTableBuilder::add_item(const Dom &d, NodeId item, std::int64_t section
     for (int i = 0; i < 8; ++i) {
         present[i] = number(d, leaves[i], i < 2 ? 1.0 : force_scale_, fields[i], numbers[i]);
     }
+    NodeId fu_leaves[6] = {kNoNode, kNoNode, kNoNode, kNoNode, kNoNode, kNoNode};
+    if (fu != kNoNode) {
+        for (NodeId c = d.node(fu).first_child; c != kNoNode; c = d.node(c).next_sibling) {
+            const std::uint32_t t = d.tag(c);
+            for (int i = 0; i < 6; ++i) {
+                if (t == kForceNames[i]) fu_leaves[i] = c;
+            }
+        }
+    }
+    double fu_numbers[6];
+    bool fu_present[6];
+    for (int i = 0; i < 6; ++i) {
+        fu_present[i] = number(d, fu_leaves[i], force_scale_, kFuFields[i], fu_numbers[i]);
+    }
+    double value_numbers[kValues];
+    bool value_present[kValues];
+    for (int i = 0; i < kValues; ++i) {
+        const int col = kColVEd + i;
+        const double scale = col <= kColTRdMax        ? force_scale_
+                             : col <= kColWLim        ? length_scale_
+                             : col <= kColStressLimit ? stress_scale_
+                                                      : 1.0;
+        const std::string_view field =
+            values[i] == kNoNode ? std::string_view() : d.tag_name(d.tag(values[i]));
+        value_present[i] = number(d, values[i], scale, field, value_numbers[i]);
+    }
     int counts[4] = {};
     if (conformities != kNoNode) {
         for (NodeId nc = d.node(conformities).first_child; nc != kNoNode;
@@ -258,6 +336,51 @@ void CheckTableBuilder::add_item(const Dom &d, NodeId item, std::int64_t section
         append_number(col[(std::size_t)kColCheckValue + (std::size_t)i], present[i], numbers[i]);
     }
     for (int i = 0; i < 4; ++i) col[(std::size_t)kColInfo + (std::size_t)i].append_int(counts[i]);
+    // A value stated as NaN (a check that RCS did not compute) is missing.
+    for (int i = 0; i < 6; ++i) {
+        append_number(col[(std::size_t)kColFuN + (std::size_t)i],
+                      fu_present[i] && fu_numbers[i] == fu_numbers[i], fu_numbers[i]);
+    }
+    for (int i = 0; i < kValues; ++i) {
+        append_number(col[(std::size_t)kColVEd + (std::size_t)i],
+                      value_present[i] && value_numbers[i] == value_numbers[i], value_numbers[i]);
+    }
+    text_or_null(col[kColDecisionMethod], method, false);
+    add_names(section, extreme);
+}
+
+// The model's names of the row's section and extreme; what the model lacks is noted (once per
+// section and per section's extreme count) for the caller to report.
+void CheckTableBuilder::add_names(std::int64_t section, std::int64_t extreme) {
+    auto &col = checks_.columns;
+    const SectionContext *s = model_ == nullptr ? nullptr : model_->find(section);
+    if (model_ != nullptr && s == nullptr) {
+        auto &missing = mismatch_.missing_sections;
+        if (missing.empty() || missing.back() != section) missing.push_back(section);
+    }
+    if (s == nullptr) {
+        for (int c = kColSectionName; c <= kColExtremeName; ++c) col[(std::size_t)c].append_null();
+        return;
+    }
+    auto text_or_null = [](Column &c, const std::string &t) {
+        if (t.empty()) return c.append_null();
+        c.append_text(t);
+    };
+    text_or_null(col[kColSectionName], s->name);
+    text_or_null(col[kColMember], s->member);
+    if (s->position > 0) {
+        col[kColPosition].append_int(s->position);
+    } else {
+        col[kColPosition].append_null();
+    }
+    text_or_null(col[kColReinforcedSection], s->reinforced_section);
+    if (extreme >= 1 && (std::size_t)extreme <= s->extremes.size()) {
+        text_or_null(col[kColExtremeName], s->extremes[(std::size_t)extreme - 1]);
+    } else {
+        auto &extra = mismatch_.extra_extremes;
+        if (extra.empty() || extra.back() != section) extra.push_back(section);
+        col[kColExtremeName].append_null();
+    }
 }
 
 void CheckTableBuilder::add_overall(const Dom &d, NodeId item, std::int64_t section,

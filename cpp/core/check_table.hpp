@@ -1,7 +1,10 @@
 // The check table of a result file: one row per check item of every extreme of every check
 // section, read from the head that every item carries (its internal forces, non-conformities,
 // verdict, check value, limit and calculation type), for every family the file holds, whether a
-// reader knows it or not. Built one section at a time while the scan goes on, so that memory
+// reader knows it or not; then the values behind the check that the item states (capacity Fu,
+// shear and torsion forces and resistances, crack width and its limit, stress and its limit,
+// detailing ratios, fatigue method), and with a model the names of section, member, reinforced
+// section and extreme. Built one section at a time while the scan goes on, so that memory
 // holds the table and one section, never the document. The per-extreme overview items
 // ("Overall") make a second, smaller table.
 #pragma once
@@ -12,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/model_context.hpp"
 #include "core/result_dom.hpp"
 #include "core/table.hpp"
 
@@ -42,7 +46,48 @@ enum CheckColumn : int {
     kColWarning,
     kColError,
     kColTerminated,
+    // The values behind the check, where the item states them (null elsewhere).
+    kColFuN,  // capacity: the ultimate forces "Fu", N ... Mz
+    kColFuQy,
+    kColFuQz,
+    kColFuMx,
+    kColFuMy,
+    kColFuMz,
+    kColVEd,  // shear (also the shear items of fatigue, and interaction's VEd)
+    kColVRd,
+    kColVRdC,
+    kColVRdS,
+    kColVRdMax,
+    kColTEd,  // torsion (and interaction's TEd)
+    kColTRd,
+    kColTRdC,
+    kColTRdS,
+    kColTRdMax,
+    kColW,  // crack width and its limit
+    kColWLim,
+    kColStress,  // stress limitation: the stress and its limit
+    kColStressLimit,
+    kColLongitudinal,  // detailing: longitudinal and shear reinforcement ratios
+    kColShearReinforcement,
+    kColDecisionMethod,  // fatigue
+    // What the model names (null without one: the result file names nothing).
+    kColSectionName,
+    kColMember,
+    kColPosition,
+    kColReinforcedSection,
+    kColExtremeName,
     kCheckColumnCount
+};
+
+// The first and the last of the non-conformity counts, which governing rows sum.
+inline constexpr int kFirstCount = kColInfo;
+inline constexpr int kLastCount = kColTerminated;
+
+// A result file and a model that do not belong together: the ids of the result file's
+// sections that the model lacks, and the sections with more extremes than the model gives them.
+struct ModelMismatch {
+    std::vector<std::int64_t> missing_sections;
+    std::vector<std::int64_t> extra_extremes;
 };
 
 // The check families that RCS writes (the "ResultType" texts), in its own order.
@@ -72,8 +117,10 @@ bool read_plain_number(std::string_view text, double &out) noexcept;
 
 class CheckTableBuilder {
   public:
-    // `families`: the family texts whose rows are kept (all when empty).
-    CheckTableBuilder(Units units, std::vector<std::string> families, NumberReader slow);
+    // `families`: the family texts whose rows are kept (all when empty); `model`: the names of
+    // the sections (null: none), which must outlive the builder.
+    CheckTableBuilder(Units units, std::vector<std::string> families, NumberReader slow,
+                      const ModelContext *model = nullptr);
 
     // The rows of one section whose subtree `dom` holds complete. Throws NumberError (the rows
     // of the section are then incomplete) and std::bad_alloc.
@@ -82,22 +129,29 @@ class CheckTableBuilder {
     // The tables, their buffers trimmed to their rows.
     table::Table take_checks();
     table::Table take_overall();
+    // What did not match the model so far.
+    const ModelMismatch &mismatch() const noexcept { return mismatch_; }
 
   private:
     struct Tags {
         std::size_t known = 0;  // the dom's tag count when they were last looked up
-        std::uint32_t internal_forces, non_conformities, severity, limit, overall_item;
+        std::uint32_t internal_forces, non_conformities, severity, limit, overall_item,
+            limit_stress;
     };
     void resolve_tags(const Dom &d);
     bool wanted(std::string_view family) const;
     void add_item(const Dom &d, NodeId item, std::int64_t section, std::int64_t extreme,
                   std::string_view family);
+    void add_values(const Dom &d, NodeId item);
+    void add_names(std::int64_t section, std::int64_t extreme);
     void add_overall(const Dom &d, NodeId item, std::int64_t section, std::int64_t extreme,
                      std::string_view family);
     // The number of a leaf, times `scale`; false when the leaf or its text is missing.
-    bool number(const Dom &d, NodeId leaf, double scale, const char *field, double &out) const;
+    bool number(const Dom &d, NodeId leaf, double scale, std::string_view field, double &out) const;
 
-    double force_scale_;
+    double force_scale_, length_scale_, stress_scale_;
+    const ModelContext *model_;
+    ModelMismatch mismatch_;
     std::vector<std::string> families_;
     NumberReader slow_;
     Tags tags_{};

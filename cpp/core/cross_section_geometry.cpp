@@ -5,32 +5,81 @@
 #include <cmath>
 #include <string_view>
 
+#include "core/document_view.hpp"
 #include "core/error.hpp"
 #include "core/section_shapes.hpp"
 
 namespace marlox::cross_section {
 
-bool number(const Value &object, const char *key, double &out) {
-    const Value *value = object.find(key);
-    if (value == nullptr || value->type != Value::Type::Number) return false;
-    out = value->number;
-    return true;
-}
-
-bool point(const Value &value, Point &out) {
-    if (value.type != Value::Type::Array || value.items.size() != 2) return false;
-    const Value &y = value.items[0], &z = value.items[1];
-    if (y.type != Value::Type::Number || z.type != Value::Type::Number) return false;
-    out = {y.number, z.number};
-    return std::isfinite(out.y) && std::isfinite(out.z);
-}
+using model_view::Model;
 
 namespace {
 
-bool is_arc(const Value &entry) {
-    return entry.type == Value::Type::Array && entry.items.size() == 2 &&
-           entry.items[0].type == Value::Type::Array;
+bool has(const Object &object, const char *name) { return object.type().index_of(name) >= 0; }
+
+}  // namespace
+
+bool number(const Object &object, const char *name, double &out) {
+    model_view::Number n;
+    if (!has(object, name) || !object.number(object.field(name), n)) return false;
+    out = n.value;
+    return true;
 }
+
+std::string text(const Object &object, const char *name) {
+    return has(object, name) ? object.text(object.field(name)) : std::string();
+}
+
+bool reference(const Object &object, const char *name, double &id) {
+    model_view::Reference r;
+    if (!has(object, name) || !object.reference(object.field(name), r)) return false;
+    id = r.id;
+    return true;
+}
+
+bool near(Point p) { return std::fabs(p.y) <= kFarthest && std::fabs(p.z) <= kFarthest; }
+
+bool vertices(const Object &object, const char *name, std::vector<geometry::Vertex> &out) {
+    model_view::Coordinates c;
+    if (!has(object, name) || !object.vertices(object.field(name), c) || !c.finite) return false;
+    for (const geometry::Vertex &v : c.vertices)
+        if (!near(v.point) || (v.arc && !near(v.on_arc))) return false;
+    out = std::move(c.vertices);
+    return true;
+}
+
+std::string show(double value) {
+    if (std::isnan(value)) return "nan";
+    if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
+    char buffer[64];
+    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+    return std::string(buffer, result.ptr);
+}
+
+bool find(const Model &model, Model::List list, double id, size_t &index) {
+    auto has_id = [&](size_t i) {
+        bool same = false;
+        model.object(list, i, [&](const Object &o) {
+            double own;
+            same = number(o, "id", own) && own == id;
+        });
+        return same;
+    };
+    const size_t n = model.count(list);
+    if (id >= 1 && id <= static_cast<double>(n) && id == std::floor(id) &&
+        has_id(static_cast<size_t>(id) - 1)) {
+        index = static_cast<size_t>(id) - 1;
+        return true;
+    }
+    for (size_t i = 0; i < n; ++i)
+        if (has_id(i)) {
+            index = i;
+            return true;
+        }
+    return false;
+}
+
+namespace {
 
 Region region(std::vector<Edge> outline, std::vector<std::vector<Edge>> openings) {
     Region r;
@@ -56,13 +105,56 @@ std::vector<Edge> tee(double height, double width, double flange, double web) {
     return geometry::path(vertices, true);
 }
 
-Shape parametric(const Value &cs) {
+Shape parametric_of(const Object &cs) {
+    if (!has(cs, "parameters")) return Shape{};
+    return parametric(text(cs, "cross_section_type"), cs.parameters(cs.field("parameters")));
+}
+
+Shape components(const Object &cs) {
+    const size_t field = cs.field("components");
+    const size_t n = cs.count(field);
+    std::vector<Component> parts;
+    bool whole = n > 0;
+    for (size_t i = 0; i < n && whole; ++i) {
+        whole = false;
+        cs.object_at(field, i, [&](const Object &component) {
+            Component part;
+            if (!vertices(component, "outline", part.outline)) return;
+            const size_t holes = component.field("openings");
+            for (size_t k = 0; k < component.count(holes); ++k) {
+                model_view::Coordinates c;
+                if (!component.vertices_at(holes, k, c) || !c.finite) return;
+                for (const geometry::Vertex &v : c.vertices)
+                    if (!near(v.point) || (v.arc && !near(v.on_arc))) return;
+                part.openings.push_back(std::move(c.vertices));
+            }
+            parts.push_back(std::move(part));
+            whole = true;
+        });
+    }
+    return whole ? general(parts) : Shape{};
+}
+
+}  // namespace
+
+Shape shape(const Object &cs) { return has(cs, "components") ? components(cs) : parametric_of(cs); }
+
+// The shape of a parametric section, by its type: the one place that knows the types' shapes.
+Shape parametric(const std::string &type,
+                 const std::vector<std::pair<std::string, model_view::Number>> &parameters) {
     Shape s;
-    const Value *parameters = cs.find("Parameters");
-    if (parameters == nullptr || parameters->type != Value::Type::Object) return s;
-    const std::string type = text(cs, "CrossSectionType");
     auto positive = [&](const char *key, double &out) {
-        return number(*parameters, key, out) && std::isfinite(out) && out > 0;
+        for (const auto &[name, value] : parameters)
+            if (name == key) {
+                out = value.value;
+                return std::isfinite(out) && out > 0 && out <= kFarthest;
+            }
+        return false;
+    };
+    auto within = [&] {  // no parameter beyond any section's size
+        for (const auto &parameter : parameters)
+            if (!(std::fabs(parameter.second.value) <= kFarthest)) return false;
+        return true;
     };
     double a, b, c, d;
     if (type == "Rect" && positive("Width", a) && positive("Height", b)) {
@@ -72,7 +164,8 @@ Shape parametric(const Value &cs) {
     } else if (type == "Tg" && positive("Height", a) && positive("Width", b) &&
                positive("TopFlangeWidth", c) && positive("WallWidth", d) && c < a && d <= b) {
         s.regions.push_back(region(tee(a, b, c, d), {}));
-    } else if (std::vector<Edge> edges; shapes::parametric_outline(type, *parameters, edges)) {
+    } else if (std::vector<Edge> edges;
+               within() && shapes::parametric_outline(type, parameters, edges)) {
         s.regions.push_back(region(std::move(edges), {}));
     } else {
         return s;
@@ -81,85 +174,17 @@ Shape parametric(const Value &cs) {
     return s;
 }
 
-Shape components(const Value &cs) {
+Shape general(const std::vector<Component> &components) {
     Shape s;
-    const Value *list = cs.find("Components");
-    if (list == nullptr || list->type != Value::Type::Array || list->items.empty()) return s;
-    for (const Value &component : list->items) {
-        std::vector<geometry::Vertex> outline;
-        const Value *value = component.find("Outline");
-        if (value == nullptr || !vertices(*value, outline)) return s;
+    if (components.empty()) return s;
+    for (const Component &part : components) {
         std::vector<std::vector<Edge>> openings;
-        const Value *holes = component.find("Openings");
-        if (holes != nullptr && holes->type == Value::Type::Array) {
-            for (const Value &hole : holes->items) {
-                std::vector<geometry::Vertex> opening;
-                if (!vertices(hole, opening)) return s;
-                openings.push_back(geometry::path(opening, true));
-            }
-        }
-        s.regions.push_back(region(geometry::path(outline, true), std::move(openings)));
+        for (const auto &opening : part.openings) openings.push_back(geometry::path(opening, true));
+        s.regions.push_back(region(geometry::path(part.outline, true), std::move(openings)));
     }
     s.known = true;
     return s;
 }
-
-}  // namespace
-
-bool vertices(const Value &value, std::vector<geometry::Vertex> &out) {
-    if (value.type != Value::Type::Array) return false;
-    out.clear();
-    for (const Value &entry : value.items) {
-        geometry::Vertex v;
-        if (is_arc(entry)) {
-            v.arc = true;
-            if (!point(entry.items[0], v.point) || !point(entry.items[1], v.on_arc)) return false;
-        } else if (!point(entry, v.point)) {
-            return false;
-        }
-        out.push_back(v);
-    }
-    return true;
-}
-
-std::vector<const Value *> objects(const Value &model, const char *list) {
-    std::vector<const Value *> out;
-    const Value *items = model.find(list);
-    if (items == nullptr || items->type != Value::Type::Array) return out;
-    for (const Value &pair : items->items)
-        if (pair.type == Value::Type::Array && pair.items.size() == 2 &&
-            pair.items[1].type == Value::Type::Object)
-            out.push_back(&pair.items[1]);
-    return out;
-}
-
-const Value *find(const Value &model, const char *list, double id) {
-    for (const Value *object : objects(model, list)) {
-        double own;
-        if (number(*object, "Id", own) && own == id) return object;
-    }
-    return nullptr;
-}
-
-bool reference(const Value &object, const char *key, double &id) {
-    const Value *value = object.find(key);
-    return value != nullptr && value->type == Value::Type::Object && number(*value, "Id", id);
-}
-
-std::string text(const Value &object, const char *key) {
-    const Value *value = object.find(key);
-    return value != nullptr && value->type == Value::Type::String ? value->text : std::string();
-}
-
-std::string show(double value) {
-    if (std::isnan(value)) return "nan";
-    if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
-    char buffer[64];
-    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-    return std::string(buffer, result.ptr);
-}
-
-Shape shape(const Value &cs) { return cs.find("Components") ? components(cs) : parametric(cs); }
 
 int region_holding(const Shape &shape, Point p) {
     for (size_t i = 0; i < shape.regions.size(); ++i) {
@@ -182,23 +207,31 @@ double clearance(const Region &region, Point p) {
     return best;
 }
 
+double area(const std::vector<Point> &polygon) {
+    double twice = 0;
+    for (size_t i = 0; i + 1 < polygon.size(); ++i)
+        twice += polygon[i].y * polygon[i + 1].z - polygon[i + 1].y * polygon[i].z;
+    return std::fabs(twice) / 2;
+}
+
 // --- drawings -----------------------------------------------------------------------------
 
 namespace {
 
-const char *kLists[] = {"cross_section_list", "reinforced_cross_section_list",
-                        "check_section_list"};
+constexpr Model::List kLists[] = {Model::CrossSection, Model::ReinforcedCrossSection,
+                                  Model::CheckSection};
 
-std::string label(const Value &object, const char *type_name, const char *name_key) {
-    std::string name = text(object, name_key);
+std::string label(const Object &object, const char *type_name, const char *name_field) {
+    std::string name = text(object, name_field);
     double id = 0;
-    number(object, "Id", id);
+    number(object, "id", id);
     return name.empty() ? std::string(type_name) + " " + show(id) : name;
 }
 
-void add_object(Drawing &d, const char *type, const Value &object) {
+void add_object(Drawing &d, const Object &object, Model::List list, size_t index) {
     double id;
-    if (number(object, "Id", id)) d.objects.emplace_back(type, id);
+    if (number(object, "id", id)) d.objects.emplace_back(object.type().name, id);
+    d.places.emplace_back(list, index);
 }
 
 // The polygon turning anticlockwise (outlines) or clockwise (openings), for filling.
@@ -210,8 +243,8 @@ std::vector<Point> oriented(std::vector<Point> polygon, bool anticlockwise) {
     return polygon;
 }
 
-void draw_cross_section(Drawing &d, const Value &cs) {
-    add_object(d, cs.find("Components") ? "CrossSectionComponent" : "CrossSectionParameter", cs);
+void draw_cross_section(Drawing &d, const Object &cs, size_t index) {
+    add_object(d, cs, Model::CrossSection, index);
     const Shape s = shape(cs);
     if (!s.known) return;
     d.outline_drawn = true;
@@ -222,64 +255,130 @@ void draw_cross_section(Drawing &d, const Value &cs) {
     }
 }
 
-void draw_reinforced_section(Drawing &d, const Value &model, const Value &rcs) {
-    add_object(d, "ReinforcedCrossSection", rcs);
+void draw_reinforced_section(Drawing &d, const Model &model, const Object &rcs, size_t index) {
+    add_object(d, rcs, Model::ReinforcedCrossSection, index);
     double id;
-    if (reference(rcs, "CrossSection", id))
-        if (const Value *cs = find(model, "cross_section_list", id)) draw_cross_section(d, *cs);
-    if (const Value *bars = rcs.find("Bars"); bars && bars->type == Value::Type::Array) {
-        for (const Value &bar : bars->items) {
+    size_t at;
+    if (reference(rcs, "cross_section", id) && find(model, Model::CrossSection, id, at))
+        model.object(Model::CrossSection, at,
+                     [&](const Object &cs) { draw_cross_section(d, cs, at); });
+    const size_t bars = rcs.field("bars");
+    for (size_t i = 0; i < rcs.count(bars); ++i) {
+        rcs.object_at(bars, i, [&](const Object &bar) {
+            model_view::Coordinates centre;
             Drawing::Bar b{};
-            const Value *at = bar.find("Point");
-            if (at && point(*at, b.centre) && number(bar, "Diameter", b.diameter) &&
-                std::isfinite(b.diameter) && b.diameter > 0)
+            if (!bar.vertices(bar.field("coordinates"), centre) || !centre.finite ||
+                centre.vertices.size() != 1 || !number(bar, "diameter", b.diameter) ||
+                !std::isfinite(b.diameter) || b.diameter <= 0)
+                return;
+            b.centre = centre.vertices[0].point;
+            if (near(b.centre) && b.diameter <= kFarthest)
                 d.bars.push_back(b);
-        }
+            else
+                ++d.too_far;
+        });
     }
-    if (const Value *stirrups = rcs.find("Stirrups");
-        stirrups && stirrups->type == Value::Type::Array) {
-        for (const Value &stirrup : stirrups->items) {
+    const size_t stirrups = rcs.field("stirrups");
+    for (size_t i = 0; i < rcs.count(stirrups); ++i) {
+        rcs.object_at(stirrups, i, [&](const Object &stirrup) {
+            model_view::Coordinates c;
+            const size_t field = stirrup.field("points");
+            if (!stirrup.vertices(field, c) || !c.finite || c.vertices.empty()) return;
             std::vector<geometry::Vertex> path;
-            const Value *geometry = stirrup.find("Geometry");
+            if (!vertices(stirrup, "points", path)) {
+                ++d.too_far;
+                return;
+            }
             Drawing::Stirrup s{};
-            if (!geometry || !vertices(*geometry, path) || path.empty()) continue;
             s.points = geometry::polyline(geometry::path(path, false), kArcTolerance);
             if (s.points.empty()) s.points.push_back(path[0].point);
-            if (!number(stirrup, "Diameter", s.diameter) || !std::isfinite(s.diameter))
+            if (!number(stirrup, "diameter", s.diameter) || !std::isfinite(s.diameter))
                 s.diameter = 0;
             d.stirrups.push_back(std::move(s));
-        }
+        });
     }
 }
 
 }  // namespace
 
-Drawing draw(const Value &model, Target target, size_t index) {
-    const std::vector<const Value *> list = objects(model, kLists[static_cast<int>(target)]);
-    if (index >= list.size()) fail(ErrorKind::Value, "the object is not in the model");
-    const Value &object = *list[index];
+Drawing draw(const Model &model, Target target, size_t index) {
+    const Model::List list = kLists[static_cast<int>(target)];
+    if (index >= model.count(list)) fail(ErrorKind::Value, "the object is not in the model");
     Drawing d;
-    double id;
-    switch (target) {
-        case Target::CrossSection:
-            draw_cross_section(d, object);
-            d.title = label(object, "Cross-section", "Name");
-            break;
-        case Target::ReinforcedSection:
-            draw_reinforced_section(d, model, object);
-            d.title = label(object, "Reinforced section", "Name");
-            break;
-        case Target::CheckSection:
-            add_object(d, "StandardCheckSection", object);
-            d.title = label(object, "Check section", "Description");
-            if (reference(object, "ReinfSection", id))
-                if (const Value *rcs = find(model, "reinforced_cross_section_list", id)) {
-                    draw_reinforced_section(d, model, *rcs);
-                    d.title += " (" + label(*rcs, "Reinforced section", "Name") + ")";
-                }
-            break;
-    }
+    model.object(list, index, [&](const Object &object) {
+        double id;
+        size_t at;
+        switch (target) {
+            case Target::CrossSection:
+                draw_cross_section(d, object, index);
+                d.title = label(object, "Cross-section", "name");
+                break;
+            case Target::ReinforcedSection:
+                draw_reinforced_section(d, model, object, index);
+                d.title = label(object, "Reinforced section", "name");
+                break;
+            case Target::CheckSection:
+                add_object(d, object, Model::CheckSection, index);
+                d.title = label(object, "Check section", "description");
+                if (reference(object, "reinf_section", id) &&
+                    find(model, Model::ReinforcedCrossSection, id, at))
+                    model.object(Model::ReinforcedCrossSection, at, [&](const Object &rcs) {
+                        draw_reinforced_section(d, model, rcs, at);
+                        d.title += " (" + label(rcs, "Reinforced section", "name") + ")";
+                    });
+                break;
+        }
+    });
     return d;
+}
+
+// --- the serialised document ---------------------------------------------------------------
+
+bool number(const json::Value &object, const char *key, double &out) {
+    const json::Value *value = object.find(key);
+    if (value == nullptr || value->type != json::Value::Type::Number) return false;
+    out = value->number;
+    return true;
+}
+
+std::string text(const json::Value &object, const char *key) {
+    const json::Value *value = object.find(key);
+    return value != nullptr && value->type == json::Value::Type::String ? value->text
+                                                                        : std::string();
+}
+
+bool reference(const json::Value &object, const char *key, double &id) {
+    const json::Value *value = object.find(key);
+    return value != nullptr && value->type == json::Value::Type::Object && number(*value, "Id", id);
+}
+
+std::vector<const json::Value *> objects(const json::Value &model, const char *list) {
+    std::vector<const json::Value *> out;
+    const json::Value *items = model.find(list);
+    if (items == nullptr || items->type != json::Value::Type::Array) return out;
+    for (const json::Value &pair : items->items)
+        if (pair.type == json::Value::Type::Array && pair.items.size() == 2 &&
+            pair.items[1].type == json::Value::Type::Object)
+            out.push_back(&pair.items[1]);
+    return out;
+}
+
+const json::Value *find(const json::Value &model, const char *list, double id) {
+    for (const json::Value *object : objects(model, list)) {
+        double own;
+        if (number(*object, "Id", own) && own == id) return object;
+    }
+    return nullptr;
+}
+
+Shape shape(const json::Value &cs) {
+    const schema::Type *type = schema::find_type(
+        cs.find("Components") != nullptr ? "CrossSectionComponent" : "CrossSectionParameter");
+    return type != nullptr ? shape(model_view::DocumentObject(*type, cs)) : Shape{};
+}
+
+Drawing draw(const json::Value &model, Target target, size_t index) {
+    return draw(model_view::DocumentModel(model), target, index);
 }
 
 }  // namespace marlox::cross_section

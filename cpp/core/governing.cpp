@@ -82,7 +82,7 @@ table::Table governing(const table::Table &checks, bool per_family) {
         if (fresh) groups.push_back(Group{s, f, r, sit->second});
         Group &g = groups[it->second];
         if (worse(r, g.worst)) g.worst = r;
-        for (int i = 0; i < 4; ++i) g.counts[i] += cols[(std::size_t)kColInfo + i].int_at(r);
+        for (int i = 0; i < 4; ++i) g.counts[i] += cols[(std::size_t)kFirstCount + i].int_at(r);
         ++g.items;
         if (keys[r].verdict == (int)Verdict::Failed) ++g.failed;
         if (result.valid(r) && result.text_at(r) == "NotDone") ++g.not_done;
@@ -98,7 +98,7 @@ table::Table governing(const table::Table &checks, bool per_family) {
 
     table::Table out;
     for (std::size_t c = 0; c < cols.size(); ++c) {
-        const bool count = c >= (std::size_t)kColInfo;
+        const bool count = c >= (std::size_t)kFirstCount && c <= (std::size_t)kLastCount;
         out.columns.emplace_back(cols[c].name(), count ? Type::Int64 : cols[c].type(),
                                  cols[c].unit(), cols[c].nullable());
     }
@@ -108,11 +108,14 @@ table::Table governing(const table::Table &checks, bool per_family) {
     if (per_family) out.columns.emplace_back("governing", Type::Bool, "", false);
     for (std::size_t i : order) {
         const Group &g = groups[i];
-        for (std::size_t c = 0; c < (std::size_t)kColInfo; ++c) {
-            out.columns[c].append_from(cols[c], g.worst);
+        for (std::size_t c = 0; c < cols.size(); ++c) {
+            if (c >= (std::size_t)kFirstCount && c <= (std::size_t)kLastCount) {
+                out.columns[c].append_int(g.counts[c - (std::size_t)kFirstCount]);
+            } else {
+                out.columns[c].append_from(cols[c], g.worst);
+            }
         }
-        for (int k = 0; k < 4; ++k) out.columns[(std::size_t)kColInfo + k].append_int(g.counts[k]);
-        std::size_t c = kCheckColumnCount;
+        std::size_t c = cols.size();
         out.columns[c++].append_int(g.items);
         out.columns[c++].append_int(g.failed);
         out.columns[c++].append_int(g.not_done);

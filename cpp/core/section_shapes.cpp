@@ -132,9 +132,9 @@ void check(Kind kind, const std::vector<Dimension> &given) {
         case Kind::I:  // height, top_width, top_thickness, web_width, bottom_width,
                        // bottom_thickness
             if (D(2).value + D(5).value >= D(0).value)
-                refuse(kind, "top_thickness + bottom_thickness (" +
-                                 metres(D(2).value + D(5).value) + ") must be less than height (" +
-                                 metres(D(0).value) + ")");
+                refuse(kind, D(2).name + " + " + D(5).name + " (" +
+                                 metres(D(2).value + D(5).value) + ") must be less than " +
+                                 D(0).name + " (" + metres(D(0).value) + ")");
             less(kind, D(3), D(1), 1, true);
             less(kind, D(3), D(4), 1, true);
             break;
@@ -205,34 +205,68 @@ Outline outline(Kind kind, const std::vector<Dimension> &given) {
     return out;
 }
 
-bool parametric_outline(const std::string &type, const json::Value &parameters,
-                        std::vector<geometry::Edge> &out) {
-    struct Form {
-        const char *type;
-        Kind kind;
-        std::vector<const char *> names;  // IDEA's names, in the order of the shape's dimensions
-    };
+namespace {
+
+struct Form {
+    const char *type;
+    Kind kind;
+    std::vector<const char *> names;  // IDEA's names, in the order of the shape's dimensions
+};
+
+const Form *form_of(const std::string &type) {
     static const Form forms[] = {
         {"Tgrev", Kind::InvertedTee, {"Width", "Height", "TopFlangeWidth", "WallWidth"}},
         {"Ign", Kind::I, {"H", "Bh", "Th", "Tw", "Bs", "Ts"}},
         {"Trapezoid", Kind::Trapezoid, {"H", "Bt", "Bb"}},
     };
-    for (const Form &form : forms) {
-        if (type != form.type) continue;
-        std::vector<Dimension> dimensions;
-        for (const char *name : form.names) {
-            double value;
-            if (!cross_section::number(parameters, name, value)) return false;
-            dimensions.push_back({name, value});
-        }
-        try {
-            out = geometry::path(outline(form.kind, dimensions).outline, true);
-        } catch (const Error &) {
-            return false;
-        }
+    for (const Form &form : forms)
+        if (type == form.type) return &form;
+    return nullptr;
+}
+
+// The dimensions of a parametric type by IDEA's names; false when one is missing.
+bool dimensions_of(const Form &form, const Parameters &parameters, std::vector<Dimension> &out) {
+    for (const char *name : form.names) {
+        const auto given =
+            std::find_if(parameters.begin(), parameters.end(),
+                         [&](const auto &parameter) { return parameter.first == name; });
+        if (given == parameters.end()) return false;
+        out.push_back({name, given->second.value});
+    }
+    return true;
+}
+
+}  // namespace
+
+bool parametric_fault(const std::string &type, const Parameters &parameters, std::string &parameter,
+                      std::string &message) {
+    const Form *form = form_of(type);
+    std::vector<Dimension> dimensions;
+    if (form == nullptr || !dimensions_of(*form, parameters, dimensions)) return false;
+    for (const Dimension &d : dimensions)  // a value out of range is validate()'s own finding
+        if (!(d.value > 0)) return false;
+    try {
+        check(form->kind, dimensions);
+        return false;
+    } catch (const Error &error) {
+        message = error.what();
+        message = message.substr(message.find(": ") + 2);  // without the class name
+        parameter = message.substr(0, message.find_first_of(" "));
         return true;
     }
-    return false;
+}
+
+bool parametric_outline(const std::string &type, const Parameters &parameters,
+                        std::vector<geometry::Edge> &out) {
+    const Form *form = form_of(type);
+    std::vector<Dimension> dimensions;
+    if (form == nullptr || !dimensions_of(*form, parameters, dimensions)) return false;
+    try {
+        out = geometry::path(outline(form->kind, dimensions).outline, true);
+    } catch (const Error &) {
+        return false;
+    }
+    return true;
 }
 
 Properties properties(const cross_section::Shape &shape) {
@@ -283,24 +317,36 @@ Properties properties(const cross_section::Shape &shape) {
     return p;
 }
 
-cross_section::Shape concrete(const json::Value &model, cross_section::Target target,
+cross_section::Shape concrete(const model_view::Model &model, cross_section::Target target,
                               size_t index) {
     using cross_section::Target;
-    const char *lists[] = {"cross_section_list", "reinforced_cross_section_list",
-                           "check_section_list"};
-    const auto objects = cross_section::objects(model, lists[static_cast<int>(target)]);
-    if (index >= objects.size()) fail(ErrorKind::Value, "the object is not in the model");
-    const json::Value *object = objects[index];
-    double id;
-    if (target == Target::CheckSection)
-        object = cross_section::reference(*object, "ReinfSection", id)
-                     ? cross_section::find(model, "reinforced_cross_section_list", id)
-                     : nullptr;
-    if (object && target != Target::CrossSection)
-        object = cross_section::reference(*object, "CrossSection", id)
-                     ? cross_section::find(model, "cross_section_list", id)
-                     : nullptr;
-    return object ? cross_section::shape(*object) : cross_section::Shape{};
+    using List = model_view::Model::List;
+    const List lists[] = {List::CrossSection, List::ReinforcedCrossSection, List::CheckSection};
+    List list = lists[static_cast<int>(target)];
+    if (index >= model.count(list)) fail(ErrorKind::Value, "the object is not in the model");
+    // Follow the references down to the cross-section: check section, reinforced section.
+    const struct {
+        List from;
+        const char *field;
+        List to;
+    } steps[] = {{List::CheckSection, "reinf_section", List::ReinforcedCrossSection},
+                 {List::ReinforcedCrossSection, "cross_section", List::CrossSection}};
+    bool found = true;
+    for (const auto &step : steps) {
+        if (!found || list != step.from) continue;
+        double id = 0;
+        found = false;
+        model.object(list, index, [&](const model_view::Object &o) {
+            found = cross_section::reference(o, step.field, id);
+        });
+        found = found && cross_section::find(model, step.to, id, index);
+        list = step.to;
+    }
+    cross_section::Shape shape;
+    if (found)
+        model.object(list, index,
+                     [&](const model_view::Object &cs) { shape = cross_section::shape(cs); });
+    return shape;
 }
 
 bool extent_at(const cross_section::Shape &shape, double z, double &y_left, double &y_right) {

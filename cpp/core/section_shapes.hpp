@@ -51,8 +51,16 @@ Outline outline(Kind kind, const std::vector<Dimension> &dimensions);
 // flange's, Tw: the web) as an I, TRAPEZOID (H, Bb: bottom width, Bt: top width). The meanings
 // are those of IDEA's public CrossSectionFactory. False for another type, a missing parameter,
 // or parameters that cannot form the shape (validate() reports what it can about them).
-bool parametric_outline(const std::string &type, const json::Value &parameters,
+using Parameters = std::vector<std::pair<std::string, model_view::Number>>;
+bool parametric_outline(const std::string &type, const Parameters &parameters,
                         std::vector<geometry::Edge> &out);
+
+// Why the parameters of one of those types cannot form its shape: the parameter first named
+// and a sentence ("TopFlangeWidth (0.8 m) must be less than Height (0.75 m)"); false when they
+// can, when the type is another, or when a parameter is missing or not positive (validate()
+// reports those on their own).
+bool parametric_fault(const std::string &type, const Parameters &parameters, std::string &parameter,
+                      std::string &message);
 
 // --- properties ---------------------------------------------------------------------------
 
@@ -75,7 +83,8 @@ Properties properties(const cross_section::Shape &shape);
 
 // The concrete of the `index`-th object of the target's list: its cross-section's shape (not
 // known when the references do not lead to one).
-cross_section::Shape concrete(const json::Value &model, cross_section::Target target, size_t index);
+cross_section::Shape concrete(const model_view::Model &model, cross_section::Target target,
+                              size_t index);
 
 using Bar = cross_section::Drawing::Bar;
 

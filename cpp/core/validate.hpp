@@ -1,12 +1,13 @@
-// The checks of a whole model before it goes to IDEA StatiCa RCS: references, values,
-// geometry of sections and reinforcement, and loads.
+// The checks of a whole model before it goes to IDEA StatiCa RCS: references, values and
+// their units, geometry of sections and reinforcement, and loads.
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/geometry.hpp"
-#include "core/json.hpp"
+#include "core/model_view.hpp"
 
 namespace marlox::validate {
 
@@ -24,8 +25,13 @@ struct Finding {
     geometry::Point at;
 };
 
-// Every finding for a serialised model (the document of `_serialize()`), errors and warnings
-// in the order of the model's lists.
-std::vector<Finding> check(const json::Value &model);
+using Place = std::pair<model_view::Model::List, size_t>;
+
+// Every finding for a model, errors and warnings in the order of the model's lists.
+std::vector<Finding> check(const model_view::Model &model);
+
+// The findings of the objects at `places` alone (in list order, as `check` orders them):
+// what a drawing of those objects marks, without reading the rest of the model.
+std::vector<Finding> check(const model_view::Model &model, std::vector<Place> places);
 
 }  // namespace marlox::validate

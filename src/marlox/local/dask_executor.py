@@ -15,7 +15,10 @@ event (a Dask ``Event``) is set.
   time: Dask would give the task to another worker, and the job's "started" event, kept on the
   scheduler, makes that second run fail at once instead.
 - A job that had not started when the scheduler went away is sent again once the client is
-  connected again; one that had started fails with :data:`LOST`.
+  connected again (and waits for workers: they do not join a new scheduler by themselves); one
+  that had started fails with :data:`LOST`. "Started" is judged by the first stage the job
+  reported, so a job lost within milliseconds of its start, before that stage arrived, would be
+  sent again.
 - While a job waits for a seat it is "running" for the runner, its stage saying so; a platform
   that stops while jobs run or wait fails them at its next start, as the runner does.
 """
@@ -84,7 +87,9 @@ class _TaskControl(Control):
         self._report(message)
 
 
-def run_task(job_id: str, integration: str, version: int, content: dict[str, Any]):
+def run_task(
+    job_id: str, integration: str, version: int, content: dict[str, Any]
+) -> dict[str, bytes]:
     """The task that a Dask worker runs for one job: its result fields, or WorkerFailure."""
     from distributed import Event
 
@@ -159,7 +164,9 @@ class DaskExecutor:
             pure=False,
         )
 
-    def _run(self, task: Task, control: Control, stages: queue.SimpleQueue[str]):
+    def _run(
+        self, task: Task, control: Control, stages: queue.SimpleQueue[str]
+    ) -> Mapping[str, bytes]:
         from distributed import KilledWorker
 
         future = self._submit(task)
@@ -174,7 +181,8 @@ class DaskExecutor:
             # can lose the outcome when the time runs out as it arrives.
             if future.done():
                 try:
-                    return future.result()
+                    fields: Mapping[str, bytes] = future.result()
+                    return fields
                 except KilledWorker:
                     raise WorkerFailure(LOST) from None
                 except WorkerFailure as failure:

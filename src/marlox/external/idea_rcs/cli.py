@@ -23,6 +23,7 @@ EXIT_USAGE = 2
 _COMMAND_MODULES: tuple[str, ...] = (
     "marlox.external.idea_rcs.cli_results",
     "marlox.external.idea_rcs.cli_input",
+    "marlox.external.idea_rcs.cli_report",
 )
 
 

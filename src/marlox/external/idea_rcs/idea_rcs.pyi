@@ -386,7 +386,7 @@ class _Model:
         """
         Check the whole model before a run and return what is found, errors and warnings, in the order of the model's lists.
 
-        Checked: references to objects that are not in the model; values (moduli, strengths, dimensions and diameters finite and positive, Poisson's ratio in [0, 0.5), relative humidity in (0, 100] per cent); outlines and openings (at least three points, not crossing themselves, openings inside their outline); bars inside the concrete and out of openings, not overlapping, with a cover of at least their diameter (a warning); stirrups inside the concrete, arcs included, and closed when they count for torsion (a warning); check sections with extremes, and extremes with a loading.
+        Checked: references to objects that are not in the model, or made from an object of the wrong kind (a reinforcement material as the concrete); values (moduli, strengths, dimensions and diameters finite and positive, Poisson's ratio in [0, 0.5), relative humidity in (0, 100] per cent); values that look like another unit (a warning: fck or fyk more than ten times off Eurocode 2's range, dimensions over 50 m or diameters over 100 mm, most likely millimetres); coordinates beyond 1e6 m; outlines and openings (at least three points, not crossing themselves, openings inside their outline, some concrete left); bars inside the concrete and out of openings, not overlapping each other or a stirrup, with a cover of at least their diameter and the clear spacing of Eurocode 2, 8.2 (warnings); a reinforced section without bars (a warning); stirrups inside the concrete, arcs included, and closed when they count for torsion (a warning); check sections with extremes, and extremes with a loading.
 
         Parametric sections are checked against their bars where IDEA StatiCa RCS's placement (centroid on the origin) is certain, RECT, O and TG, and likewise TGREV, IGN and TRAPEZOID; the haunched and chamfered types are not.
         """
@@ -398,7 +398,7 @@ class _Model:
 
     def plot(self, item: marlox.external.idea_rcs.objects.CrossSection | marlox.external.idea_rcs.objects.ReinforcedCrossSection | marlox.external.idea_rcs.objects.CheckSection | Member, ax: Any = None, *, findings: bool = True) -> Any:
         """
-        Draw ``item`` (a cross-section, reinforced cross-section, check section or member of this model) on the matplotlib axes ``ax``, or on a new figure, and return the axes: the concrete with its openings, bars as circles of their diameter, stirrups along their axis with their arcs, equal axes in metres and the name as title. With ``findings`` the located findings of ``validate()`` are marked. Needs matplotlib: ``pip install 'marlox[plot]'``.
+        Draw ``item`` (a cross-section, reinforced cross-section, check section or member of this model) on the matplotlib axes ``ax``, or on a new figure, and return the axes: the concrete with its openings, bars as circles of their diameter, stirrups along their axis with their arcs, equal axes in metres and the name as title. With ``findings`` the findings of ``validate()`` that concern the drawn objects (and only those are checked) are numbered where they lie and listed below the axes, wrapped to their width; a figure without a layout engine gets matplotlib's constrained layout so that lists stay clear of neighbouring axes. Geometry beyond 1e6 m is left out. Needs matplotlib: ``pip install 'marlox[plot]'``.
         """
 
     def svg(self, item: marlox.external.idea_rcs.objects.CrossSection | marlox.external.idea_rcs.objects.ReinforcedCrossSection | marlox.external.idea_rcs.objects.CheckSection | Member, *, findings: bool = True, width: float = 320.0) -> str:
@@ -412,31 +412,46 @@ class _Model:
         """
 
     @property
-    def concrete_materials(self) -> list[marlox.external.idea_rcs.objects.MatConcrete]: ...
+    def concrete_materials(self) -> list[marlox.external.idea_rcs.objects.MatConcrete]:
+        """The concrete materials, in order. A new list."""
 
     @property
-    def reinforcement_materials(self) -> list[marlox.external.idea_rcs.objects.MatReinforcement]: ...
+    def reinforcement_materials(self) -> list[marlox.external.idea_rcs.objects.MatReinforcement]:
+        """The reinforcement materials, in order. A new list."""
 
     @property
-    def cross_sections(self) -> list[marlox.external.idea_rcs.objects.CrossSection]: ...
+    def cross_sections(self) -> list[marlox.external.idea_rcs.objects.CrossSection]:
+        """The concrete cross-sections, in order. A new list."""
 
     @property
-    def reinforced_sections(self) -> list[marlox.external.idea_rcs.objects.ReinforcedCrossSection]: ...
+    def reinforced_sections(self) -> list[marlox.external.idea_rcs.objects.ReinforcedCrossSection]:
+        """
+        The reinforced cross-sections (with their bars and stirrups), in order. A new list.
+        """
 
     @property
-    def check_members(self) -> list[marlox.external.idea_rcs.objects.CheckMember]: ...
+    def check_members(self) -> list[marlox.external.idea_rcs.objects.CheckMember]:
+        """The check (design) members, in order. A new list."""
 
     @property
-    def check_sections(self) -> list[marlox.external.idea_rcs.objects.StandardCheckSection]: ...
+    def check_sections(self) -> list[marlox.external.idea_rcs.objects.StandardCheckSection]:
+        """The check sections (with their extremes), in order. A new list."""
 
     @property
-    def member_data(self) -> list[marlox.external.idea_rcs.objects.ConcreteMemberDataEc2]: ...
+    def member_data(self) -> list[marlox.external.idea_rcs.objects.ConcreteMemberDataEc2]:
+        """The member data records, in order. A new list."""
 
     @property
-    def extremes(self) -> list[marlox.external.idea_rcs.objects.CheckSectionExtreme]: ...
+    def extremes(self) -> list[marlox.external.idea_rcs.objects.CheckSectionExtreme]:
+        """
+        The load extremes of every check section, section by section, in order. A new list.
+        """
 
     @property
-    def members(self) -> list[Member]: ...
+    def members(self) -> list[Member]:
+        """
+        A member for each check section, in order, of the class its member data names (Beam, CompressionMember, OneWaySlab; Member for another type): new objects on the model's own reinforced sections and check sections, also for a model read from XML.
+        """
 
     def __repr__(self) -> str: ...
 
@@ -647,16 +662,26 @@ class SectionPrototype1D(_SectionPrototype, abc.ABC):
         """The shape's dimensions [m] by their OpenModel parameter names, as a new dict."""
 
     @property
-    def y_left(self) -> float: ...
+    def y_left(self) -> float:
+        """
+        The leftmost fibre of the concrete: its least y in bar coordinates [m].
+        """
 
     @property
-    def y_right(self) -> float: ...
+    def y_right(self) -> float:
+        """
+        The rightmost fibre of the concrete: its greatest y in bar coordinates [m].
+        """
 
     @property
-    def z_bottom(self) -> float: ...
+    def z_bottom(self) -> float:
+        """
+        The bottom fibre of the concrete: its least z in bar coordinates [m]. A bar whose cover is measured from the bottom face stands at ``z_bottom + cover + diameter / 2``.
+        """
 
     @property
-    def z_top(self) -> float: ...
+    def z_top(self) -> float:
+        """The top fibre of the concrete: its greatest z in bar coordinates [m]."""
 
     def section_properties(self) -> dict[str, Any]:
         """
@@ -686,6 +711,8 @@ class RectSection(SectionPrototype1D):
     """
     A rectangular cross-section.
 
+    The origin of the bar coordinates is its centre, the centroid: y across (to the right), z upwards, so that the bottom face is at ``z = -height / 2`` (``z_bottom``). Made as IDEA StatiCa RCS's parametric type ``CrossSectionType.RECT`` (Width, Height), which RCS places on its centroid (IDEA's own sample of a T section shows the placement).
+
     Args:
         width: Width [m].
         height: Height [m].
@@ -710,7 +737,7 @@ class GeneralShape(SectionPrototype1D):
     """
     A cross-section bounded by a polygon, with optional openings.
 
-    Vertices are (y, z) [m]. A polygon is closed implicitly: give at least 3 vertices and do not repeat the first at the end. The shape is checked when a member is created from it.
+    Vertices are (y, z) [m]. A polygon is closed implicitly: give at least 3 vertices and do not repeat the first at the end. IDEA StatiCa RCS places it where its coordinates say: the bar coordinates are the outline's own. ``validate()`` checks the shape.
 
     Args:
         outline: The outer boundary.
@@ -1026,16 +1053,20 @@ class TSection(SectionPrototype1D):
         """Check the dimensions [m] and keep them."""
 
     @property
-    def width(self) -> float: ...
+    def width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def height(self) -> float: ...
+    def height(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def flange_thickness(self) -> float: ...
+    def flange_thickness(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def web_width(self) -> float: ...
+    def web_width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
     def _type(self) -> marlox.external.idea_rcs.objects.CrossSectionType: ...
@@ -1058,16 +1089,20 @@ class InvertedTSection(GeneralShape):
         """Check the dimensions [m] and keep them."""
 
     @property
-    def width(self) -> float: ...
+    def width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def height(self) -> float: ...
+    def height(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def flange_thickness(self) -> float: ...
+    def flange_thickness(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def web_width(self) -> float: ...
+    def web_width(self) -> float:
+        """A dimension of the shape [m]."""
 
     def __repr__(self) -> str: ...
 
@@ -1084,22 +1119,28 @@ class ISection(GeneralShape):
         """Check the dimensions [m] and keep them."""
 
     @property
-    def height(self) -> float: ...
+    def height(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def top_width(self) -> float: ...
+    def top_width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def top_thickness(self) -> float: ...
+    def top_thickness(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def web_width(self) -> float: ...
+    def web_width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def bottom_width(self) -> float: ...
+    def bottom_width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def bottom_thickness(self) -> float: ...
+    def bottom_thickness(self) -> float:
+        """A dimension of the shape [m]."""
 
     def __repr__(self) -> str: ...
 
@@ -1116,16 +1157,20 @@ class LSection(GeneralShape):
         """Check the dimensions [m] and keep them."""
 
     @property
-    def width(self) -> float: ...
+    def width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def height(self) -> float: ...
+    def height(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def flange_thickness(self) -> float: ...
+    def flange_thickness(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def web_width(self) -> float: ...
+    def web_width(self) -> float:
+        """A dimension of the shape [m]."""
 
     def __repr__(self) -> str: ...
 
@@ -1144,7 +1189,8 @@ class CircleSection(SectionPrototype1D):
         """Check the dimensions [m] and keep them."""
 
     @property
-    def diameter(self) -> float: ...
+    def diameter(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
     def _type(self) -> marlox.external.idea_rcs.objects.CrossSectionType: ...
@@ -1167,10 +1213,12 @@ class HollowCircleSection(GeneralShape):
         """Check the dimensions [m] and keep them."""
 
     @property
-    def diameter(self) -> float: ...
+    def diameter(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def wall_thickness(self) -> float: ...
+    def wall_thickness(self) -> float:
+        """A dimension of the shape [m]."""
 
     def __repr__(self) -> str: ...
 
@@ -1187,16 +1235,20 @@ class BoxSection(GeneralShape):
         """Check the dimensions [m] and keep them."""
 
     @property
-    def width(self) -> float: ...
+    def width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def height(self) -> float: ...
+    def height(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def web_thickness(self) -> float: ...
+    def web_thickness(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def flange_thickness(self) -> float: ...
+    def flange_thickness(self) -> float:
+        """A dimension of the shape [m]."""
 
     def __repr__(self) -> str: ...
 
@@ -1213,13 +1265,16 @@ class TrapezoidSection(GeneralShape):
         """Check the dimensions [m] and keep them."""
 
     @property
-    def height(self) -> float: ...
+    def height(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def top_width(self) -> float: ...
+    def top_width(self) -> float:
+        """A dimension of the shape [m]."""
 
     @property
-    def bottom_width(self) -> float: ...
+    def bottom_width(self) -> float:
+        """A dimension of the shape [m]."""
 
     def __repr__(self) -> str: ...
 
@@ -1674,6 +1729,11 @@ class ResultTable:
         :raises OSError: when the table cannot be written whole (a full disk, for one).
         """
 
+    def _repr_html_(self) -> str:
+        """
+        The first rows as an HTML table (units in the headers, failures highlighted), as notebooks show it.
+        """
+
     def __repr__(self) -> str: ...
 
 class CheckTable(ResultTable):
@@ -1687,6 +1747,17 @@ class CheckTable(ResultTable):
     the internal forces "N", "Qy", "Qz" (force) and "Mx", "My", "Mz" (moment), and the numbers of
     non-conformities by severity: "info_count", "warning_count", "error_count",
     "terminated_error_count".
+
+    Then the values behind the check, where the item states them (None elsewhere): the capacity's
+    ultimate forces "Fu_N" ... "Fu_Mz"; shear "VEd", "VRd", "VRd_c", "VRd_s", "VRd_max" (also
+    fatigue's shear items); torsion "TEd", "TRd", "TRd_c", "TRd_s", "TRd_max"; the crack width "w"
+    and its limit "w_lim"; the stress limitation's "stress" and "stress_limit"; detailing's
+    "check_value_longitudinal" and "check_value_shear_reinforcement"; fatigue's
+    "decision_method".
+
+    Last, what the model names (None without a model): "section_name", "member", "position" (the
+    section's place among its member's check sections, from 1), "reinforced_section" and
+    "extreme_name".
     """
 
     def __getstate__(self) -> object: ...
@@ -1710,14 +1781,23 @@ class CheckTable(ResultTable):
         A failed verdict (Failed, FailedWithError) is worse than any other; a check that ran is worse than one that did not (NotDone, CheckIsOff, CheckIsNotNecesssary); then the larger check value; on a tie the earlier in the file. The non-conformity counts are summed over the group, and "items", "failed_items" and "not_done_items" count its items, so that errors and checks that did not run are never hidden behind the governing one.
         """
 
+    def _repr_html_(self) -> str:
+        """
+        The first rows as an HTML table (units in the headers, failures highlighted), as notebooks show it.
+        """
+
     def __repr__(self) -> str: ...
 
-def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.File, *, sections: Iterable[int] | int | None = None, families: Iterable[str] | str | None = None, units: Literal['SI', 'engineering'] = 'SI', progress: Callable[[int], object] | None = None) -> CheckTable:
+def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.File, *, model: _Model | str | os.PathLike[str] | bytes | BinaryIO | None = None, sections: Iterable[int] | int | None = None, families: Iterable[str] | str | None = None, units: Literal['SI', 'engineering'] = 'SI', progress: Callable[[int], object] | None = None) -> CheckTable:
     """
     Read the check table of a result file in one streaming pass.
 
     :param source: the result file: a path, its bytes, a binary stream (read from where it
         stands) or a ``marlox.core.File``.
+    :param model: the model the result file was run from, for the names of sections, members,
+        reinforced sections and extremes: an ``OpenModel`` or ``Model``, or the input XML it was
+        written to (a path, its bytes or a binary stream). Without it those columns are None (the
+        result file names nothing).
     :param sections: the ids of the sections to keep (all when None); an id that the file does
         not hold raises ParsingError naming it.
     :param families: the check families to keep, by their "ResultType" name ("Capacity",
@@ -1728,9 +1808,16 @@ def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.
     :raises xml.etree.ElementTree.ParseError: for a file that is not well-formed XML, as the
         streaming parser raises it for the same bytes.
     :raises ValueError: for an unknown family or units, a value that is not a number, an
-        IDEA StatiCa RCS input XML document (it is not a result file) or a section kept whose id
-        does not fit the 64-bit "section" column.
+        IDEA StatiCa RCS input XML document (it is not a result file), a section kept whose id
+        does not fit the 64-bit "section" column, or a model that the result file does not
+        belong to (a section id the model lacks, more extremes than the model gives a section),
+        naming the ids.
     :raises ParsingError: for a requested section that the file does not hold.
+    """
+
+def _write_report_html(table: CheckTable, model: _Model | str | os.PathLike[str] | bytes | BinaryIO, stream: BinaryIO, sources: dict[str, str]) -> None:
+    """
+    Write the calculation report of `table` (read in engineering units with `model`) as one HTML page to the binary `stream`; `sources` names the input and result files with their SHA-256, the package version and the date (see marlox.external.idea_rcs.report).
     """
 
 def _stack_tables(keys: Sequence[dict[str, int | float | bool | str | None]], tables: Sequence[ResultTable], like: ResultTable) -> ResultTable:

@@ -26,7 +26,7 @@ from ...errors import ExecutionError, InternalError
 from .. import external_program
 from .idea_rcs import CheckTable, IdeaRcsAnalysis, ResultTable, check_table
 from .study_cache import ResultCache, writable_folder
-from .study_tables import CheckTables
+from .study_tables import CheckTables, Units
 
 __all__ = ["Variant", "VariantOutcome", "StudyResult", "StudyInterrupted", "run_study"]
 
@@ -62,9 +62,9 @@ class Variant:
         if isinstance(source, io.BytesIO):
             return source.getvalue()
         if hasattr(source, "getvalue_binary"):
-            return source.getvalue_binary()
+            return bytes(source.getvalue_binary())
         if hasattr(source, "read"):
-            return source.read()
+            return bytes(source.read())
         if isinstance(source, (str, os.PathLike)):
             return Path(source).read_bytes()
         raise TypeError(
@@ -113,7 +113,7 @@ class StudyResult:
     the tables of those that have results, each row led by "variant" (the variant's index)
     and the variant's parameters."""
 
-    def __init__(self, outcomes: list[VariantOutcome], units: str, interrupted: bool) -> None:
+    def __init__(self, outcomes: list[VariantOutcome], units: Units, interrupted: bool) -> None:
         self.variants = outcomes
         self.interrupted = interrupted
         done = [o for o in outcomes if o.table is not None]
@@ -183,7 +183,18 @@ class _Study:
     """The shared state of a running study: the queue of variants, the seats' jobs, the
     counts the progress bar shows."""
 
-    def __init__(self, variants, *, seats, jobs, cache, results_dir, timeout, units, rcs_file):
+    def __init__(
+        self,
+        variants: list[Variant],
+        *,
+        seats: int,
+        jobs: Any,
+        cache: ResultCache | None,
+        results_dir: Path | None,
+        timeout: float,
+        units: Units,
+        rcs_file: bool,
+    ) -> None:
         self.variants = variants
         self.outcomes = [VariantOutcome(i, v.parameters) for i, v in enumerate(variants)]
         self.jobs = jobs
@@ -377,7 +388,7 @@ def run_study(
     results_dir: str | os.PathLike[str] | None = None,
     progress: bool = True,
     timeout: float = external_program.DEFAULT_TIMEOUT,
-    units: str = "SI",
+    units: Units = "SI",
     return_rcs_file: bool = False,
 ) -> StudyResult:
     """Run every variant through IDEA StatiCa RCS, at most ``seats`` jobs at once, and return
@@ -460,13 +471,13 @@ def run_study(
     return result
 
 
-def _bar(total: int):
+def _bar(total: int) -> Any:
     from tqdm import tqdm
 
     return tqdm(total=total, unit="variant", desc="study", dynamic_ncols=True)
 
 
-def _wait(study: _Study, bar) -> None:
+def _wait(study: _Study, bar: Any) -> None:
     total, shown = len(study.variants), 0
     while shown < total:
         with study.changed:

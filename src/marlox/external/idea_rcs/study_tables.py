@@ -9,18 +9,19 @@ import functools
 import os
 from collections.abc import Iterable, Sequence
 from concurrent.futures import ThreadPoolExecutor
-from typing import Any
+from typing import Any, Literal
 
 from .idea_rcs import CheckTable, ResultTable, _stack_tables, check_table
 
 __all__ = ["CheckTables", "check_tables"]
 
 Key = dict[str, Any]
+Units = Literal["SI", "engineering"]
 
 _empty: dict[str, CheckTable] = {}
 
 
-def empty_check_table(units: str) -> CheckTable:
+def empty_check_table(units: Units) -> CheckTable:
     """A check table without rows: the columns of every check table in ``units``."""
     if units not in _empty:
         _empty[units] = check_table(b"<SectionConcreteCheckResults/>", units=units)
@@ -31,7 +32,7 @@ class CheckTables:
     """The check tables of several result files, each under a key (a dict of values), and the
     tables that join them: every row of a file's table led by its key's columns."""
 
-    def __init__(self, keys: Sequence[Key], tables: Sequence[CheckTable], units: str) -> None:
+    def __init__(self, keys: Sequence[Key], tables: Sequence[CheckTable], units: Units) -> None:
         if len(keys) != len(tables):
             raise ValueError(f"{len(keys)} keys for {len(tables)} tables")
         self.keys = list(keys)
@@ -41,7 +42,7 @@ class CheckTables:
         self._overall: ResultTable | None = None
 
     @staticmethod
-    def check_keys(keys: Sequence[Key], units: str) -> None:
+    def check_keys(keys: Sequence[Key], units: Units) -> None:
         """Raise the error that joining tables under ``keys`` would raise (a value that is not
         int, float, bool, str or None, a name that a column of the table bears), before any
         table exists."""
@@ -78,10 +79,10 @@ class CheckTables:
 
 
 def _name(source: Any, index: int) -> str:
-    try:
-        return os.fspath(source)
-    except TypeError:
-        return f"#{index}"
+    if isinstance(source, (str, os.PathLike)):  # not bytes: those are a document, not a path
+        path = os.fspath(source)
+        return path if isinstance(path, str) else os.fsdecode(path)
+    return f"#{index}"
 
 
 def check_tables(
@@ -89,7 +90,7 @@ def check_tables(
     *,
     threads: int | None = None,
     client: Any = None,
-    units: str = "SI",
+    units: Units = "SI",
     **options: Any,
 ) -> CheckTables:
     """The check tables of several result files, read side by side.
@@ -133,6 +134,6 @@ def _keys(sources: list[Any]) -> list[Key]:
     return [{"file": _name(source, index)} for index, source in enumerate(sources)]
 
 
-def _read(source: Any, units: str, options: dict[str, Any]) -> CheckTable:
+def _read(source: Any, units: Units, options: dict[str, Any]) -> CheckTable:
     """One file's table, on a Dask worker."""
     return check_table(source, units=units, **options)

@@ -1,0 +1,37 @@
+// What a model says about the check sections of its result file: the names an engineer reads
+// beside a section id and an extreme number. Read from the serialised model (the document of
+// `_serialize()`), which the input XML a result file was run from reads back to.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "core/json.hpp"
+
+namespace marlox::results {
+
+struct SectionContext {
+    std::string name;                   // the check section's description ("S1")
+    std::string member;                 // its check member's name ("M 1"), "" without one
+    std::int32_t position = 0;          // its place among its member's check sections, from 1
+    std::string reinforced_section;     // its reinforced cross-section's name ("R1")
+    std::vector<std::string> extremes;  // the description of each extreme, in order
+};
+
+struct ModelContext {
+    std::unordered_map<std::int64_t, SectionContext> sections;
+    // The ids of the check sections in model order.
+    std::vector<std::int64_t> order;
+
+    const SectionContext *find(std::int64_t id) const {
+        const auto it = sections.find(id);
+        return it == sections.end() ? nullptr : &it->second;
+    }
+};
+
+// Throws marlox::Error(Value) for a document that is not a serialised model.
+ModelContext model_context(const json::Value &model);
+
+}  // namespace marlox::results

@@ -1,0 +1,116 @@
+"""The calculation report of a result file and the model it was run from: one self-contained
+HTML page, or a PDF of that page (the optional extra ``pdf``: WeasyPrint).
+
+The page itself is written by the C++ core while it walks the check table, so memory holds
+the table and one piece of output, not the page; this module picks the files, hashes them for
+traceability, and writes under a temporary name that is renamed only when the report is whole.
+"""
+
+from __future__ import annotations
+
+import contextlib
+import datetime
+import hashlib
+import os
+import tempfile
+from collections.abc import Iterator
+from pathlib import Path
+from typing import Any, BinaryIO
+
+_SUFFIXES = (".html", ".htm", ".pdf")
+
+
+def _weasyprint() -> Any:
+    try:
+        import weasyprint
+    except ImportError as error:
+        raise ImportError(
+            "writing a PDF report needs WeasyPrint, the optional extra 'pdf': "
+            "pip install 'marlox[pdf]'"
+        ) from error
+    return weasyprint
+
+
+def _sha256(path: Path) -> str:
+    digest = hashlib.sha256()
+    with open(path, "rb") as f:
+        for piece in iter(lambda: f.read(1 << 20), b""):
+            digest.update(piece)
+    return digest.hexdigest()
+
+
+@contextlib.contextmanager
+def _temporary_beside(target: Path, suffix: str) -> Iterator[Path]:
+    """A temporary path beside `target`, removed unless it was renamed."""
+    fd, name = tempfile.mkstemp(prefix=f".{target.name}.", suffix=suffix, dir=target.parent)
+    os.close(fd)
+    try:
+        yield Path(name)
+    finally:
+        with contextlib.suppress(FileNotFoundError):
+            os.unlink(name)
+
+
+def _publish(temporary: Path, target: Path) -> None:
+    umask = os.umask(0)
+    os.umask(umask)
+    os.chmod(temporary, 0o666 & ~umask)  # as a file opened for writing would be
+    os.replace(temporary, target)
+
+
+def write_report(
+    results: str | os.PathLike[str],
+    model: Any,
+    output: str | os.PathLike[str],
+) -> Path:
+    """Write the calculation report of `results` (the result XML) and `model` (the input XML it
+    was run from, or the ``OpenModel``/``Model`` itself) to `output`: ``.html`` (one
+    self-contained page) or ``.pdf`` (the extra ``pdf``). Returns the output path.
+
+    :raises ValueError: for an output that is neither, a model the results do not belong to,
+        a result file without any check.
+    :raises OSError: for a file that cannot be read, or an output that cannot be written.
+    :raises ImportError: for a PDF without WeasyPrint.
+    """
+    from marlox import __version__
+    from marlox.external.idea_rcs.idea_rcs import OpenModel, _write_report_html, check_table
+
+    target = Path(output)
+    suffix = target.suffix.lower()
+    if suffix not in _SUFFIXES:
+        raise ValueError(f"the report must end in .html or .pdf: {output}")
+    weasyprint = _weasyprint() if suffix == ".pdf" else None
+    if not target.parent.is_dir():
+        raise FileNotFoundError(2, "No such directory", str(target.parent))
+    results_path = Path(results)
+    model_path = None if hasattr(model, "_serialize") else Path(model)
+    sources = {
+        "result_name": results_path.name,
+        "result_sha256": _sha256(results_path),
+        "input_name": "a model in memory" if model_path is None else model_path.name,
+        "input_sha256": "" if model_path is None else _sha256(model_path),
+        "version": __version__,
+        "created": datetime.datetime.now(datetime.UTC).strftime("%Y-%m-%d %H:%M UTC"),
+    }
+    # the input XML read once, for the table's names and for the page
+    source_model = model if model_path is None else OpenModel.from_xml(model_path)
+    table = check_table(results_path, model=source_model, units="engineering")
+    with _temporary_beside(target, ".html") as page:
+        with open(page, "wb") as stream:
+            _write_report_html(table, source_model, stream, sources)
+        if weasyprint is None:
+            _publish(page, target)
+            return target
+        with _temporary_beside(target, ".pdf") as pdf:
+            weasyprint.HTML(filename=str(page)).write_pdf(str(pdf))
+            _publish(pdf, target)
+    return target
+
+
+def report_html(results: str | os.PathLike[str], model: Any, stream: BinaryIO) -> None:
+    """Write the HTML page of the report to the binary `stream` (no traceability of files)."""
+    from marlox import __version__
+    from marlox.external.idea_rcs.idea_rcs import _write_report_html, check_table
+
+    table = check_table(results, model=model, units="engineering")
+    _write_report_html(table, model, stream, {"version": __version__})
