@@ -10,23 +10,7 @@ import threading
 from collections.abc import Callable, Iterator
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
-import pytest
-
 LIFETIME = 30.0  # seconds a test server may live at most
-
-PLATFORM_VARIABLES = (
-    "MARLOX_PLATFORM_URL",
-    "MARLOX_PLATFORM_TOKEN",
-    "MARLOX_IDEA_RCS_URL",
-    "MARLOX_IDEA_RCS_EXE",
-)
-
-
-@pytest.fixture(autouse=True)
-def clean_environment(monkeypatch):
-    """No platform and no IDEA StatiCa RCS service unless a test configures one."""
-    for name in PLATFORM_VARIABLES:
-        monkeypatch.delenv(name, raising=False)
 
 
 def use_platform(monkeypatch, url: str, token: str = "") -> None:

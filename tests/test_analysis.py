@@ -15,7 +15,6 @@ import pytest
 from platform_fakes import (
     FakePlatform,
     as_json,
-    clean_environment,  # noqa: F401
     closed_port_url,
     serving,
     use_platform,
@@ -134,7 +133,7 @@ def test_getters_check_their_flag_before_asking_the_sdk(monkeypatch):
 
 
 @pytest.fixture
-def test_worker(monkeypatch):
+def test_worker(register_worker):
     """A worker for "idearcs" that returns the synthetic result document."""
     seen = []
 
@@ -147,9 +146,8 @@ def test_worker(monkeypatch):
             results["idea_rcs_body"] = RCS_PROJECT
         return results
 
-    jobs.register_worker("idearcs", worker)
-    yield seen
-    jobs.unregister_worker("idearcs")
+    register_worker("idearcs", worker)
+    return seen
 
 
 @pytest.fixture(params=["in-process", "http"])
@@ -196,17 +194,15 @@ def link_not_found(content, version):
 
 
 @pytest.mark.parametrize("configured", [False, True], ids=["no service", "service named"])
-def test_without_rcs_service_the_worker_is_not_found(platform, monkeypatch, configured):
+def test_without_rcs_service_the_worker_is_not_found(
+    platform, monkeypatch, register_worker, configured
+):
     if configured:  # named, but it does not answer: nothing to configure on this side
         monkeypatch.setenv("MARLOX_IDEA_RCS_URL", closed_port_url())
-        jobs.register_worker("idearcs", link_not_found)
+        register_worker("idearcs", link_not_found)
     analysis = IdeaRcsAnalysis(io.BytesIO(b"<OpenModel/>"))
-    try:
-        with pytest.raises(ExecutionError) as caught:
-            analysis.execute(timeout=20)
-    finally:
-        if configured:
-            jobs.unregister_worker("idearcs")
+    with pytest.raises(ExecutionError) as caught:
+        analysis.execute(timeout=20)
     assert str(caught.value) == KNOWN_FAILURES["Marlox Idea link not found"]
     notes = getattr(caught.value, "__notes__", [])
     if platform == "http":  # the served platform's worker reads its own environment
@@ -221,16 +217,13 @@ def test_without_rcs_service_the_worker_is_not_found(platform, monkeypatch, conf
         analysis.get_output_file()
 
 
-def test_unmapped_failure_keeps_the_worker_text(platform):
+def test_unmapped_failure_keeps_the_worker_text(platform, register_worker):
     def worker(content, version):
         raise jobs.WorkerFailure("License server unreachable (code 7)")
 
-    jobs.register_worker("idearcs", worker)
-    try:
-        with pytest.raises(ExecutionError) as caught:
-            IdeaRcsAnalysis(io.BytesIO(b"x")).execute(timeout=20)
-    finally:
-        jobs.unregister_worker("idearcs")
+    register_worker("idearcs", worker)
+    with pytest.raises(ExecutionError) as caught:
+        IdeaRcsAnalysis(io.BytesIO(b"x")).execute(timeout=20)
     assert caught.value.args == ("License server unreachable (code 7)",)
 
 
@@ -322,15 +315,14 @@ def test_job_that_never_finishes(monkeypatch, caplog):
     assert any("job-7 (idearcs) is running after" in r.getMessage() for r in caplog.records)
 
 
-def test_local_job_that_never_finishes():
+def test_local_job_that_never_finishes(register_worker):
     release = threading.Event()
-    jobs.register_worker("idearcs", lambda c, v: release.wait(10) and {})
+    register_worker("idearcs", lambda c, v: release.wait(10) and {})
     analysis = IdeaRcsAnalysis(io.BytesIO(b"x"))
     try:
         with pytest.raises(ExecutionError, match=r"did not finish within 0.3 s"):
             analysis.execute(timeout=0.3)
     finally:
         release.set()
-        jobs.unregister_worker("idearcs")
     with pytest.raises(ExecutionError, match=r"its run failed: .* did not finish within 0.3 s"):
         analysis.get_output_file()

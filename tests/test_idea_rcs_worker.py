@@ -13,7 +13,7 @@ import xml.etree.ElementTree as ET
 from pathlib import Path
 
 import pytest
-from platform_fakes import clean_environment, closed_port_url, serving  # noqa: F401
+from platform_fakes import closed_port_url, serving
 from rcs_service_fake import FakeRcsService, results_from_xml
 
 from marlox.external.idea_rcs import OutputFileParser, RcsOutputFileParser

@@ -6,7 +6,6 @@ import importlib.metadata
 import threading
 
 import pytest
-from platform_fakes import clean_environment  # noqa: F401
 
 from marlox.local import jobs
 
@@ -22,10 +21,9 @@ def run(runner, integration, content=None, version=1):
 
 
 @pytest.fixture
-def worker():
+def worker(register_worker):
     """Registers ``function`` as the worker of "test"; forgotten after the test."""
-    yield lambda function: jobs.register_worker("test", function)
-    jobs.unregister_worker("test")
+    return lambda function: register_worker("test", function)
 
 
 def test_worker_outcomes(runner, worker):

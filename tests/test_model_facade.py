@@ -1,6 +1,8 @@
 """The member-oriented Model: materials with engineering defaults, and the member operations
 that create the five OpenModel objects of a member in one step."""
 
+import inspect
+
 import pytest
 
 from marlox.external.idea_rcs import idea_rcs
@@ -155,19 +157,32 @@ def test_member_operation_calls_1d_section_through_self():
     shape = RectSection(0.3, 0.5)
     model.create_one_way_slab(shape, concrete, name="slab", coeff_kx=1.1)
     (_, args, kwargs), (_, data_args, data_kwargs) = calls
-    assert args == (
-        o.MemberType.BEAM_SLAB,
-        shape,
-        concrete,
-        None,
-        "slab",
-        None,
-        None,
-        1.1,
-        None,
-        None,
-    )
-    assert kwargs == [("design_member_name", None)]
+
+    # An override with the operation's parameters receives each value under its own name.
+    def override(
+        member_type,
+        cs,
+        material,
+        calculation_control=None,
+        name=None,
+        rcs_name=None,
+        exposure_classes=None,
+        coeff_kx=None,
+        creep_coefficient=None,
+        relative_humidity=None,
+        design_member_name=None,
+    ):
+        pass
+
+    bound = inspect.signature(override).bind(*args, **dict(kwargs))
+    assert {k: v for k, v in bound.arguments.items() if v is not None} == {
+        "member_type": o.MemberType.BEAM_SLAB,
+        "cs": shape,
+        "material": concrete,
+        "name": "slab",
+        "coeff_kx": 1.1,
+    }
+    assert len(args) == 10 and [k for k, _ in kwargs] == ["design_member_name"]
     assert data_args == (model._check_member_list[0], o.MemberType.BEAM_SLAB, o.TwoWaySlabType.SLAB)
     assert data_kwargs == [("calculation_setup", None), ("coeff_kx_for_wmax", 1.1)] + [
         (name, None) for name in ("exposure_class_data", "creep_coefficient", "relative_humidity")

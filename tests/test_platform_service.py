@@ -13,7 +13,7 @@ import time
 from concurrent.futures import ThreadPoolExecutor
 
 import pytest
-from platform_fakes import clean_environment, serving, use_platform  # noqa: F401
+from platform_fakes import serving, use_platform
 
 from marlox import core
 from marlox.errors import InternalError
@@ -35,14 +35,12 @@ def worker(content, version):
 
 
 @pytest.fixture(autouse=True)
-def registered():
+def registered(register_worker):
     release.clear()
     for integration in ("test", "idearcs"):
-        jobs.register_worker(integration, worker)
+        register_worker(integration, worker)
     yield
     release.set()
-    for integration in ("test", "idearcs"):
-        jobs.unregister_worker(integration)
 
 
 def runner(path, **options):

@@ -14,7 +14,7 @@ from pathlib import Path
 import pytest
 import yaml
 from openapi_schema_validator import OAS30Validator
-from platform_fakes import clean_environment, closed_port_url, serving  # noqa: F401
+from platform_fakes import closed_port_url, serving
 from rcs_service_fake import FakeRcsService, results_from_xml
 from referencing import Registry, Resource
 from referencing.jsonschema import DRAFT4

@@ -15,6 +15,7 @@ import textwrap
 import xml.etree.ElementTree as ET
 
 import pytest
+from results_oracle import OracleStreamParser
 
 from marlox.errors import ParsingError
 from marlox.external.idea_rcs import OutputFileParser, RcsOutputFileParser
@@ -170,6 +171,36 @@ def test_deep_nesting_inside_and_outside_sections():
         """
     )
     assert result == {"ids": [[1, [], 2]], "sections": [1], "raw": "RecursionError"}
+
+
+def test_nested_sections_read_as_elementtree_does():
+    def section_open(section_id):
+        return b"<SectionConcreteCheckResult><SectionId>%d</SectionId>" % section_id
+
+    nested = b"".join(map(section_open, range(3000))) + b"</SectionConcreteCheckResult>" * 3000
+    data = b"<r>" + nested + section_open(7) + b"</SectionConcreteCheckResult></r>"
+
+    def shapes(parser_class):
+        sections = parser_class(io.BytesIO(data)).section_results()
+        return [(s.id_, s.extremes(), sum(1 for _ in s._element.iter())) for s in sections]
+
+    assert shapes(RcsOutputFileParser) == shapes(OracleStreamParser)
+
+
+def resident_bytes():
+    with open("/proc/self/statm") as f:
+        return int(f.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
+
+
+@measures_memory
+def test_storage_of_a_huge_section_is_given_back_before_the_next_one_is_handed_out():
+    text = b"<T>" + b"x" * 64_000_000 + b"</T></SectionConcreteCheckResult>"
+    huge = SECTION.replace(b"</SectionConcreteCheckResult>", text)
+    data = b"<r>" + huge + SECTION.replace(b">1<", b">2<") + b"</r>"
+    before = resident_bytes()
+    for section in RcsOutputFileParser(io.BytesIO(data)).section_results():
+        if section.id_ == 2:
+            assert resident_bytes() - before < 16 << 20
 
 
 @measures_memory

@@ -6,7 +6,8 @@ import xml.etree.ElementTree as ET
 
 import pytest
 
-from marlox.external.idea_rcs import RcsOutputFileParser
+from marlox.external.idea_rcs import Model, OutputFileParser, RcsOutputFileParser, RectSection
+from marlox.external.idea_rcs import objects as o
 
 SectionResult = RcsOutputFileParser.SectionResult
 FAMILIES = tuple(
@@ -67,8 +68,55 @@ def test_iterating_extremes_is_lazy_and_live():
     assert [e.tag for e in it] == ["b", "c"]
 
 
-def test_results_are_new_lists_every_call():
-    doc = section_xml(SHEAR)
-    s = SectionResult(1, ET.fromstring(doc))
-    first, second = s.shear(), s.shear()
-    assert first == second and first is not second and first[0] is not second[0]
+def a_member():
+    model = Model()
+    concrete = model.create_concrete_material(o.ConcreteMaterial.C30_37)
+    steel = model.create_reinforcement_material(o.ReinforcementMaterial.B_500B)
+    member = model.create_beam(RectSection(0.3, 0.5), concrete)
+    member.create_bar((0.1, 0.1), 0.02, steel)
+    member.create_stirrup([(0, 0), (0.2, 0), (0.2, 0.4), (0, 0.4)], 0.008, steel, 0.15)
+    member.create_extreme()
+    return member
+
+
+def a_section_result():
+    return SectionResult(1, ET.fromstring(section_xml(SHEAR)))
+
+
+def a_whole_parser():
+    return OutputFileParser(io.StringIO("<r>" + section_xml(SHEAR) + "</r>"))
+
+
+WHOLE = ("capacity", "shear", "crack_width", "detailing", "stress_limitation", "fatigue")
+# Every getter that hands out a list: (holder, read, whether the entries are made per call).
+LIST_GETTERS = {
+    **{
+        f"SectionResult.{n}()": (a_section_result, lambda s, n=n: getattr(s, n)(), True)
+        for n in FAMILIES
+    },
+    **{
+        f"OutputFileParser.{n}_results()": (
+            a_whole_parser,
+            lambda p, n=n: getattr(p, f"{n}_results")(1),
+            True,
+        )
+        for n in WHOLE
+    },
+    **{
+        f"Member.{n}": (a_member, lambda m, n=n: getattr(m, n), False)
+        for n in ("bars", "stirrups", "extremes")
+    },
+}
+
+
+@pytest.mark.parametrize(
+    ("make", "read", "fresh_entries"), LIST_GETTERS.values(), ids=LIST_GETTERS.keys()
+)
+def test_list_getters_hand_out_new_lists(make, read, fresh_entries):
+    holder = make()
+    first = read(holder)
+    assert len(first) == 1 and first == read(holder)
+    first.append("intruder")
+    assert read(holder) == first[:1]
+    if fresh_entries and first[0] is not None:
+        assert read(holder)[0] is not read(holder)[0]

@@ -95,11 +95,3 @@ def test_a_lookup_stops_at_the_first_match():
     assert p.capacity_results(1) == []
     with pytest.raises(AttributeError):
         p.capacity_results(2)
-
-
-def test_accessors_hand_out_new_lists():
-    p = parser(section(1, SHEAR))
-    for name in ("capacity", "shear", "crack_width", "detailing", "stress_limitation", "fatigue"):
-        accessor = getattr(p, f"{name}_results")
-        assert accessor(1) == accessor(1) and accessor(1) is not accessor(1)
-    assert p.shear_results(1)[0] is not p.shear_results(1)[0]

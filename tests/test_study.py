@@ -10,7 +10,7 @@ import zipfile
 from pathlib import Path
 
 import pytest
-from platform_fakes import clean_environment, closed_port_url, serving, use_platform  # noqa: F401
+from platform_fakes import closed_port_url, serving, use_platform
 from rcs_service_fake import FakeRcsService, by_moment_and_bars, results_from_xml
 
 from marlox.errors import InternalError

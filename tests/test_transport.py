@@ -20,7 +20,6 @@ import pytest
 from platform_fakes import (
     FakePlatform,
     as_json,
-    clean_environment,  # noqa: F401
     closed_port_url,
     serving,
     use_platform,
