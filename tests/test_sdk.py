@@ -1,6 +1,9 @@
 """The platform SDK's own modules: errors and files."""
 
+import importlib
 import io
+import re
+import sys
 
 import pytest
 
@@ -46,3 +49,25 @@ def test_file_from_path_reads_lazily(tmp_path):
 def test_file_rejects_other_data():
     with pytest.raises(TypeError, match="bytes or str, not int"):
         File.from_data(5)
+
+
+@pytest.mark.parametrize(
+    "module, loader, dependency, extra",
+    [
+        ("marlox.external.idea_rcs._plot", "_matplotlib", "matplotlib.patches", "plot"),
+        ("marlox.external.idea_rcs.utilisation", "_pyplot", "matplotlib.pyplot", "plot"),
+        ("marlox.external.idea_rcs.report", "_weasyprint", "weasyprint", "pdf"),
+        ("marlox.local.server", "_waitress", "waitress", "server"),
+    ],
+)
+def test_a_missing_extra_is_named_as_the_compiled_modules_name_it(
+    module, loader, dependency, extra, monkeypatch
+):
+    monkeypatch.setitem(sys.modules, dependency, None)
+    with pytest.raises(ImportError) as missing:
+        getattr(importlib.import_module(module), loader)()
+    package = dependency.partition(".")[0]
+    # The compiled modules' form (translate.cpp): "<what> needs <module>: pip install ..."
+    assert re.fullmatch(
+        rf"\w[\w .]* needs {package}: pip install 'marlox\[{extra}\]'", str(missing.value)
+    )

@@ -32,6 +32,8 @@ from collections.abc import Mapping
 from concurrent.futures import CancelledError
 from typing import Any
 
+from marlox._extras import MissingExtra, require
+
 from .executors import Task
 from .jobs import CANCELLED
 from .workers import Control, JobCancelled, WorkerFailure, find_worker, run_with
@@ -117,11 +119,9 @@ class DaskExecutor:
 
     def __init__(self, address: str, *, connect_timeout: float | None = None) -> None:
         try:
-            from distributed import Client
-        except ImportError as error:
-            raise DaskUnavailable(
-                "Jobs on a Dask cluster need distributed: pip install 'marlox[dask]'"
-            ) from error
+            Client = require("distributed", extra="dask", what="Jobs on a Dask cluster").Client
+        except MissingExtra as error:
+            raise DaskUnavailable(str(error)) from error
         try:
             timeout = CONNECT_TIMEOUT if connect_timeout is None else connect_timeout
             self._client = Client(address, timeout=timeout, set_as_default=False)

@@ -16,6 +16,8 @@ from __future__ import annotations
 import threading
 from typing import Any
 
+from marlox._extras import require
+
 from .app import DEFAULT_MAX_BODY, PlatformApp, json_reply
 from .guard import DEFAULT_REQUEST_TIMEOUT, Guard, Listener
 from .jobs import JobRunner, runner
@@ -34,13 +36,7 @@ CHANNEL_TIMEOUT = 60
 
 
 def _waitress() -> Any:
-    try:
-        import waitress
-    except ImportError:
-        raise ImportError(
-            "Serving the local platform needs waitress: pip install 'marlox[server]'"
-        ) from None
-    return waitress
+    return require("waitress", extra="server", what="Serving the local platform")
 
 
 def listen(

@@ -9,21 +9,16 @@ from __future__ import annotations
 
 from typing import Any
 
+from marlox._extras import require
+
 _COLOURS = {"concrete": "0.85", "edge": "0.35", "bar": "tab:blue", "stirrup": "tab:green"}
 _MARKS = {"error": "tab:red", "warning": "tab:orange"}
 _FONT_SIZE = 8  # points, of the findings' numbers and list
 
 
 def _matplotlib() -> Any:
-    try:
-        import matplotlib.patches as patches
-        import matplotlib.path as path
-    except ImportError as error:
-        raise ImportError(
-            "drawing a section needs matplotlib, the optional extra 'plot': "
-            "pip install 'marlox[plot]'"
-        ) from error
-    return patches, path
+    patches = require("matplotlib.patches", extra="plot", what="drawing a section")
+    return patches, require("matplotlib.path", extra="plot", what="drawing a section")
 
 
 def _ring(points: list[tuple[float, float]], path: Any) -> tuple[list[Any], list[Any]]:

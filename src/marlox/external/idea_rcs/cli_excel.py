@@ -5,15 +5,17 @@ from __future__ import annotations
 
 from typing import IO, Any
 
+from marlox._extras import MissingExtra, require
+
 from .cli_errors import UserError
 
 
 def require_openpyxl() -> None:
     """UserError naming the extra when openpyxl is not installed (before any file is read)."""
     try:
-        import openpyxl  # noqa: F401
-    except ImportError:
-        raise UserError("writing .xlsx needs openpyxl: pip install 'marlox[excel]'") from None
+        require("openpyxl", extra="excel", what="writing .xlsx")
+    except MissingExtra as error:
+        raise UserError(str(error)) from None
 
 
 def header(table: Any) -> list[str]:

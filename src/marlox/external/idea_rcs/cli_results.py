@@ -5,7 +5,6 @@ from __future__ import annotations
 
 import argparse
 import contextlib
-import importlib
 import os
 import stat
 import sys
@@ -16,6 +15,8 @@ from typing import TYPE_CHECKING, Any
 
 if TYPE_CHECKING:
     from .idea_rcs import CheckTable
+
+from marlox._extras import MissingExtra, require
 
 from .cli_errors import UserError, reading, writing
 
@@ -211,10 +212,9 @@ def _table(args: argparse.Namespace) -> int:
     pa: Any = None
     if suffix != ".csv":
         try:
-            pa = importlib.import_module("pyarrow")
-        except ImportError:
-            message = f"writing {suffix} needs pyarrow: pip install 'marlox[arrow]'"
-            raise UserError(message) from None
+            pa = require("pyarrow", extra="arrow", what=f"writing {suffix}")
+        except MissingExtra as error:
+            raise UserError(str(error)) from None
     if suffix == ".xlsx":
         from .cli_excel import require_openpyxl
 

@@ -17,18 +17,13 @@ from collections.abc import Iterator
 from pathlib import Path
 from typing import Any, BinaryIO
 
+from marlox._extras import require
+
 _SUFFIXES = (".html", ".htm", ".pdf")
 
 
 def _weasyprint() -> Any:
-    try:
-        import weasyprint
-    except ImportError as error:
-        raise ImportError(
-            "writing a PDF report needs WeasyPrint, the optional extra 'pdf': "
-            "pip install 'marlox[pdf]'"
-        ) from error
-    return weasyprint
+    return require("weasyprint", extra="pdf", what="writing a PDF report")
 
 
 def _sha256(path: Path) -> str:

@@ -12,16 +12,11 @@ from __future__ import annotations
 from collections import defaultdict
 from typing import Any
 
+from marlox._extras import require
+
 
 def _pyplot() -> Any:
-    try:
-        import matplotlib.pyplot as plt
-    except ImportError as error:
-        raise ImportError(
-            "plotting utilisation needs matplotlib, the optional extra 'plot': "
-            "pip install 'marlox[plot]'"
-        ) from error
-    return plt
+    return require("matplotlib.pyplot", extra="plot", what="plotting utilisation")
 
 
 def utilisation_lines(table: Any) -> dict[str, dict[str, list[tuple[int, float, bool]]]]:
