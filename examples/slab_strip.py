@@ -1,8 +1,11 @@
-"""A one-way slab strip one metre wide, reinforced "Ø12 @ 150" at the bottom, "Ø10 @ 200" on top.
+"""A one-way slab strip reinforced "Ø12 @ 150" at the bottom and "Ø10 @ 200" on top.
 
 The layer by spacing places as many bars as the strip holds at that spacing and reports the
 area per metre that the spacing stands for (754 mm2/m for Ø12 @ 150), which is what a
-drawing's schedule states. The section is drawn to ``output/slab_strip.png``.
+drawing's schedule states. RCS checks the bars the strip holds, so the strip is as wide as a
+whole number of both spacings (0.6 m: 4 × 150 mm, 3 × 200 mm) and carries exactly that area per
+metre; a 1 m strip would hold 7 bars of Ø12, 792 mm2/m, and its checks would flatter the slab.
+The forces are those of the 0.6 m strip. The section is drawn to ``output/slab_strip.png``.
 
     python examples/slab_strip.py
 
@@ -25,22 +28,24 @@ model = Model()
 concrete = model.create_concrete_material(ConcreteMaterial.C30_37)
 steel = model.create_reinforcement_material(ReinforcementMaterial.B_500B)
 
-strip = model.create_one_way_slab(RectSection(1.0, 0.25), concrete, name="Slab S1 midspan")
+WIDTH = 0.6  # m: a whole number of 150 mm and of 200 mm
+strip = model.create_one_way_slab(RectSection(WIDTH, 0.25), concrete, name="Slab S1 midspan")
 bottom = strip.create_bar_layer_by_spacing(0.012, steel, 0.15, cover=0.03)
 top = strip.create_bar_layer_by_spacing(0.010, steel, 0.20, cover=0.03, face="top")
 for layer in (bottom, top):
-    print(f"{layer!r}: {len(layer)} bars in the strip, {layer.area_per_metre * 1e6:.0f} mm2/m")
+    held = len(layer) * layer.area_per_metre * layer.spacing / WIDTH
+    print(f"{layer!r}: {len(layer)} bars in the strip, {held * 1e6:.0f} mm2/m")
 
-strip.create_extreme(  # per metre of width: N m / m
-    fundamental=LoadingULS(InternalForces(my=62e3, qz=48e3)),
-    characteristic=LoadingSLS(InternalForces(my=44e3)),
-    quasi_permanent=LoadingSLS(InternalForces(my=31e3)),
+strip.create_extreme(  # 62, 48, 44 and 31 kN(m) per metre, on the 0.6 m strip
+    fundamental=LoadingULS(InternalForces(my=62e3 * WIDTH, qz=48e3 * WIDTH)),
+    characteristic=LoadingSLS(InternalForces(my=44e3 * WIDTH)),
+    quasi_permanent=LoadingSLS(InternalForces(my=31e3 * WIDTH)),
 )
 strip.create_extreme(
     description="Over the support",
-    fundamental=LoadingULS(InternalForces(my=-38e3, qz=60e3)),
-    characteristic=LoadingSLS(InternalForces(my=-27e3)),
-    quasi_permanent=LoadingSLS(InternalForces(my=-19e3)),
+    fundamental=LoadingULS(InternalForces(my=-38e3 * WIDTH, qz=60e3 * WIDTH)),
+    characteristic=LoadingSLS(InternalForces(my=-27e3 * WIDTH)),
+    quasi_permanent=LoadingSLS(InternalForces(my=-19e3 * WIDTH)),
 )
 
 depths = strip.section_properties()["effective_depth"]
