@@ -58,15 +58,6 @@ std::string link_hint() {
            where;
 }
 
-// Raise marlox.errors.ExecutionError(message), with `note` added (PEP 678) unless it is empty.
-[[noreturn]] void raise_with_note(const char *message, const std::string &note) {
-    nb::object cls = nb::module_::import_("marlox.errors").attr("ExecutionError");
-    nb::object error = cls(message);
-    if (!note.empty()) error.attr("add_note")(note.c_str());
-    PyErr_SetObject(cls.ptr(), error.ptr());
-    throw_python();
-}
-
 void init(nb::handle self, nb::handle input_file, nb::handle return_result_xml,
           nb::handle return_rcs_file) {
     // Version 2 asks the worker to read return_rcs_file; it is chosen by the argument's
@@ -115,7 +106,7 @@ nb::object handle_execution_error(nb::handle, nb::handle message) {
         if (std::strlen(failure.worker_text) == static_cast<size_t>(size) &&
             std::memcmp(failure.worker_text, text, static_cast<size_t>(size)) == 0) {
             if (&failure != &kKnownFailures[0]) raise_sdk_error("ExecutionError", failure.message);
-            raise_with_note(failure.message, link_hint());
+            raise_sdk_error("ExecutionError", failure.message, link_hint());
         }
     }
     return nb::none();

@@ -58,8 +58,13 @@ void raise_error(nb::handle error, nb::handle cause) {
     throw_python();
 }
 
-void raise_sdk_error(const char *name, const std::string &message) {
-    raise_error(sdk_error(name, str_from(message)));
+void raise_sdk_error(const char *name, const std::string &message, const std::string &note) {
+    nb::object error = sdk_error(name, str_from(message));
+    if (!note.empty()) {
+        nb::object text = str_from(note);
+        steal_or_throw(PyObject_CallMethod(error.ptr(), "add_note", "O", text.ptr()));
+    }
+    raise_error(error);
 }
 
 void raise_missing_extra(const char *what, const char *module, const char *extra) {

@@ -30,8 +30,9 @@ nb::object sdk_error(const char *name, nb::handle message);
 // Raise the exception instance `error`; with `cause`, as `raise error from cause` does.
 [[noreturn]] void raise_error(nb::handle error, nb::handle cause = nb::handle());
 
-// Raise `marlox.errors.<name>(message)`.
-[[noreturn]] void raise_sdk_error(const char *name, const std::string &message);
+// Raise `marlox.errors.<name>(message)`; with a `note`, added to it as PEP 678 notes are.
+[[noreturn]] void raise_sdk_error(const char *name, const std::string &message,
+                                  const std::string &note = {});
 
 // Raise ImportError for an optional dependency that is not installed: "<what> needs <module>:
 // pip install 'marlox[<extra>]'".
