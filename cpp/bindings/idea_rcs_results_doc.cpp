@@ -21,8 +21,7 @@ thread_local std::vector<const DocState *> t_reading;
 void wait_for_readers(DocState &doc) {
     while (doc.active_reads > 0) {
         if (std::find(t_reading.begin(), t_reading.end(), &doc) != t_reading.end()) {
-            PyErr_SetString(PyExc_ValueError, "generator already executing");
-            throw_python();
+            raise_builtin(PyExc_ValueError, "generator already executing");
         }
         nb::gil_scoped_release release;
         std::this_thread::sleep_for(std::chrono::microseconds(50));

@@ -35,8 +35,7 @@ const expat::Host &expat_host() {
         if (api == nullptr) throw_python();
         if (api->magic == nullptr || std::strcmp(api->magic, expat::kCapiMagic) != 0 ||
             api->size < expat::kCapiMinimumSize) {
-            PyErr_SetString(PyExc_ImportError, "pyexpat.expat_CAPI has an unknown layout");
-            throw_python();
+            raise_builtin(PyExc_ImportError, "pyexpat.expat_CAPI has an unknown layout");
         }
         g_api = api;
         host.unknown_encoding = &unknown_encoding_with_gil;
@@ -96,8 +95,7 @@ bool feed_object(DocState &doc, PyObject *data, bool final) {
         ptr = PyUnicode_AsUTF8AndSize(data, &len);
         if (ptr == nullptr) throw_python();
         if (len > INT_MAX) {
-            PyErr_SetString(PyExc_OverflowError, "size does not fit in an int");
-            throw_python();
+            raise_builtin(PyExc_OverflowError, "size does not fit in an int");
         }
         scanner.set_encoding_utf8();
     } else {
@@ -105,8 +103,7 @@ bool feed_object(DocState &doc, PyObject *data, bool final) {
         have_view = true;
         if (view.len > INT_MAX) {
             PyBuffer_Release(&view);
-            PyErr_SetString(PyExc_OverflowError, "size does not fit in an int");
-            throw_python();
+            raise_builtin(PyExc_OverflowError, "size does not fit in an int");
         }
         ptr = static_cast<const char *>(view.buf);
         len = view.len;

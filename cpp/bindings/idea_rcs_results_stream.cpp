@@ -66,8 +66,7 @@ struct SectionIterator {
     // The next section, or an empty object at the end.
     nb::object next() {
         if (busy) {
-            PyErr_SetString(PyExc_ValueError, "generator already executing");
-            throw_python();
+            raise_builtin(PyExc_ValueError, "generator already executing");
         }
         if (state == State::Finished) return nb::object();
         busy = true;
@@ -267,9 +266,8 @@ void bind_stream_parser(nb::module_ &m) {
             "send",
             [](SectionIterator &it, nb::handle value) {
                 if (it.state == SectionIterator::State::NotStarted && !value.is_none()) {
-                    PyErr_SetString(PyExc_TypeError,
-                                    "can't send non-None value to a just-started generator");
-                    throw_python();
+                    raise_builtin(PyExc_TypeError,
+                                  "can't send non-None value to a just-started generator");
                 }
                 nb::object section = it.next();  // the value itself is not used
                 if (!section.is_valid()) throw nb::stop_iteration();
@@ -281,8 +279,7 @@ void bind_stream_parser(nb::module_ &m) {
             [](SectionIterator &it, nb::handle type, nb::handle value, nb::handle traceback) {
                 // Raised where the scan waits, and not caught there: the scan ends with it.
                 if (it.busy) {
-                    PyErr_SetString(PyExc_ValueError, "generator already executing");
-                    throw_python();
+                    raise_builtin(PyExc_ValueError, "generator already executing");
                 }
                 if (it.state != SectionIterator::State::Finished) it.finish();
                 nb::object error;
@@ -300,8 +297,7 @@ void bind_stream_parser(nb::module_ &m) {
             "typ"_a, "val"_a.none() = nb::none(), "tb"_a.none() = nb::none())
         .def("close", [](SectionIterator &it) {
             if (it.busy) {
-                PyErr_SetString(PyExc_ValueError, "generator already executing");
-                throw_python();
+                raise_builtin(PyExc_ValueError, "generator already executing");
             }
             if (it.state != SectionIterator::State::Finished) it.finish();
         });

@@ -35,8 +35,7 @@ nb::object element_to_dict_impl(const N &root, int frames, Children &&children_o
     std::vector<Frame> stack;
     auto enter = [&](const N &n) {
         if (per_level * ((long)stack.size() + 1) + frames > room) {
-            PyErr_SetString(PyExc_RecursionError, "maximum recursion depth exceeded");
-            throw_python();
+            raise_builtin(PyExc_RecursionError, "maximum recursion depth exceeded");
         }
         Frame f{n, children_of(n), 0, new_list()};
         stack.push_back(std::move(f));

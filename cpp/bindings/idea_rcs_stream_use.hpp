@@ -95,11 +95,10 @@ class StreamUse {
     }
 
     [[noreturn]] static void raise_concurrent() {
-        PyErr_SetString(PyExc_RuntimeError,
-                        "another scan used this stream while this scan was reading it: a result "
-                        "file's stream serves one scan at a time (give each thread a stream of "
-                        "its own)");
-        throw_python();
+        raise_builtin(PyExc_RuntimeError,
+                      "another scan used this stream while this scan was reading it: a result "
+                      "file's stream serves one scan at a time (give each thread a stream of "
+                      "its own)");
     }
 
     PyObject *stream_ = nullptr;

@@ -351,10 +351,9 @@ nb::object check_table(nb::handle source, nb::handle model_arg, nb::handle secti
         nb::object path = nb::steal(PyOS_FSPath(src));
         if (!path.is_valid()) {
             PyErr_Clear();
-            PyErr_Format(PyExc_TypeError,
-                         "check_table() takes a path, bytes or a binary stream, not %s",
-                         Py_TYPE(src)->tp_name);
-            throw_python();
+            raise_formatted(PyExc_TypeError,
+                            "check_table() takes a path, bytes or a binary stream, not %s",
+                            Py_TYPE(src)->tp_name);
         }
         nb::object io = steal_or_throw(PyImport_ImportModule("io"));
         Closer closer{

@@ -162,8 +162,7 @@ void write_csv_to(const Table &t, bool units_in_header, nb::handle stream, bool 
             const Py_ssize_t n = PyLong_AsSsize_t(r.ptr());
             if (n == -1 && PyErr_Occurred()) throw_python();
             if (n <= 0 || (std::size_t)n > piece.size()) {
-                PyErr_Format(PyExc_OSError, "write() took %zd of %zu bytes", n, piece.size());
-                throw_python();
+                raise_formatted(PyExc_OSError, "write() took %zd of %zu bytes", n, piece.size());
             }
             piece.remove_prefix((std::size_t)n);
         }

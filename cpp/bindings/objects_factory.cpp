@@ -167,14 +167,8 @@ template <class R, class F>
 R guarded(R failed, F &&f) noexcept {
     try {
         return f();
-    } catch (nb::python_error &e) {
-        e.restore();
-    } catch (const Error &e) {
-        py::set_python_error(e);
-    } catch (const std::bad_alloc &) {
-        PyErr_NoMemory();
-    } catch (const std::exception &e) {
-        PyErr_SetString(PyExc_RuntimeError, e.what());
+    } catch (...) {
+        py::set_current_exception();
     }
     return failed;
 }

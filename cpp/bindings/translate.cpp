@@ -2,6 +2,7 @@
 
 #include <Python.h>
 
+#include <cstdarg>
 #include <new>
 
 #include "bindings/helpers.hpp"
@@ -65,6 +66,35 @@ void raise_sdk_error(const char *name, const std::string &message, const std::st
         steal_or_throw(PyObject_CallMethod(error.ptr(), "add_note", "O", text.ptr()));
     }
     raise_error(error);
+}
+
+void set_current_exception() noexcept {
+    try {
+        throw;
+    } catch (nb::python_error &e) {
+        e.restore();
+    } catch (const Error &e) {
+        set_python_error(e);
+    } catch (const std::bad_alloc &) {
+        PyErr_NoMemory();
+    } catch (const std::exception &e) {
+        PyErr_SetString(PyExc_RuntimeError, e.what());
+    } catch (...) {
+        PyErr_SetString(PyExc_SystemError, "an unknown C++ exception");
+    }
+}
+
+void raise_builtin(PyObject *type, const char *message) {
+    PyErr_SetString(type, message);
+    throw_python();
+}
+
+void raise_formatted(PyObject *type, const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    PyErr_FormatV(type, format, arguments);
+    va_end(arguments);
+    throw_python();
 }
 
 void raise_missing_extra(const char *what, const char *module, const char *extra) {

@@ -34,6 +34,15 @@ nb::object sdk_error(const char *name, nb::handle message);
 [[noreturn]] void raise_sdk_error(const char *name, const std::string &message,
                                   const std::string &note = {});
 
+// Inside a catch block: set the exception being handled as the Python exception, as nanobind's
+// translation does for a bound function (for entry points that nanobind does not wrap).
+void set_current_exception() noexcept;
+
+// Raise the interpreter's own exception `type` (PyExc_ValueError, ...) with a fixed message, or
+// with one formatted as PyErr_Format formats.
+[[noreturn]] void raise_builtin(PyObject *type, const char *message);
+[[noreturn]] void raise_formatted(PyObject *type, const char *format, ...);
+
 // Raise ImportError for an optional dependency that is not installed: "<what> needs <module>:
 // pip install 'marlox[<extra>]'".
 [[noreturn]] void raise_missing_extra(const char *what, const char *module, const char *extra);
