@@ -23,7 +23,7 @@ void bind_shapes(nb::module_ &m);
 void bind_patterns(nb::module_ &m);
 
 // Read-only lists of a model's objects, reprs, and section properties.
-void bind_inspect(nb::module_ &m);
+void bind_readback(nb::module_ &m);
 
 // validate(), ensure_valid() and plot() of _Model, with Finding, Severity and ModelError.
 void bind_validate(nb::module_ &m);

@@ -17,7 +17,7 @@ NB_MODULE(idea_rcs, m) {
     marlox::py::bind_shapes(m);
     marlox::py::bind_validate(m);
     marlox::py::bind_drawing(m);
-    marlox::py::bind_inspect(m);
+    marlox::py::bind_readback(m);
     marlox::py::bind_patterns(m);
     marlox::py::bind_analysis(m);
     marlox::py::bind_results(m);

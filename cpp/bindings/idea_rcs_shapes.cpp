@@ -241,13 +241,14 @@ void bind_shape(nb::module_ &m, const ShapeClass &cls) {
     nb::object type =
         nb::module_::import_("abc").attr("ABCMeta")(cls.name, nb::make_tuple(base), namespace_);
     m.attr(cls.name) = type;
-    const ShapeClass *spec = &cls;
-    nb::setattr(
-        type, "__init__",
-        nb::cpp_function([spec](nb::handle self, nb::args args,
-                                nb::kwargs kwargs) { construct(*spec, self, args, kwargs); },
-                         nb::is_method(), nb::name("__init__"), nb::scope(type),
-                         nb::sig(cls.signature), "Check the dimensions [m] and keep them."));
+    const ShapeClass *shape_class = &cls;
+    nb::setattr(type, "__init__",
+                nb::cpp_function(
+                    [shape_class](nb::handle self, nb::args args, nb::kwargs kwargs) {
+                        construct(*shape_class, self, args, kwargs);
+                    },
+                    nb::is_method(), nb::name("__init__"), nb::scope(type), nb::sig(cls.signature),
+                    "Check the dimensions [m] and keep them."));
     for (const char *name : cls.dimensions) {
         const std::string key = name;
         nb::object getter = nb::cpp_function(
@@ -269,11 +270,12 @@ void bind_shape(nb::module_ &m, const ShapeClass &cls) {
                              "The OpenModel cross-section type of the shape."));
         nb::setattr(type, "_parameters",
                     property(nb::cpp_function(
-                                 [spec](nb::handle self) {
+                                 [shape_class](nb::handle self) {
                                      nb::dict out;
                                      nb::object dims = self.attr("_dimensions");
-                                     for (size_t i = 0; i < spec->dimensions.size(); ++i)
-                                         out[spec->idea_names[i]] = dims[spec->dimensions[i]];
+                                     for (size_t i = 0; i < shape_class->dimensions.size(); ++i)
+                                         out[shape_class->idea_names[i]] =
+                                             dims[shape_class->dimensions[i]];
                                      return out;
                                  },
                                  nb::is_method(), nb::name("_parameters"), nb::scope(type),
@@ -282,13 +284,14 @@ void bind_shape(nb::module_ &m, const ShapeClass &cls) {
     }
     nb::setattr(type, "__repr__",
                 nb::cpp_function(
-                    [spec](nb::handle self) {
-                        std::string text = std::string(spec->name) + "(";
+                    [shape_class](nb::handle self) {
+                        std::string text = std::string(shape_class->name) + "(";
                         nb::object dims = self.attr("_dimensions");
-                        for (size_t i = 0; i < spec->dimensions.size(); ++i) {
+                        for (size_t i = 0; i < shape_class->dimensions.size(); ++i) {
                             if (i) text += ", ";
-                            text += std::string(spec->dimensions[i]) + "=" +
-                                    nb::cast<std::string>(nb::repr(dims[spec->dimensions[i]]));
+                            text +=
+                                std::string(shape_class->dimensions[i]) + "=" +
+                                nb::cast<std::string>(nb::repr(dims[shape_class->dimensions[i]]));
                         }
                         return text + ")";
                     },

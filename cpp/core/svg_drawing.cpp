@@ -1,4 +1,5 @@
 #include "core/svg_drawing.hpp"
+#include "core/markup.hpp"
 
 #include <algorithm>
 #include <charconv>
@@ -67,32 +68,7 @@ void ring(std::string &d, const std::vector<Point> &points, const Frame &f, bool
 
 }  // namespace
 
-std::string escape(const std::string &text) {
-    std::string out;
-    out.reserve(text.size());
-    for (char c : text) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            case '\'':
-                out += "&#39;";
-                break;
-            default:
-                out += c;
-        }
-    }
-    return out;
-}
+std::string escape(const std::string &text) { return markup::escaped(text); }
 
 std::string section(const cross_section::Drawing &drawing, const std::vector<Mark> &marks,
                     const Options &options) {

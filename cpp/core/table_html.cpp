@@ -5,29 +5,11 @@
 #include <vector>
 
 #include "core/governing.hpp"
+#include "core/markup.hpp"
 
 namespace marlox::table {
 
-void escape_html(std::string &out, std::string_view text) {
-    for (char c : text) {
-        switch (c) {
-            case '&':
-                out += "&amp;";
-                break;
-            case '<':
-                out += "&lt;";
-                break;
-            case '>':
-                out += "&gt;";
-                break;
-            case '"':
-                out += "&quot;";
-                break;
-            default:
-                out += c;
-        }
-    }
-}
+void escape_html(std::string &out, std::string_view text) { markup::escape(out, text); }
 
 std::string display_number(double value) {
     if (std::isnan(value)) return "NaN";

@@ -284,7 +284,7 @@ constexpr const char *kMembersDoc =
 
 }  // namespace
 
-void bind_inspect(nb::module_ &m) {
+void bind_readback(nb::module_ &m) {
     nb::object model = m.attr("_Model");
     nb::setattr(
         model, "section_properties",
