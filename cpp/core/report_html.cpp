@@ -75,7 +75,14 @@ class Out {
 std::string num(double v, int digits = 4) {
     if (std::isnan(v)) return "NaN";
     if (v == 0) return "0";
-    char b[32];
+    char b[40];
+    const double a = std::fabs(v);
+    if (a >= 1e4 && a < 1e15) {
+        // %g would write 2e+05 for a steel's 200000 MPa: the same digits, without the exponent.
+        const double step = std::pow(10.0, std::floor(std::log10(a)) - digits + 1);
+        std::snprintf(b, sizeof b, "%.0f", std::round(v / step) * step);
+        return b;
+    }
     std::snprintf(b, sizeof b, "%.*g", digits, v);
     return b;
 }
