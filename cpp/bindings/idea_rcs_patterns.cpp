@@ -257,30 +257,38 @@ nb::list member_bar_circle(nb::handle self, nb::handle count, nb::handle diamete
                       start_angle);
 }
 
-BarLayer member_layer_by_spacing(nb::handle self, nb::handle diameter, nb::handle material,
-                                 nb::handle spacing, nb::handle cover, const std::string &face,
-                                 nb::handle side_cover) {
-    const std::string context = "create_bar_layer_by_spacing";
+// Where a member's layer of bars lies: its height from the face and cover, and its ends from
+// the side cover (the cover when none is given), across the concrete at that height.
+struct LayerLine {
+    nb::float_ z, from, to;
+};
+
+LayerLine member_layer_line(nb::handle self, const std::string &context, nb::handle diameter,
+                            nb::handle cover, const std::string &face, nb::handle side_cover) {
     const Concrete c = concrete_of(self, context);
     const double d = number(context, "diameter", diameter), top = cover_of(context, cover);
     const double side = side_cover.is_none() ? top : number(context, "side_cover", side_cover);
     const double z = layer_height(context, c, face, top, d);
     const auto [from, to] = layer_span(context, c, z, side, d);
-    return bar_layer_by_spacing(self.attr("_rcs"), diameter, material, spacing, nb::float_(z),
-                                nb::float_(from), nb::float_(to));
+    return {nb::float_(z), nb::float_(from), nb::float_(to)};
+}
+
+BarLayer member_layer_by_spacing(nb::handle self, nb::handle diameter, nb::handle material,
+                                 nb::handle spacing, nb::handle cover, const std::string &face,
+                                 nb::handle side_cover) {
+    const LayerLine line =
+        member_layer_line(self, "create_bar_layer_by_spacing", diameter, cover, face, side_cover);
+    return bar_layer_by_spacing(self.attr("_rcs"), diameter, material, spacing, line.z, line.from,
+                                line.to);
 }
 
 nb::list member_layer_between(nb::handle self, nb::handle count, nb::handle diameter,
                               nb::handle material, nb::handle cover, const std::string &face,
                               nb::handle side_cover) {
-    const std::string context = "create_bar_layer_between";
-    const Concrete c = concrete_of(self, context);
-    const double d = number(context, "diameter", diameter), top = cover_of(context, cover);
-    const double side = side_cover.is_none() ? top : number(context, "side_cover", side_cover);
-    const double z = layer_height(context, c, face, top, d);
-    const auto [from, to] = layer_span(context, c, z, side, d);
-    return bar_layer_between(self.attr("_rcs"), count, diameter, material, nb::float_(z),
-                             nb::float_(from), nb::float_(to));
+    const LayerLine line =
+        member_layer_line(self, "create_bar_layer_between", diameter, cover, face, side_cover);
+    return bar_layer_between(self.attr("_rcs"), count, diameter, material, line.z, line.from,
+                             line.to);
 }
 
 nb::object member_rectangular_stirrup(nb::handle self, nb::handle diameter, nb::handle material,

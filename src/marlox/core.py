@@ -168,14 +168,8 @@ class _HTTPConnection(http.client.HTTPConnection):
         _watched(self, self.deadline, super().connect)
 
 
-class _HTTPSConnection(http.client.HTTPSConnection):
-    def __init__(self, host: str, deadline: _Deadline | None = None, **options: Any) -> None:
-        super().__init__(host, **options)
-        self.deadline = deadline
-
-    def connect(self) -> None:
-        assert self.deadline is not None
-        _watched(self, self.deadline, super().connect)
+class _HTTPSConnection(_HTTPConnection, http.client.HTTPSConnection):
+    """HTTPS with the same deadline: HTTPSConnection.connect (the TLS handshake) runs inside."""
 
 
 class _HTTPHandler(urllib.request.HTTPHandler):
