@@ -7,8 +7,16 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <climits>
 #include <string>
 #include <vector>
+
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
 
 #include "bindings/idea_rcs.hpp"
 #include "bindings/idea_rcs_results_expat.hpp"
@@ -21,6 +29,7 @@
 #include "core/model_context.hpp"
 #include "core/table_bytes.hpp"
 #include "core/table_html.hpp"
+#include "core/table_scan.hpp"
 
 namespace marlox::py::results {
 
@@ -168,86 +177,130 @@ bool host_number(std::string_view text, double &out) {
                                               " is not a number: " + nb::cast<std::string>(shown));
 }
 
+using marlox::results::TableScan;
+using Status = marlox::results::TableScan::Status;
+
+// A check table's scan: the core's scan, which runs without the interpreter lock, and what only
+// the interpreter can do when it stops (section ids it does not read, the requested ids beyond
+// 64 bits, the errors).
 struct Scan {
-    Scan(std::shared_ptr<DocState> d, CheckTableBuilder b)
-        : doc(std::move(d)), builder(std::move(b)) {}
+    explicit Scan(TableScan s) : core(std::move(s)) {}
 
-    std::shared_ptr<DocState> doc;
-    CheckTableBuilder builder;
-    bool all_sections = true;
+    TableScan core;
     std::vector<SectionIdValue> wanted;  // the requested sections, in the caller's order
-    std::vector<bool> seen;
-    bool kind_checked = false;
 
-    // Rows of the sections the parser has finished; each is then cleared, as the streaming
-    // parser clears a section when its consumer moves on, and the tree let go.
-    void take_sections() {
-        auto &builder_ = doc->scanner->builder();
-        auto &ended = builder_.ended_sections();
-        while (!ended.empty()) {
-            const NodeId node = ended.front();
-            ended.pop_front();
-            const SectionIdValue id = section_id(doc->dom(), node);
-            bool keep = all_sections;
-            for (std::size_t i = 0; i < wanted.size(); ++i) {
-                const SectionIdValue &w = wanted[i];
-                if (w.fits && id.fits ? w.value == id.value
-                                      : w.fits == id.fits && same_int(w.id, id.id)) {
-                    keep = seen[i] = true;
-                }
+    // Go on from where the core stopped; raises what stopped it for good.
+    void settle(Status s) {
+        for (;;) {
+            switch (s) {
+                case Status::Ok:
+                    return;
+                case Status::Host:
+                    host_section();
+                    s = core.take_sections();
+                    continue;
+                case Status::Failed:
+                    core.scanner().close();
+                    raise_error(parse_error_object(core.scanner().failure()));
+                case Status::InputXml:
+                    throw marlox::Error(
+                        ErrorKind::Value,
+                        "the document is IDEA StatiCa RCS input XML (<" +
+                            std::string(core.input_xml_root()) +
+                            ">), not a result file: check_table() reads the results of a run");
+                case Status::NumberFailed:
+                    raise_number_error(core.number_error());
+                case Status::Memory:
+                    PyErr_NoMemory();
+                    throw_python();
             }
-            if (keep) {
-                if (!id.fits) {
-                    throw marlox::Error(ErrorKind::Value,
-                                        "section " + shown(id.id) +
-                                            ": the id does not fit the check table's 64-bit "
-                                            "section column");
-                }
-                // The rows are built without the interpreter lock, so that threads reading
-                // other files build theirs meanwhile (the document is this scan's own).
-                bool bad_number = false;
-                NumberError error;
-                {
-                    nb::gil_scoped_release release;
-                    try {
-                        builder.add_section(doc->dom(), node, id.value);
-                    } catch (const NumberError &e) {
-                        bad_number = true;
-                        error = e;
-                    }
-                }
-                if (bad_number) raise_number_error(error);
-            }
-            builder_.clear(node);
-        }
-        builder_.collect();
-    }
-
-    // An input XML document (IDEA's OpenModel) is refused once its first element is known: it
-    // is well-formed and holds no check sections, and would read as an empty table.
-    void check_kind() {
-        const std::string &root = doc->scanner->builder().root_name();
-        if (kind_checked || root.empty()) return;
-        kind_checked = true;
-        const std::string_view name = std::string_view(root).substr(root.rfind('}') + 1);
-        if (name == "OpenModel" || name == "OpenModelContainer") {
-            throw marlox::Error(ErrorKind::Value,
-                                "the document is IDEA StatiCa RCS input XML (<" +
-                                    std::string(name) +
-                                    ">), not a result file: check_table() reads the results "
-                                    "of a run");
         }
     }
 
-    // Feed one piece (null: the end); raises the parse error after the sections before it.
+    // The section first in line, whose id the core leaves to the interpreter: read as the
+    // streaming parser reads it, kept or not, then let go.
+    void host_section() {
+        const NodeId node = core.front();
+        const SectionIdValue id = section_id(core.scanner().dom(), node);
+        bool keep = core.filter().all;
+        for (std::size_t i = 0; i < wanted.size(); ++i) {
+            const SectionIdValue &w = wanted[i];
+            if (w.fits && id.fits ? w.value == id.value
+                                  : w.fits == id.fits && same_int(w.id, id.id)) {
+                keep = true;
+                core.filter().seen[i] = true;
+            }
+        }
+        if (keep) {
+            if (!id.fits) {
+                throw marlox::Error(ErrorKind::Value,
+                                    "section " + shown(id.id) +
+                                        ": the id does not fit the check table's 64-bit "
+                                        "section column");
+            }
+            bool bad_number = false;
+            NumberError error;
+            {
+                nb::gil_scoped_release release;
+                try {
+                    core.builder().add_section(core.scanner().dom(), node, id.value);
+                } catch (const NumberError &e) {
+                    bad_number = true;
+                    error = e;
+                }
+            }
+            if (bad_number) raise_number_error(error);
+        }
+        core.pop_front();
+    }
+
+    // Feed one piece that a stream gave (null: the end), as ElementTree's XMLParser.feed takes
+    // it: str as UTF-8 text, anything else through the buffer protocol.
     void feed(PyObject *data, bool final) {
-        const bool ok = feed_object(*doc, data, final);
-        check_kind();
-        take_sections();
-        if (!ok) {
-            doc->scanner->close();
-            raise_error(parse_error_object(doc->scanner->failure()));
+        Status s;
+        if (data == nullptr) {
+            nb::gil_scoped_release release;
+            s = core.feed("", 0, final);
+        } else if (PyUnicode_Check(data)) {
+            Py_ssize_t len = 0;
+            const char *ptr = PyUnicode_AsUTF8AndSize(data, &len);
+            if (ptr == nullptr) throw_python();
+            if (len > INT_MAX) raise_builtin(PyExc_OverflowError, "size does not fit in an int");
+            core.scanner().set_encoding_utf8();
+            nb::gil_scoped_release release;  // the str is kept alive by the caller
+            s = core.feed(ptr, (std::size_t)len, final);
+        } else {
+            Py_buffer view{};
+            if (PyObject_GetBuffer(data, &view, PyBUF_SIMPLE) != 0) throw_python();
+            std::string copy;
+            const char *ptr = static_cast<const char *>(view.buf);
+            const Py_ssize_t len = view.len;
+            if (len > INT_MAX) {
+                PyBuffer_Release(&view);
+                raise_builtin(PyExc_OverflowError, "size does not fit in an int");
+            }
+            if (!PyBytes_CheckExact(data)) {
+                // A mutable buffer could change while the lock is released: parse a copy.
+                try {
+                    copy.assign(ptr, (std::size_t)len);
+                } catch (...) {
+                    PyBuffer_Release(&view);
+                    throw;
+                }
+                ptr = copy.data();
+            }
+            {
+                nb::gil_scoped_release release;
+                s = core.feed(ptr, (std::size_t)len, final);
+            }
+            // The exception of the host's unknown-encoding handler waits while the view goes.
+            PyObject *type, *value, *tb;
+            PyErr_Fetch(&type, &value, &tb);
+            PyBuffer_Release(&view);
+            PyErr_Restore(type, value, tb);
         }
+        if (PyErr_Occurred()) throw_python();  // from the host's unknown-encoding handler
+        settle(s);
     }
 };
 
@@ -276,6 +329,124 @@ void scan_stream(Scan &scan, const nb::object &stream, const nb::object &progres
         report(progress, len);
     }
     scan.feed(nullptr, true);
+}
+
+// The pieces of a source that the scan reads without the interpreter lock: a file descriptor
+// read to its end from where it stands, or bytes in memory.
+class RawSource {
+  public:
+    static RawSource descriptor(int fd) {
+        RawSource r;
+        r.fd_ = fd;
+        return r;
+    }
+    static RawSource memory(const char *data, std::size_t size) {
+        RawSource r;
+        r.data_ = data;
+        r.size_ = size;
+        return r;
+    }
+    // The next piece (empty at the end); false with errno set for a read error.
+    bool next(const char *&ptr, std::size_t &len) noexcept {
+        if (fd_ < 0) {
+            ptr = data_ + done_;
+            len = std::min<std::size_t>((std::size_t)kReadSize, size_ - done_);
+            done_ += len;
+            return true;
+        }
+        if (buffer_.empty()) {
+            try {
+                buffer_.resize((std::size_t)kReadSize);
+            } catch (...) {
+                errno = ENOMEM;
+                return false;
+            }
+        }
+        // A piece of kReadSize, as a buffered stream's read(kReadSize) gives it.
+        std::size_t got = 0;
+        while (got < buffer_.size()) {
+            const auto n = read_fd(buffer_.data() + got, buffer_.size() - got);
+            if (n < 0) {
+                if (errno == EINTR) continue;
+                return false;
+            }
+            if (n == 0) break;
+            got += (std::size_t)n;
+        }
+        ptr = buffer_.data();
+        len = got;
+        return true;
+    }
+
+  private:
+    long long read_fd(char *into, std::size_t n) noexcept {
+#ifdef _WIN32
+        return _read(fd_, into, (unsigned)std::min<std::size_t>(n, INT_MAX));
+#else
+        return ::read(fd_, into, n);
+#endif
+    }
+
+    int fd_ = -1;
+    std::vector<char> buffer_;
+    const char *data_ = nullptr;
+    std::size_t size_ = 0, done_ = 0;
+};
+
+// Read `source` to its end into the scan with the interpreter lock released, taking it only to
+// report progress (after each piece, as for a stream), to settle what the core leaves to the
+// interpreter, and now and then to let a signal through.
+void scan_raw(Scan &scan, RawSource source, const nb::object &progress) {
+    const bool reports = !progress.is_none();
+    for (;;) {
+        Status s = Status::Ok;
+        std::size_t len = 0;
+        bool read_ok = true;
+        int error = 0;
+        {
+            nb::gil_scoped_release release;
+            for (int pieces = 0; pieces < 64; ++pieces) {
+                const char *ptr = nullptr;
+                if (!source.next(ptr, len)) {
+                    read_ok = false;
+                    error = errno;
+                    break;
+                }
+                s = scan.core.feed(ptr, len, len == 0);
+                if (s != Status::Ok || len == 0 || reports) break;
+            }
+        }
+        if (!read_ok) {
+            errno = error;
+            PyErr_SetFromErrno(PyExc_OSError);
+            throw_python();
+        }
+        if (PyErr_Occurred()) throw_python();  // from the host's unknown-encoding handler
+        scan.settle(s);
+        if (len == 0) return;
+        report(progress, (Py_ssize_t)len);
+        if (PyErr_CheckSignals() != 0) throw_python();
+    }
+}
+
+// A file object that `open()` made and nothing has read yet: its descriptor, or -1.
+int fresh_descriptor(const nb::object &f) {
+    nb::object io = steal_or_throw(PyImport_ImportModule("io"));
+    nb::object buffered = steal_or_throw(PyObject_GetAttrString(io.ptr(), "BufferedReader"));
+    if ((PyObject *)Py_TYPE(f.ptr()) != buffered.ptr()) return -1;
+    nb::object fd = steal_or_throw(PyObject_CallMethod(f.ptr(), "fileno", nullptr));
+    const long v = PyLong_AsLong(fd.ptr());
+    if (v == -1 && PyErr_Occurred()) throw_python();
+    return (int)v;
+}
+
+void scan_opened(Scan &scan, const nb::object &f, const nb::object &progress) {
+    const int fd = fresh_descriptor(f);
+    if (fd < 0) {
+        scan_stream(scan, f, progress);
+    } else {
+        scan_raw(scan, RawSource::descriptor(fd), progress);
+    }
 }
 
 marlox::results::ModelContext model_context(nb::handle model) {
@@ -325,14 +496,17 @@ nb::object check_table(nb::handle source, nb::handle model_arg, nb::handle secti
     if (!families.is_none() && family_names.empty()) {
         throw marlox::Error(ErrorKind::Value, "families is empty: give None for all families");
     }
-    Scan scan{std::make_shared<DocState>(new_scanner(false), true),
-              CheckTableBuilder(u, family_names, &host_number, model.get())};
+    Scan scan{TableScan(new_scanner(false),
+                        CheckTableBuilder(u, family_names, &host_number, model.get()), {})};
     if (!sections.is_none()) {
-        scan.all_sections = false;
+        auto &filter = scan.core.filter();
+        filter.all = false;
         for (const nb::object &s : items_of(sections)) {
             scan.wanted.push_back(section_id_value(steal_or_throw(PyNumber_Index(s.ptr()))));
+            filter.ids.push_back(scan.wanted.back().value);
+            filter.fits.push_back(scan.wanted.back().fits);
         }
-        scan.seen.assign(scan.wanted.size(), false);
+        filter.seen.assign(scan.wanted.size(), false);
     }
     nb::object progress = nb::borrow(progress_arg);
 
@@ -341,12 +515,20 @@ nb::object check_table(nb::handle source, nb::handle model_arg, nb::handle secti
         scan_stream(scan, nb::borrow(source), progress, true);
     } else if (PyObject_HasAttrString(src, "open_binary")) {
         Closer closer{steal_or_throw(PyObject_CallMethod(src, "open_binary", nullptr))};
-        scan_stream(scan, closer.f, progress);
+        scan_opened(scan, closer.f, progress);
     } else if (PyObject_CheckBuffer(src) && !PyUnicode_Check(src)) {
-        // Read in pieces like a file, so that finished sections go while the rest is parsed.
-        nb::object io = steal_or_throw(PyImport_ImportModule("io"));
-        scan_stream(scan, steal_or_throw(PyObject_CallMethod(io.ptr(), "BytesIO", "O", src)),
-                    progress);
+        if (PyBytes_CheckExact(src)) {
+            // Bytes do not change: parsed in place, in pieces like a file.
+            scan_raw(scan,
+                     RawSource::memory(PyBytes_AS_STRING(src), (std::size_t)PyBytes_GET_SIZE(src)),
+                     progress);
+        } else {
+            nb::object copy = steal_or_throw(PyBytes_FromObject(src));
+            scan_raw(scan,
+                     RawSource::memory(PyBytes_AS_STRING(copy.ptr()),
+                                       (std::size_t)PyBytes_GET_SIZE(copy.ptr())),
+                     progress);
+        }
     } else {
         nb::object path = nb::steal(PyOS_FSPath(src));
         if (!path.is_valid()) {
@@ -358,13 +540,13 @@ nb::object check_table(nb::handle source, nb::handle model_arg, nb::handle secti
         nb::object io = steal_or_throw(PyImport_ImportModule("io"));
         Closer closer{
             steal_or_throw(PyObject_CallMethod(io.ptr(), "open", "Os", path.ptr(), "rb"))};
-        scan_stream(scan, closer.f, progress);
+        scan_opened(scan, closer.f, progress);
     }
 
     std::string missing;
     std::size_t missing_count = 0;
     for (std::size_t i = 0; i < scan.wanted.size(); ++i) {
-        if (scan.seen[i]) continue;
+        if (scan.core.filter().seen[i]) continue;
         missing += (missing.empty() ? "'" : ", '") + shown(scan.wanted[i].id) + "'";
         ++missing_count;
     }
@@ -376,10 +558,10 @@ nb::object check_table(nb::handle source, nb::handle model_arg, nb::handle secti
         throw marlox::Error(ErrorKind::SdkParsing, "sections with ids " + missing +
                                                        " are not available in the result file.");
     }
-    if (model) check_mismatch(scan.builder.mismatch(), *model);
+    if (model) check_mismatch(scan.core.builder().mismatch(), *model);
     CheckTable t;
-    t.table = std::make_shared<const Table>(scan.builder.take_checks());
-    t.overall = std::make_shared<const Table>(scan.builder.take_overall());
+    t.table = std::make_shared<const Table>(scan.core.builder().take_checks());
+    t.overall = std::make_shared<const Table>(scan.core.builder().take_overall());
     t.unit_system = u == Units::SI ? "SI" : "engineering";
     return nb::cast(std::move(t));
 }
