@@ -411,6 +411,8 @@ BAD = [
     (dict(source=BEYOND_64_BITS), ValueError, "section 18446744073709551616: the id does not fit"),
     (dict(source=BEYOND_64_BITS, sections=[2**64]), ValueError, "the id does not fit"),
     (dict(source=DATA / "iom-rcs-ImportOpenModel.xml"), ValueError, r"input XML \(<OpenModel>\)"),
+    (dict(threads=0), ValueError, "threads must be at least 1, not 0"),
+    (dict(threads=2.0), TypeError, "threads must be an int, not float"),
 ]
 
 

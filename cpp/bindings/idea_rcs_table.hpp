@@ -40,6 +40,14 @@ struct Closer {
 // bytes or a binary stream, read by OpenModel.from_xml).
 marlox::json::Value model_document(nb::handle model);
 
+// check_table(): the check table of a result file (see its docstring in idea_rcs_table.cpp).
+nb::object check_table(nb::handle source, nb::handle model, nb::handle sections,
+                       nb::handle families, nb::handle units, nb::handle progress,
+                       nb::handle threads);
+// The smallest piece a document is cut into for check_table() on several threads (2 MiB; tests
+// set it lower); returns the one before.
+std::uint64_t set_min_piece(std::uint64_t bytes);
+
 // The column of that name, or KeyError.
 const marlox::table::Column &column_named(const marlox::table::Table &t, nb::handle name);
 // The Python values of a column: int, float, bool or str, None where missing.

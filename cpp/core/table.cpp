@@ -307,4 +307,19 @@ Table stack_keyed(const Table &keys, const std::vector<const Table *> &parts, co
     return out;
 }
 
+Table concatenate(std::vector<Table> parts) {
+    if (parts.empty()) return Table{};
+    Table out = std::move(parts.front());
+    for (std::size_t p = 1; p < parts.size(); ++p) {
+        const Table &part = parts[p];
+        for (std::size_t c = 0; c < out.columns.size(); ++c) {
+            Column &into = out.columns[c];
+            const Column &from = part.columns[c];
+            for (std::size_t r = 0; r < from.size(); ++r) into.append_from(from, r);
+        }
+    }
+    out.shrink();
+    return out;
+}
+
 }  // namespace marlox::table

@@ -130,6 +130,9 @@ struct Table {
     const Column *find(std::string_view name) const noexcept;
 };
 
+// Tables of the same columns one after another (none: an empty table without columns).
+Table concatenate(std::vector<Table> parts);
+
 // Tables of the same columns one after another, each row led by the key row of its table: row
 // i of `keys` goes before every row of `parts[i]`. The result's columns are those of `keys`,
 // then those of `shape`, which every part must have (name, type and unit alike); `shape` is what

@@ -1788,9 +1788,15 @@ class CheckTable(ResultTable):
 
     def __repr__(self) -> str: ...
 
-def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.File, *, model: _Model | str | os.PathLike[str] | bytes | BinaryIO | None = None, sections: Iterable[int] | int | None = None, families: Iterable[str] | str | None = None, units: Literal['SI', 'engineering'] = 'SI', progress: Callable[[int], object] | None = None) -> CheckTable:
+def _set_min_piece(bytes: int) -> int:
     """
-    Read the check table of a result file in one streaming pass.
+    The smallest piece that check_table() cuts one file into for its threads (tests cut small files); returns the one before.
+    """
+
+def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.File, *, model: _Model | str | os.PathLike[str] | bytes | BinaryIO | None = None, sections: Iterable[int] | int | None = None, families: Iterable[str] | str | None = None, units: Literal['SI', 'engineering'] = 'SI', progress: Callable[[int], object] | None = None, threads: int | None = None) -> CheckTable:
+    """
+    Read the check table of a result file in one streaming pass (a large file in pieces, side
+    by side).
 
     :param source: the result file: a path, its bytes, a binary stream (read from where it
         stands) or a ``marlox.core.File``.
@@ -1805,6 +1811,9 @@ def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.
     :param units: "SI" (as the file: N, N·m) or "engineering" (kN, kN·m); unity checks are
         unitless either way.
     :param progress: called with the number of bytes read, after each piece of the file.
+    :param threads: the threads that read one large file (a path, a ``File`` or bytes of several
+        MB) side by side, each a part of it between two sections: None for the processors this
+        process may run on, 1 to read it in one pass. The table, and any error, are the same.
     :raises xml.etree.ElementTree.ParseError: for a file that is not well-formed XML, as the
         streaming parser raises it for the same bytes.
     :raises ValueError: for an unknown family or units, a value that is not a number, an
@@ -1813,6 +1822,7 @@ def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.
         belong to (a section id the model lacks, more extremes than the model gives a section),
         naming the ids.
     :raises ParsingError: for a requested section that the file does not hold.
+    :raises RuntimeError: for a file that changed while it was read in pieces.
     """
 
 def _write_report_html(table: CheckTable, model: _Model | str | os.PathLike[str] | bytes | BinaryIO, stream: BinaryIO, sources: dict[str, str]) -> None:

@@ -97,7 +97,8 @@ def check_tables(
 
     :param sources: result files as :func:`check_table` takes them (paths, bytes, binary
         streams, ``marlox.core.File``).
-    :param threads: how many files are read at once (default: the machine's processors).
+    :param threads: how many files are read at once (default: the machine's processors); a
+        single file is read on that many threads itself (see :func:`check_table`).
     :param client: a ``distributed.Client``: the files are read by its workers instead (paths
         must name the same files there; bytes travel with the task), and the tables come back
         pickled.
@@ -112,6 +113,9 @@ def check_tables(
         raise TypeError(f"threads must be an int, not {type(threads).__name__}")
     if threads is not None and threads < 1:
         raise ValueError(f"threads must be at least 1, not {threads}")
+    workers = min(threads or os.cpu_count() or 1, max(len(sources), 1))
+    # Files side by side are each read in one pass; a single file takes the threads itself.
+    options = {"threads": 1 if workers > 1 else threads, **options}
     read = functools.partial(_read, units=units, options=options)
     tables: list[CheckTable]
     if client is not None:
@@ -121,7 +125,6 @@ def check_tables(
         finally:
             client.cancel(futures)
         return CheckTables(_keys(sources), tables, units)
-    workers = min(threads or os.cpu_count() or 1, max(len(sources), 1))
     if workers == 1:
         tables = [read(source) for source in sources]
     else:

@@ -1,0 +1,148 @@
+"""One result file's check table read in pieces on several threads: the table, and any error
+with the sections before it, are those of the same file read in one pass, whatever the cuts
+fall on; a file that changes meanwhile is refused."""
+
+import os
+
+import pytest
+from hypothesis import HealthCheck, given, settings
+from result_documents import documents, sample_document
+from test_results_bad_input import BROKEN, chunk_boundary_documents
+
+from marlox.external.idea_rcs import check_table, idea_rcs
+
+FALSE_CUT = "<SectionConcreteCheckResult><SectionId>99</SectionId></SectionConcreteCheckResult>"
+SAMPLE = sample_document(sections=3, extremes=1).decode("utf-16")
+ROOT = SAMPLE.split(">")[1] + ">"  # the root's start tag
+SECOND = "  <SectionConcreteCheckResult>\r\n    <SectionId>2</SectionId>"
+
+
+def variant(*replacements, encoding="utf-16"):
+    """The sample of three sections with each (old, new) replaced once, in `encoding`."""
+    text = SAMPLE
+    for old, new in replacements:
+        assert old in text
+        text = text.replace(old, new, 1)
+    if encoding == "utf-16-be":
+        return b"\xfe\xff" + text.encode(encoding)
+    return text.replace('encoding="utf-16"', f'encoding="{encoding}"').encode(encoding)
+
+
+@pytest.fixture(autouse=True)
+def small_pieces():
+    """Pieces of a few bytes, so that small documents are cut at their sections."""
+    before = idea_rcs._set_min_piece(8)
+    yield
+    idea_rcs._set_min_piece(before)
+
+
+def rows(table):
+    """The rows, NaN made comparable."""
+    return [{k: "nan" if v != v else v for k, v in row.items()} for row in table.to_pylist()]
+
+
+def outcome(source, **options):
+    try:
+        table = check_table(source, **options)
+        return rows(table), rows(table.overall)
+    except Exception as e:  # noqa: BLE001 - the exception is the result compared
+        return type(e), str(e), getattr(e, "code", None), getattr(e, "position", None)
+
+
+def assert_pieces_agree(data, **options):
+    one = outcome(data, threads=1, **options)
+    for threads in (2, 5):
+        assert outcome(data, threads=threads, **options) == one, threads
+    return one
+
+
+# Documents whose cuts may fall where a section start tag is no section start, or that only a
+# read in one pass can judge.
+CUTS = {
+    "comment": variant((SECOND, f"{SECOND}<!-- {FALSE_CUT} -->")),
+    "comment between sections": variant((SECOND, f"<!--{FALSE_CUT}-->{SECOND}")),
+    "cdata": variant((SECOND, f"{SECOND}<Note><![CDATA[{FALSE_CUT}]]></Note>")),
+    "processing instruction": variant((SECOND, f"{SECOND}<?note {FALSE_CUT}?>")),
+    "nested sections": variant((SECOND, SECOND + FALSE_CUT + FALSE_CUT)),
+    "utf-8": variant((SECOND, f"{SECOND}<!-- {FALSE_CUT} -->"), encoding="utf-8"),
+    "utf-16-be": variant(encoding="utf-16-be"),
+    "container closed and opened again": variant(
+        (ROOT, ROOT + "<a>"),
+        (SECOND, '</a><a xmlns="urn:other">' + SECOND),
+        ("</Array", "</a></Array"),
+    ),
+    "comment before the first section": variant((ROOT, ROOT + "<!-- x -->")),
+    "an attribute holding a >": variant((ROOT, ROOT[:-1] + ' a=">">')),
+    "ids only the interpreter reads": variant(("<SectionId>2<", "<SectionId> 2_0 <")),
+    "a value that is not a number": variant(
+        (SECOND, SECOND), ("<CheckValue>0<", "<CheckValue>1,5<")
+    ),
+    "truncated": variant()[:-40],
+    "junk after the root": variant() + "<r/>".encode("utf-16-le"),
+}
+
+
+@pytest.mark.parametrize("name", sorted(CUTS))
+def test_cuts_anywhere_give_the_one_pass_outcome(name):
+    assert_pieces_agree(CUTS[name])
+
+
+@pytest.mark.parametrize("name", ["comment", "cdata", "container closed and opened again"])
+def test_sections_that_are_no_sections_stay_out(name):
+    rows, _ = assert_pieces_agree(CUTS[name])
+    expected = [1] if name.startswith("container") else [1, 2, 3]
+    assert sorted({r["section"] for r in rows}) == expected
+
+
+@pytest.mark.parametrize("name", sorted(BROKEN))
+def test_hostile_documents_fail_as_in_one_pass(name):
+    assert_pieces_agree(BROKEN[name])
+
+
+def test_failures_at_every_byte_and_read_boundary_are_those_of_one_pass():
+    small = "".join(
+        f"<SectionConcreteCheckResult><SectionId>{i}</SectionId></SectionConcreteCheckResult>"
+        for i in range(4)
+    )
+    for encoding in ("utf-8", "utf-16"):
+        data = f'<?xml version="1.0" encoding="{encoding}"?><r>{small}</r>'.encode(encoding)
+        for end in range(len(data)):
+            assert_pieces_agree(data[:end])
+    for name, data in chunk_boundary_documents():
+        assert outcome(data, threads=3) == outcome(data, threads=1), name
+
+
+@settings(max_examples=60, deadline=None, suppress_health_check=[HealthCheck.too_slow])
+@given(documents())
+def test_generated_documents_read_in_pieces_as_in_one_pass(data):
+    assert_pieces_agree(data)
+
+
+@pytest.mark.parametrize(
+    "options",
+    [{"sections": [3, 1]}, {"sections": [2, 9]}, {"families": "shear", "units": "engineering"}],
+)
+def test_a_file_in_pieces_filters_and_reports_as_in_one_pass(tmp_path, options):
+    data = sample_document(sections=4, extremes=2)
+    path = tmp_path / "r.xml"
+    path.write_bytes(data)
+    reports = []
+    assert outcome(path, threads=3, progress=reports.append, **options) == outcome(
+        data, threads=1, **options
+    )
+    assert sum(reports) == len(data)
+
+
+@pytest.mark.parametrize(
+    "change",
+    [
+        lambda path: os.utime(path, ns=(0, 0)),
+        lambda path: path.open("ab").write(b" "),
+    ],
+    ids=["modified", "grown"],
+)
+def test_a_file_that_changes_while_read_in_pieces_is_refused(tmp_path, change):
+    path = tmp_path / "r.xml"
+    path.write_bytes(sample_document(sections=4, extremes=1))
+    with pytest.raises(RuntimeError, match="changed while it was read in pieces"):
+        check_table(path, threads=2, progress=lambda n: change(path))
