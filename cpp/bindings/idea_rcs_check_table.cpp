@@ -587,8 +587,9 @@ void join_pieces(Scan &scan, std::vector<TableScan> &pieces) {
     }
     nb::gil_scoped_release release;
     scan.joined = true;
-    scan.checks = marlox::table::concatenate(std::move(checks));
-    scan.overall = marlox::table::concatenate(std::move(overall));
+    const unsigned threads = (unsigned)pieces.size();
+    scan.checks = marlox::table::concatenate(std::move(checks), threads);
+    scan.overall = marlox::table::concatenate(std::move(overall), threads);
     for (TableScan &piece : pieces) {
         const auto &m = piece.builder().mismatch();
         auto &into = scan.mismatch;

@@ -1,9 +1,12 @@
 #include "core/table.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <exception>
 #include <limits>
 #include <new>
+#include <thread>
 
 #include "core/error.hpp"
 
@@ -76,33 +79,53 @@ void Column::append_bool(bool v) {
     mark(c, true);
 }
 
-void Column::append_text(std::string_view v) {
+std::int32_t Column::intern(std::string_view v) {
     std::int32_t code = last_code_;
-    if (code >= 0 && entry(code) == v) {
-        // the same text as last time
-    } else if (auto found = codes_.find(v); found != codes_.end()) {
-        code = found->second;
-    } else {
-        if (data_.size() + v.size() > (std::size_t)std::numeric_limits<std::int32_t>::max()) {
-            throw std::bad_alloc();
-        }
-        code = (std::int32_t)texts_.size();
-        texts_.emplace_back(v);
-        data_.append(v.data(), v.size());
-        offsets_.push_back((std::int32_t)data_.size());
-        try {
-            codes_.emplace(std::string_view(texts_.back()), code);
-        } catch (...) {
-            texts_.pop_back();
-            offsets_.pop_back();
-            data_.resize((std::size_t)offsets_.back());
-            throw;
-        }
+    if (code >= 0 && entry(code) == v) return code;  // the same text as last time
+    if (auto found = codes_.find(v); found != codes_.end()) return found->second;
+    if (data_.size() + v.size() > (std::size_t)std::numeric_limits<std::int32_t>::max()) {
+        throw std::bad_alloc();
     }
+    code = (std::int32_t)texts_.size();
+    texts_.emplace_back(v);
+    data_.append(v.data(), v.size());
+    offsets_.push_back((std::int32_t)data_.size());
+    try {
+        codes_.emplace(std::string_view(texts_.back()), code);
+    } catch (...) {
+        texts_.pop_back();
+        offsets_.pop_back();
+        data_.resize((std::size_t)offsets_.back());
+        throw;
+    }
+    return code;
+}
+
+void Column::append_text(std::string_view v) {
+    const std::int32_t code = intern(v);
     Chunk &c = room();
     c.i32.push_back(code);
     last_code_ = code;
     mark(c, true);
+}
+
+void Column::append_column(const Column &other) {
+    if (type_ != Type::Text) {
+        for (std::size_t r = 0; r < other.size(); ++r) append_from(other, r);
+        return;
+    }
+    // Each text of the other's dictionary looked up once.
+    std::vector<std::int32_t> codes(other.dictionary_size());
+    for (std::size_t i = 0; i < codes.size(); ++i) codes[i] = intern(other.entry((std::int32_t)i));
+    for (std::size_t r = 0; r < other.size(); ++r) {
+        if (!other.valid(r)) {
+            append_null();
+            continue;
+        }
+        Chunk &c = room();
+        c.i32.push_back(codes[(std::size_t)other.code_at(r)]);
+        mark(c, true);
+    }
 }
 
 void Column::append_null() {
@@ -307,18 +330,44 @@ Table stack_keyed(const Table &keys, const std::vector<const Table *> &parts, co
     return out;
 }
 
-Table concatenate(std::vector<Table> parts) {
+Table concatenate(std::vector<Table> parts, unsigned threads) {
     if (parts.empty()) return Table{};
     Table out = std::move(parts.front());
-    for (std::size_t p = 1; p < parts.size(); ++p) {
-        const Table &part = parts[p];
-        for (std::size_t c = 0; c < out.columns.size(); ++c) {
-            Column &into = out.columns[c];
-            const Column &from = part.columns[c];
-            for (std::size_t r = 0; r < from.size(); ++r) into.append_from(from, r);
+    // Columns are independent: each thread appends its share of them.
+    const auto append = [&](std::size_t first, std::size_t step) {
+        for (std::size_t c = first; c < out.columns.size(); c += step) {
+            for (std::size_t p = 1; p < parts.size(); ++p) {
+                out.columns[c].append_column(parts[p].columns[c]);
+            }
+            out.columns[c].shrink();
+        }
+    };
+    const std::size_t step =
+        std::max(1u, std::min<unsigned>(threads, (unsigned)out.columns.size()));
+    std::vector<std::thread> workers;
+    std::vector<std::exception_ptr> errors(step);
+    for (std::size_t t = 1; t < step; ++t) {
+        try {
+            workers.emplace_back([&, t] {
+                try {
+                    append(t, step);
+                } catch (...) {
+                    errors[t] = std::current_exception();
+                }
+            });
+        } catch (...) {
+            errors[t] = std::current_exception();
         }
     }
-    out.shrink();
+    try {
+        append(0, step);
+    } catch (...) {
+        errors[0] = std::current_exception();
+    }
+    for (std::thread &w : workers) w.join();
+    for (const std::exception_ptr &e : errors) {
+        if (e) std::rethrow_exception(e);
+    }
     return out;
 }
 

@@ -60,6 +60,8 @@ class Column {
     void append_null();
     // Row `i` of `other`, a column of the same type.
     void append_from(const Column &other, std::size_t i);
+    // Every row of `other`, a column of the same type.
+    void append_column(const Column &other);
 
     bool valid(std::size_t i) const noexcept {
         const Chunk &c = at(i);
@@ -97,6 +99,8 @@ class Column {
 
   private:
     const Chunk &at(std::size_t i) const noexcept { return chunks_[i >> kChunkBits]; }
+    // The code of a text in the dictionary, added if new.
+    std::int32_t intern(std::string_view v);
     // The chunk the next row goes to.
     Chunk &room();
     void mark(Chunk &c, bool valid);
@@ -130,8 +134,9 @@ struct Table {
     const Column *find(std::string_view name) const noexcept;
 };
 
-// Tables of the same columns one after another (none: an empty table without columns).
-Table concatenate(std::vector<Table> parts);
+// Tables of the same columns one after another (none: an empty table without columns), the
+// columns shared out among `threads` threads.
+Table concatenate(std::vector<Table> parts, unsigned threads = 1);
 
 // Tables of the same columns one after another, each row led by the key row of its table: row
 // i of `keys` goes before every row of `parts[i]`. The result's columns are those of `keys`,

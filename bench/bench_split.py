@@ -1,0 +1,133 @@
+"""One large result file on several threads against one, paired in one run.
+
+Each case runs in a fresh interpreter (this script started again with ``--child``), the
+fastest of a few runs in it; the cases are interleaved round by round and the fastest round of
+each kept, its processor time the least of all rounds:
+
+- table: ``check_table(path, threads=N)``, the whole file into the check table;
+- machine: SHA-256 of a buffer on N threads (it runs without the interpreter lock), the
+  machine's own ratio at that moment: other processes on a 2-processor machine take what they
+  take from both cores.
+
+From the two-thread ratio S the serial fraction is measured as Karp and Flatt define it,
+e = (1/S - 1/2) / (1 - 1/2), and Amdahl's law projects the speedup on 8 cores from it,
+1 / (e + (1 - e) / 8). The file comes from ``bench/generate_results.py`` (generated under
+``build/bench/`` on first use).
+
+    .venv/bin/python bench/bench_split.py              # 100 MB, 5 rounds
+    .venv/bin/python bench/bench_split.py --quick      # 10 MB, 2 rounds
+"""
+
+import argparse
+import hashlib
+import json
+import os
+import subprocess
+import sys
+import threading
+import time
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(ROOT / "bench"))
+
+from bench_results import ensure  # noqa: E402
+from generate_results import MB  # noqa: E402
+
+TARGETS = {"table": 1.7}
+
+
+def run_case(case, path, threads):
+    if case == "table":
+        from marlox.external.idea_rcs import check_table
+
+        return lambda: check_table(path, threads=threads)
+    buffer = b"x" * 50_000_000
+
+    def hashes():
+        workers = [
+            threading.Thread(target=lambda: [hashlib.sha256(buffer) for _ in range(4 // threads)])
+            for _ in range(threads)
+        ]
+        for w in workers:
+            w.start()
+        for w in workers:
+            w.join()
+
+    return hashes
+
+
+def child(case, path, threads, inner):
+    action = run_case(case, path, int(threads))
+    seconds = cpu = float("inf")
+    for _ in range(int(inner)):
+        start, start_cpu = time.perf_counter(), time.process_time()
+        action()
+        seconds = min(seconds, time.perf_counter() - start)
+        cpu = min(cpu, time.process_time() - start_cpu)
+    print(json.dumps({"seconds": seconds, "cpu": cpu}))
+
+
+def run_child(case, path, threads, inner):
+    proc = subprocess.run(
+        [sys.executable, __file__, "--child", case, str(path), str(threads), str(inner)],
+        capture_output=True,
+        text=True,
+    )
+    if proc.returncode != 0:
+        raise SystemExit(f"{case} on {threads} threads: {proc.stderr.strip()}")
+    return json.loads(proc.stdout.strip().splitlines()[-1])
+
+
+def main(argv=None):
+    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
+    parser.add_argument("--quick", action="store_true", help="10 MB, 2 rounds")
+    parser.add_argument("--mb", type=float, help="size of the file in MB (default 100)")
+    parser.add_argument("--repeat", type=int, help="rounds (default 5)")
+    parser.add_argument("--inner", type=int, default=2, help="runs per interpreter (2)")
+    parser.add_argument("--child", nargs=4, help=argparse.SUPPRESS)
+    args = parser.parse_args(argv)
+    if args.child:
+        return child(*args.child)
+    mb = args.mb or (10 if args.quick else 100)
+    repeat = args.repeat or (2 if args.quick else 5)
+    path = ensure(ROOT / "build" / "bench" / f"results-{mb:g}mb.xml", mb, 0)
+    cases = ["table", "machine"]
+    print(
+        f"python {sys.version.split()[0]}, {os.cpu_count()} cores, {mb:g} MB UTF-16, best of "
+        f"{repeat} interpreters x {args.inner} runs"
+    )
+    print("load average at start: {:.2f} {:.2f} {:.2f}".format(*os.getloadavg()))
+    best = {}
+    for _ in range(repeat):
+        for case in cases:
+            for threads in (1, 2):
+                run = run_child(case, path, threads, args.inner)
+                old = best.get((case, threads))
+                if old is not None:
+                    run["cpu"] = min(run["cpu"], old["cpu"])
+                    run["seconds"] = min(run["seconds"], old["seconds"])
+                best[case, threads] = run
+    print("load average at end:   {:.2f} {:.2f} {:.2f}".format(*os.getloadavg()))
+    size = path.stat().st_size
+    print(f"\n{'case':<10}{'1 thread':>12}{'2 threads':>12}{'ratio':>8}{'cpu 1':>9}{'cpu 2':>9}")
+    for case in cases:
+        one, two = best[case, 1], best[case, 2]
+        speedup = one["seconds"] / two["seconds"]
+        line = (
+            f"{case:<10}{one['seconds']:>11.3f}s{two['seconds']:>11.3f}s{speedup:>7.2f}x"
+            f"{one['cpu']:>8.3f}s{two['cpu']:>8.3f}s"
+        )
+        if case in TARGETS:
+            serial = max(0.0, 2 / speedup - 1)
+            eight = 1 / (serial + (1 - serial) / 8)
+            line += (
+                f"  {size / MB / one['seconds']:.0f} -> {size / MB / two['seconds']:.0f} MB/s; "
+                f"serial fraction {serial:.3f}, 8 cores {eight:.1f}x "
+                f"(target >= {TARGETS[case]}x: {'met' if speedup >= TARGETS[case] else 'NOT met'})"
+            )
+        print(line)
+
+
+if __name__ == "__main__":
+    main()
