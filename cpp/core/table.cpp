@@ -12,27 +12,36 @@
 
 namespace marlox::table {
 
+namespace {
+
+constexpr std::size_t kFirstChunkRows = 1024;
+
+}  // namespace
+
 Column::Column(std::string name, Type type, std::string unit, bool nullable)
     : name_(std::move(name)), type_(type), unit_(std::move(unit)), nullable_(nullable) {}
 
 // A new chunk has room for all its rows at once: what is never written is never touched (so
-// not resident), and nothing is copied while it fills.
+// not resident), and nothing is copied while it fills. The first chunk starts small and grows:
+// a table of a small file would otherwise take and give back megabytes of address space per
+// column, and threads reading many small files would queue for the process's memory map.
 Chunk &Column::room() {
     if (!chunks_.empty() && chunks_.back().size < kChunkRows) return chunks_.back();
+    const std::size_t rows = chunks_.empty() ? kFirstChunkRows : kChunkRows;
     Chunk c;
     switch (type_) {
         case Type::Int64:
-            c.i64.reserve(kChunkRows);
+            c.i64.reserve(rows);
             break;
         case Type::Int32:
         case Type::Text:
-            c.i32.reserve(kChunkRows);
+            c.i32.reserve(rows);
             break;
         case Type::Float64:
-            c.f64.reserve(kChunkRows);
+            c.f64.reserve(rows);
             break;
         case Type::Bool:
-            c.bits.reserve(kChunkRows / 8);
+            c.bits.reserve(rows / 8);
             break;
     }
     chunks_.push_back(std::move(c));
@@ -43,7 +52,7 @@ void Column::mark(Chunk &c, bool valid) {
     const std::size_t j = c.size;
     if (!valid && c.validity.empty()) {
         // The first missing value of the chunk: every earlier one was present.
-        c.validity.reserve(kChunkRows / 8);
+        c.validity.reserve((chunks_.size() == 1 ? kFirstChunkRows : kChunkRows) / 8);
         c.validity.assign((j >> 3) + 1, 0xff);
         c.validity.back() = (std::uint8_t)((1u << (j & 7)) - 1);
     }
