@@ -118,18 +118,24 @@ def test_generated_documents_read_in_pieces_as_in_one_pass(data):
     assert_pieces_agree(data)
 
 
+@pytest.mark.parametrize("source", ["path", "stream"])
 @pytest.mark.parametrize(
     "options",
     [{"sections": [3, 1]}, {"sections": [2, 9]}, {"families": "shear", "units": "engineering"}],
 )
-def test_a_file_in_pieces_filters_and_reports_as_in_one_pass(tmp_path, options):
+def test_a_file_in_pieces_filters_and_reports_as_in_one_pass(tmp_path, source, options):
     data = sample_document(sections=4, extremes=2)
     path = tmp_path / "r.xml"
-    path.write_bytes(data)
+    path.write_bytes(b"skipped" + data)
     reports = []
-    assert outcome(path, threads=3, progress=reports.append, **options) == outcome(
-        data, threads=1, **options
-    )
+    with path.open("rb") as stream:
+        stream.read(7)  # a stream is read from where it stands
+        given = stream if source == "stream" else path
+        if source == "path":
+            path.write_bytes(data)
+        read = outcome(given, threads=3, progress=reports.append, **options)
+        assert stream.tell() == (7 if source == "path" else len(data) + 7)
+    assert read == outcome(data, threads=1, **options)
     assert sum(reports) == len(data)
 
 
@@ -141,8 +147,11 @@ def test_a_file_in_pieces_filters_and_reports_as_in_one_pass(tmp_path, options):
     ],
     ids=["modified", "grown"],
 )
-def test_a_file_that_changes_while_read_in_pieces_is_refused(tmp_path, change):
+@pytest.mark.parametrize("source", ["path", "stream"])
+def test_a_file_that_changes_while_read_in_pieces_is_refused(tmp_path, change, source):
     path = tmp_path / "r.xml"
     path.write_bytes(sample_document(sections=4, extremes=1))
-    with pytest.raises(RuntimeError, match="changed while it was read in pieces"):
-        check_table(path, threads=2, progress=lambda n: change(path))
+    with path.open("rb") as stream, pytest.raises(RuntimeError, match="changed while it was read"):
+        check_table(
+            stream if source == "stream" else path, threads=2, progress=lambda n: change(path)
+        )

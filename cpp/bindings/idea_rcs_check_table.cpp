@@ -300,13 +300,15 @@ void report(const nb::object &progress, Py_ssize_t bytes) {
     nb::object r = steal_or_throw(PyObject_CallOneArg(progress.ptr(), n.ptr()));
 }
 
-// Read `stream` to its end into the scan; a `shared` stream (the caller's) may not be read by
-// another scan meanwhile.
+// Read `stream` to its end into the scan; a stream of the caller's is `used` by this scan only
+// (null: a stream of the scan's own). The first `reported` bytes were reported before (by
+// pieces read side by side).
 void scan_stream(Scan &scan, const nb::object &stream, const nb::object &progress,
-                 bool shared = false) {
+                 StreamUse *used = nullptr, std::uint64_t reported = 0) {
     nb::object size = steal_or_throw(PyLong_FromSsize_t(kReadSize));
-    StreamUse use;
-    if (shared) use.begin(stream);
+    StreamUse own;
+    StreamUse &use = used != nullptr ? *used : own;
+    std::uint64_t read = 0;
     for (;;) {
         nb::object data = use.use([&] {
             return steal_or_throw(
@@ -316,7 +318,11 @@ void scan_stream(Scan &scan, const nb::object &stream, const nb::object &progres
         if (len < 0) throw_python();
         if (len == 0) break;
         scan.feed(data.ptr(), false);
-        report(progress, len);
+        read += (std::uint64_t)len;
+        if (read > reported) {
+            report(progress,
+                   (Py_ssize_t)std::min<std::uint64_t>((std::uint64_t)len, read - reported));
+        }
     }
     scan.feed(nullptr, true);
 }
@@ -424,11 +430,14 @@ void scan_raw(Scan &scan, RawSource source, const nb::object &progress,
     }
 }
 
-// A file object that `open()` made and nothing has read yet: its descriptor, or -1.
-int fresh_descriptor(const nb::object &f) {
+// The descriptor of a file object that reads a file of its own (a buffered reader as open()
+// makes it, or with `raw_too` also an unbuffered one), or -1.
+int descriptor_of(const nb::object &f, bool raw_too) {
     nb::object io = steal_or_throw(PyImport_ImportModule("io"));
     nb::object buffered = steal_or_throw(PyObject_GetAttrString(io.ptr(), "BufferedReader"));
-    if ((PyObject *)Py_TYPE(f.ptr()) != buffered.ptr()) return -1;
+    nb::object raw = steal_or_throw(PyObject_GetAttrString(io.ptr(), "FileIO"));
+    PyObject *type = (PyObject *)Py_TYPE(f.ptr());
+    if (type != buffered.ptr() && !(raw_too && type == raw.ptr())) return -1;
     nb::object fd = steal_or_throw(PyObject_CallMethod(f.ptr(), "fileno", nullptr));
     const long v = PyLong_AsLong(fd.ptr());
     if (v == -1 && PyErr_Occurred()) throw_python();
@@ -600,17 +609,17 @@ void join_pieces(Scan &scan, std::vector<TableScan> &pieces) {
     }
 }
 
-// Read a document of `size` bytes, through `read` on several threads when it is large enough
-// (and `raw` on one otherwise, or when a piece did not read as a document of its own).
-void scan_document(Scan &scan, const ScanSetup &setup, const ReadAt &read, std::uint64_t size,
-                   int threads, RawSource raw, const nb::object &progress,
-                   const std::function<bool()> &unchanged) {
+// Read a document of `size` bytes through `read` on several threads when it is large enough;
+// else, or when a piece did not read as a document of its own, `one_pass(reported)` reads it
+// (the first `reported` bytes reported already). True when the pieces made the table.
+bool scan_document(Scan &scan, const ScanSetup &setup, const ReadAt &read, std::uint64_t size,
+                   int threads, const nb::object &progress, const std::function<bool()> &unchanged,
+                   const std::function<void(std::uint64_t)> &one_pass) {
     SplitPlan plan;
-    bool planned;
-    {
+    bool planned = false;
+    if (threads > 1 && size >= 2 * g_min_piece.load()) {
         nb::gil_scoped_release release;
-        planned = threads > 1 &&
-                  marlox::results::plan_split(read, size, threads, g_min_piece.load(), plan);
+        planned = marlox::results::plan_split(read, size, threads, g_min_piece.load(), plan);
     }
     std::uint64_t reported = 0;
     if (planned) {
@@ -619,10 +628,11 @@ void scan_document(Scan &scan, const ScanSetup &setup, const ReadAt &read, std::
         if (!unchanged()) raise_changed();
         if (whole) {
             join_pieces(scan, pieces);
-            return;
+            return true;
         }
     }
-    scan_raw(scan, std::move(raw), progress, reported);
+    one_pass(reported);
+    return false;
 }
 
 // Reads of a descriptor at an offset, and of bytes in memory.
@@ -653,26 +663,69 @@ ReadAt memory_reads(const char *data, std::uint64_t size) {
 
 void scan_opened(Scan &scan, const ScanSetup &setup, const nb::object &f, int threads,
                  const nb::object &progress) {
-    const int fd = fresh_descriptor(f);
+    const int fd = descriptor_of(f, false);
     if (fd < 0) return scan_stream(scan, f, progress);
     FileStamp before;
-#ifdef _WIN32
-    const bool regular = false;
-#else
-    const bool regular = threads > 1 && file_stamp(fd, before);
-#endif
-    if (!regular) return scan_raw(scan, RawSource::descriptor(fd), progress);
-    scan_document(scan, setup, descriptor_reads(fd), before.size, threads,
-                  RawSource::descriptor(fd), progress, [&] {
-                      FileStamp after;
-                      return file_stamp(fd, after) && after == before;
-                  });
+    if (threads < 2 || !file_stamp(fd, before)) {
+        return scan_raw(scan, RawSource::descriptor(fd), progress);
+    }
+    scan_document(
+        scan, setup, descriptor_reads(fd), before.size, threads, progress,
+        [&] {
+            FileStamp after;
+            return file_stamp(fd, after) && after == before;
+        },
+        [&](std::uint64_t reported) {
+            scan_raw(scan, RawSource::descriptor(fd), progress, reported);
+        });
+}
+
+// The caller's stream, read from where it stands: a file's on several threads (and left at its
+// end, as a read to the end leaves it), anything else through its read().
+void scan_caller_stream(Scan &scan, const ScanSetup &setup, const nb::object &stream, int threads,
+                        const nb::object &progress) {
+    StreamUse use;
+    use.begin(stream);
+    const int fd = threads > 1 ? descriptor_of(stream, true) : -1;
+    FileStamp before;
+    if (fd >= 0 && file_stamp(fd, before)) {
+        nb::object at = use.use(
+            [&] { return steal_or_throw(PyObject_CallMethod(stream.ptr(), "tell", nullptr)); });
+        const unsigned long long start = PyLong_AsUnsignedLongLong(at.ptr());
+        if (start == (unsigned long long)-1 && PyErr_Occurred()) throw_python();
+        if (start < before.size) {
+            const ReadAt whole = descriptor_reads(fd);
+            const ReadAt from_start = [whole, start](std::uint64_t offset, char *into,
+                                                     std::size_t n) {
+                return whole(start + offset, into, n);
+            };
+            const bool pieces = scan_document(
+                scan, setup, from_start, before.size - start, threads, progress,
+                [&] {
+                    FileStamp after;
+                    return file_stamp(fd, after) && after == before;
+                },
+                [&](std::uint64_t reported) {
+                    scan_stream(scan, stream, progress, &use, reported);
+                });
+            if (pieces) {
+                use.use([&] {
+                    return steal_or_throw(PyObject_CallMethod(stream.ptr(), "seek", "ii", 0, 2));
+                });
+            }
+            return;
+        }
+    }
+    scan_stream(scan, stream, progress, &use);
 }
 
 void scan_memory(Scan &scan, const ScanSetup &setup, const char *data, std::size_t size,
                  int threads, const nb::object &progress) {
-    scan_document(scan, setup, memory_reads(data, size), size, threads,
-                  RawSource::memory(data, size), progress, [] { return true; });
+    scan_document(
+        scan, setup, memory_reads(data, size), size, threads, progress, [] { return true; },
+        [&](std::uint64_t reported) {
+            scan_raw(scan, RawSource::memory(data, size), progress, reported);
+        });
 }
 
 // The threads to read one document on: None for the processors this process may run on.
@@ -775,7 +828,7 @@ nb::object check_table(nb::handle source, nb::handle model_arg, nb::handle secti
 
     PyObject *src = source.ptr();
     if (PyObject_HasAttrString(src, "read")) {
-        scan_stream(scan, nb::borrow(source), progress, true);
+        scan_caller_stream(scan, setup, nb::borrow(source), threads, progress);
     } else if (PyObject_HasAttrString(src, "open_binary")) {
         Closer closer{steal_or_throw(PyObject_CallMethod(src, "open_binary", nullptr))};
         scan_opened(scan, setup, closer.f, threads, progress);

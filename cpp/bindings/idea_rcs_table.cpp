@@ -112,9 +112,10 @@ by side).
 :param units: "SI" (as the file: N, N·m) or "engineering" (kN, kN·m); unity checks are
     unitless either way.
 :param progress: called with the number of bytes read, after each piece of the file.
-:param threads: the threads that read one large file (a path, a ``File`` or bytes of several
-    MB) side by side, each a part of it between two sections: None for the processors this
-    process may run on, 1 to read it in one pass. The table, and any error, are the same.
+:param threads: the threads that read one large file (a path, a ``File``, a file opened for
+    binary reading, or bytes; of several MB) side by side, each a part of it between two
+    sections: None for the processors this process may run on, 1 to read it in one pass. The
+    table, and any error, are the same.
 :raises xml.etree.ElementTree.ParseError: for a file that is not well-formed XML, as the
     streaming parser raises it for the same bytes.
 :raises ValueError: for an unknown family or units, a value that is not a number, an
