@@ -1,0 +1,316 @@
+// One result file's check table on several threads: the file cut into pieces that parse on
+// their own (core/result_split.hpp), each piece's scan on a thread of its own without the
+// interpreter lock, the tables joined in document order; the whole file read in one pass
+// instead when any piece did not read as a document of its own.
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+#include "bindings/idea_rcs_table.hpp"
+#include "bindings/idea_rcs_table_scan.hpp"
+#include "core/result_split.hpp"
+
+namespace marlox::py::results::table_scan {
+
+namespace {
+
+// The descriptor of a file object that reads a file of its own (a buffered reader as open()
+// makes it, or with `raw_too` also an unbuffered one), or -1.
+int descriptor_of(const nb::object &f, bool raw_too) {
+    nb::object io = steal_or_throw(PyImport_ImportModule("io"));
+    nb::object buffered = steal_or_throw(PyObject_GetAttrString(io.ptr(), "BufferedReader"));
+    nb::object raw = steal_or_throw(PyObject_GetAttrString(io.ptr(), "FileIO"));
+    PyObject *type = (PyObject *)Py_TYPE(f.ptr());
+    if (type != buffered.ptr() && !(raw_too && type == raw.ptr())) return -1;
+    nb::object fd = steal_or_throw(PyObject_CallMethod(f.ptr(), "fileno", nullptr));
+    const long v = PyLong_AsLong(fd.ptr());
+    if (v == -1 && PyErr_Occurred()) throw_python();
+    return (int)v;
+}
+
+using marlox::results::PieceEnd;
+using marlox::results::ReadAt;
+using marlox::results::SplitPlan;
+
+// A piece is at least this large: below twice as much a document is read as one. (Tests set it
+// lower, to cut small documents.)
+std::atomic<std::uint64_t> g_min_piece{2u << 20};
+
+// The size and modification time of an open file, to tell whether it changed while read.
+struct FileStamp {
+    std::uint64_t size = 0;
+    long long mtime_s = 0, mtime_ns = 0;
+    bool operator==(const FileStamp &o) const {
+        return size == o.size && mtime_s == o.mtime_s && mtime_ns == o.mtime_ns;
+    }
+};
+
+bool file_stamp(int fd, FileStamp &out) {
+    struct stat st{};
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) return false;
+    out.size = (std::uint64_t)st.st_size;
+    out.mtime_s = (long long)st.st_mtime;
+#if defined(__linux__)
+    out.mtime_ns = (long long)st.st_mtim.tv_nsec;
+#endif
+    return true;
+}
+
+[[noreturn]] void raise_changed() {
+    raise_builtin(PyExc_RuntimeError,
+                  "the result file changed while it was read in pieces: its table would mix "
+                  "two versions of it (read it again once it is written)");
+}
+
+// The pieces of a planned document, each scanned on a thread of its own without the interpreter
+// lock; the calling thread reports progress and lets signals through meanwhile. True with the
+// pieces' scans when every piece read as a document of its own; false when the document must
+// be read as one (the whole document's read then decides what is raised).
+bool scan_pieces(const SplitPlan &plan, const ReadAt &read, const ScanSetup &setup,
+                 const nb::object &progress, std::vector<TableScan> &scans,
+                 std::uint64_t &reported) {
+    const std::size_t n = plan.cuts.size();
+    scans.clear();
+    for (std::size_t k = 0; k < n; ++k) scans.push_back(setup.make());
+    std::vector<PieceEnd> ends(n, PieceEnd::Failed);
+    std::vector<Status> statuses(n, Status::Ok);
+    std::atomic<bool> cancel{false};
+    std::atomic<std::uint64_t> done{0};
+    std::mutex mutex;
+    std::condition_variable finished_cv;
+    std::size_t finished = 0;
+    std::vector<std::thread> threads;
+    const auto work = [&](std::size_t k) {
+        PieceEnd end = PieceEnd::Failed;
+        try {
+            TableScan &scan = scans[k];
+            Status &status = statuses[k];
+            end = marlox::results::feed_piece(
+                plan, k, read, (std::size_t)kReadSize,
+                [&](const char *data, std::size_t len, bool final) {
+                    status = scan.feed(data, len, final);
+                    return status == Status::Ok;
+                },
+                cancel, done);
+        } catch (...) {
+            end = PieceEnd::Failed;
+        }
+        // A piece that failed settles it: the others need not go on.
+        if (end != PieceEnd::Done) cancel = true;
+        std::lock_guard<std::mutex> lock(mutex);
+        ends[k] = end;
+        ++finished;
+        finished_cv.notify_all();
+    };
+    const auto join = [&] {
+        nb::gil_scoped_release release;
+        for (std::thread &t : threads) t.join();
+    };
+    try {
+        nb::gil_scoped_release release;
+        for (std::size_t k = 0; k < n; ++k) threads.emplace_back(work, k);
+    } catch (...) {
+        cancel = true;
+        join();
+        throw;
+    }
+    for (;;) {
+        bool all = false;
+        {
+            nb::gil_scoped_release release;
+            std::unique_lock<std::mutex> lock(mutex);
+            all = finished_cv.wait_for(lock, std::chrono::milliseconds(50),
+                                       [&] { return finished == n; });
+        }
+        if (PyErr_CheckSignals() != 0) {
+            cancel = true;
+            join();
+            throw_python();
+        }
+        const std::uint64_t now = done.load();
+        if (now > reported && !progress.is_none()) {
+            try {
+                report(progress, (Py_ssize_t)(now - reported));
+            } catch (...) {
+                cancel = true;
+                join();
+                throw;
+            }
+        }
+        reported = std::max(reported, now);
+        if (all) break;
+    }
+    join();
+    for (std::size_t k = 0; k < n; ++k) {
+        if (ends[k] == PieceEnd::Changed) raise_changed();
+    }
+    for (std::size_t k = 0; k < n; ++k) {
+        if (ends[k] != PieceEnd::Done || statuses[k] != Status::Ok) return false;
+    }
+    return true;
+}
+
+// The pieces' tables and findings as one scan's: rows in document order.
+void join_pieces(Scan &scan, std::vector<TableScan> &pieces) {
+    auto &filter = scan.core.filter();
+    std::vector<Table> checks, overall;
+    for (TableScan &piece : pieces) {
+        const auto &seen = piece.filter().seen;
+        for (std::size_t i = 0; i < seen.size(); ++i) {
+            if (seen[i]) filter.seen[i] = true;
+        }
+        checks.push_back(piece.builder().take_checks());
+        overall.push_back(piece.builder().take_overall());
+    }
+    nb::gil_scoped_release release;
+    scan.joined = true;
+    const unsigned threads = (unsigned)pieces.size();
+    scan.checks = marlox::table::concatenate(std::move(checks), threads);
+    scan.overall = marlox::table::concatenate(std::move(overall), threads);
+    for (TableScan &piece : pieces) {
+        const auto &m = piece.builder().mismatch();
+        auto &into = scan.mismatch;
+        into.missing_sections.insert(into.missing_sections.end(), m.missing_sections.begin(),
+                                     m.missing_sections.end());
+        into.extra_extremes.insert(into.extra_extremes.end(), m.extra_extremes.begin(),
+                                   m.extra_extremes.end());
+    }
+}
+
+// Read a document of `size` bytes through `read` on several threads when it is large enough;
+// else, or when a piece did not read as a document of its own, `one_pass(reported)` reads it
+// (the first `reported` bytes reported already). True when the pieces made the table.
+bool scan_document(Scan &scan, const ScanSetup &setup, const ReadAt &read, std::uint64_t size,
+                   int threads, const nb::object &progress, const std::function<bool()> &unchanged,
+                   const std::function<void(std::uint64_t)> &one_pass) {
+    SplitPlan plan;
+    bool planned = false;
+    if (threads > 1 && size >= 2 * g_min_piece.load()) {
+        nb::gil_scoped_release release;
+        planned = marlox::results::plan_split(read, size, threads, g_min_piece.load(), plan);
+    }
+    std::uint64_t reported = 0;
+    if (planned) {
+        std::vector<TableScan> pieces;
+        const bool whole = scan_pieces(plan, read, setup, progress, pieces, reported);
+        if (!unchanged()) raise_changed();
+        if (whole) {
+            join_pieces(scan, pieces);
+            return true;
+        }
+    }
+    one_pass(reported);
+    return false;
+}
+
+// Reads of a descriptor at an offset, and of bytes in memory.
+ReadAt descriptor_reads(int fd) {
+    return [fd](std::uint64_t offset, char *into, std::size_t n) -> long long {
+#ifdef _WIN32
+        (void)fd, (void)offset, (void)into, (void)n;
+        errno = ENOSYS;
+        return -1;
+#else
+        for (;;) {
+            const ssize_t r = ::pread(fd, into, n, (off_t)offset);
+            if (r < 0 && errno == EINTR) continue;
+            return (long long)r;
+        }
+#endif
+    };
+}
+
+ReadAt memory_reads(const char *data, std::uint64_t size) {
+    return [data, size](std::uint64_t offset, char *into, std::size_t n) -> long long {
+        if (offset >= size) return 0;
+        const std::size_t m = (std::size_t)std::min<std::uint64_t>(n, size - offset);
+        std::memcpy(into, data + offset, m);
+        return (long long)m;
+    };
+}
+
+}  // namespace
+
+void scan_opened(Scan &scan, const ScanSetup &setup, const nb::object &f, int threads,
+                 const nb::object &progress) {
+    const int fd = descriptor_of(f, false);
+    if (fd < 0) return scan_stream(scan, f, progress);
+    FileStamp before;
+    if (threads < 2 || !file_stamp(fd, before)) {
+        return scan_raw(scan, RawSource::descriptor(fd), progress);
+    }
+    scan_document(
+        scan, setup, descriptor_reads(fd), before.size, threads, progress,
+        [&] {
+            FileStamp after;
+            return file_stamp(fd, after) && after == before;
+        },
+        [&](std::uint64_t reported) {
+            scan_raw(scan, RawSource::descriptor(fd), progress, reported);
+        });
+}
+
+// The caller's stream, read from where it stands: a file's on several threads (and left at its
+// end, as a read to the end leaves it), anything else through its read().
+void scan_caller_stream(Scan &scan, const ScanSetup &setup, const nb::object &stream, int threads,
+                        const nb::object &progress) {
+    StreamUse use;
+    use.begin(stream);
+    const int fd = threads > 1 ? descriptor_of(stream, true) : -1;
+    FileStamp before;
+    if (fd >= 0 && file_stamp(fd, before)) {
+        nb::object at = use.use(
+            [&] { return steal_or_throw(PyObject_CallMethod(stream.ptr(), "tell", nullptr)); });
+        const unsigned long long start = PyLong_AsUnsignedLongLong(at.ptr());
+        if (start == (unsigned long long)-1 && PyErr_Occurred()) throw_python();
+        if (start < before.size) {
+            const ReadAt whole = descriptor_reads(fd);
+            const ReadAt from_start = [whole, start](std::uint64_t offset, char *into,
+                                                     std::size_t n) {
+                return whole(start + offset, into, n);
+            };
+            const bool pieces = scan_document(
+                scan, setup, from_start, before.size - start, threads, progress,
+                [&] {
+                    FileStamp after;
+                    return file_stamp(fd, after) && after == before;
+                },
+                [&](std::uint64_t reported) {
+                    scan_stream(scan, stream, progress, &use, reported);
+                });
+            if (pieces) {
+                use.use([&] {
+                    return steal_or_throw(PyObject_CallMethod(stream.ptr(), "seek", "ii", 0, 2));
+                });
+            }
+            return;
+        }
+    }
+    scan_stream(scan, stream, progress, &use);
+}
+
+void scan_memory(Scan &scan, const ScanSetup &setup, const char *data, std::size_t size,
+                 int threads, const nb::object &progress) {
+    scan_document(
+        scan, setup, memory_reads(data, size), size, threads, progress, [] { return true; },
+        [&](std::uint64_t reported) {
+            scan_raw(scan, RawSource::memory(data, size), progress, reported);
+        });
+}
+
+}  // namespace marlox::py::results::table_scan
+
+namespace marlox::py::results {
+
+std::uint64_t set_min_piece(std::uint64_t bytes) {
+    return table_scan::g_min_piece.exchange(std::max<std::uint64_t>(bytes, 1));
+}
+
+}  // namespace marlox::py::results
