@@ -1,15 +1,17 @@
-"""One result file's check table read in pieces on several threads: the table, and any error
-with the sections before it, are those of the same file read in one pass, whatever the cuts
-fall on; a file that changes meanwhile is refused."""
+"""One result file read in pieces on several threads, into its check table or its whole tree:
+the table or the tree, and any error with the sections before it, are those of the same file
+read in one pass, whatever the cuts fall on; a file that changes meanwhile is refused."""
 
+import io
 import os
+import xml.etree.ElementTree as ET
 
 import pytest
 from hypothesis import HealthCheck, given, settings
 from result_documents import documents, sample_document
 from test_results_bad_input import BROKEN, chunk_boundary_documents
 
-from marlox.external.idea_rcs import check_table, idea_rcs
+from marlox.external.idea_rcs import OutputFileParser, check_table, idea_rcs
 
 FALSE_CUT = "<SectionConcreteCheckResult><SectionId>99</SectionId></SectionConcreteCheckResult>"
 SAMPLE = sample_document(sections=3, extremes=1).decode("utf-16")
@@ -49,10 +51,28 @@ def outcome(source, **options):
         return type(e), str(e), getattr(e, "code", None), getattr(e, "position", None)
 
 
+ACCESSORS = ("capacity", "shear", "crack_width", "detailing", "stress_limitation", "fatigue")
+
+
+def whole_outcome(data, threads):
+    """The tree as text, its ids and what every accessor reads; or the error and its cause."""
+    try:
+        parser = OutputFileParser(io.BytesIO(data), threads=threads)
+        ids = parser.section_ids
+        read = [repr(getattr(parser, f"{a}_results")(i)) for i in ids[:3] for a in ACCESSORS]
+        return ET.tostring(parser._root), ids, read
+    except Exception as e:  # noqa: BLE001 - the exception is the result compared
+        cause = e.__cause__
+        return type(e), str(e), type(cause), str(cause), getattr(cause, "position", None)
+
+
 def assert_pieces_agree(data, **options):
     one = outcome(data, threads=1, **options)
+    whole = whole_outcome(data, threads=1) if not options else None
     for threads in (2, 5):
         assert outcome(data, threads=threads, **options) == one, threads
+        if whole is not None:
+            assert whole_outcome(data, threads) == whole, threads
     return one
 
 
@@ -70,6 +90,9 @@ CUTS = {
         (ROOT, ROOT + "<a>"),
         (SECOND, '</a><a xmlns="urn:other">' + SECOND),
         ("</Array", "</a></Array"),
+    ),
+    "a container with more after it": variant(
+        (ROOT, ROOT + "<Note/><a>\r\n"), ("</Array", "</a> tail <After>x</After>\r\n</Array")
     ),
     "comment before the first section": variant((ROOT, ROOT + "<!-- x -->")),
     "an attribute holding a >": variant((ROOT, ROOT[:-1] + ' a=">">')),

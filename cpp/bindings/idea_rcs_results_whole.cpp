@@ -1,8 +1,12 @@
 // OutputFileParser: the whole document parsed at once, every query answered from memory.
 #include "bindings/idea_rcs_results_check_section.hpp"
+
+#include <cstring>
+#include "bindings/idea_rcs_pieces.hpp"
 #include "bindings/idea_rcs_results_expat.hpp"
 #include "bindings/translate.hpp"
 #include "core/error.hpp"
+#include "core/result_split.hpp"
 
 namespace marlox::py::results {
 
@@ -78,6 +82,71 @@ nb::object et_element_to_dict(const nb::object &e, int frames) {
         for_each_child(n, [&](const EtNode &c) { children.push_back(c); });
         return children;
     });
+}
+
+// The child of `id` at `index` (from 0), or kNoNode.
+NodeId nth_child(const Dom &d, NodeId id, std::size_t index) {
+    NodeId c = d.node(id).first_child;
+    for (; c != kNoNode && index > 0; --index) c = d.node(c).next_sibling;
+    return c;
+}
+
+// The whole tree of a document of `size` bytes read in pieces on `threads` threads, made one in
+// the first piece's scanner; null when the document is not cut or a piece did not read as a
+// document of its own (the document is then read as one, which decides what is raised).
+std::unique_ptr<Scanner> whole_in_pieces(const char *data, std::size_t size, int threads) {
+    using namespace table_scan;
+    marlox::results::SplitPlan plan;
+    const marlox::results::ReadAt read = [data, size](std::uint64_t offset, char *into,
+                                                      std::size_t n) -> long long {
+        if (offset >= size) return 0;
+        const std::size_t m = (std::size_t)std::min<std::uint64_t>(n, size - offset);
+        std::memcpy(into, data + offset, m);
+        return (long long)m;
+    };
+    {
+        nb::gil_scoped_release release;
+        if (!marlox::results::plan_split(read, size, threads, min_piece(), plan)) return nullptr;
+    }
+    std::vector<std::unique_ptr<Scanner>> scanners;
+    for (std::size_t k = 0; k < plan.cuts.size(); ++k) scanners.push_back(new_scanner(true));
+    std::uint64_t reported = 0;
+    const bool whole = run_pieces(
+        plan, read,
+        [&](std::size_t k, const char *piece, std::size_t len, bool final) {
+            return scanners[k]->feed(piece, (int)len, final);
+        },
+        nb::none(), reported);
+    if (!whole) return nullptr;
+    nb::gil_scoped_release release;
+    // The elements open at the first section, outermost first, in each piece's tree: each the
+    // last child of the one before in the head.
+    const std::size_t depth = plan.head_children.size();
+    const auto chain = [&](const Dom &d, NodeId root) {
+        std::vector<NodeId> open{root};
+        for (std::size_t i = 0; i + 1 < depth; ++i) {
+            open.push_back(nth_child(d, open.back(), plan.head_children[i] - 1));
+        }
+        return open;
+    };
+    Dom &into = scanners[0]->dom();
+    const std::vector<NodeId> to = chain(into, scanners[0]->builder().root());
+    for (std::size_t k = 1; k < scanners.size(); ++k) {
+        const Dom &from = scanners[k]->dom();
+        const std::vector<NodeId> of = chain(from, scanners[k]->builder().root());
+        const bool last = k + 1 == scanners.size();
+        into.graft(to[depth - 1], from,
+                   nth_child(from, of[depth - 1], plan.head_children[depth - 1]));
+        into.adopt(to[depth - 1], from, of[depth - 1], false);
+        // The last piece closes the open elements: what follows each in its parent is its.
+        for (std::size_t i = depth - 1; last && i > 0; --i) {
+            into.adopt(to[i], from, of[i], true);
+            into.graft(to[i - 1], from, from.node(of[i]).next_sibling);
+            into.adopt(to[i - 1], from, of[i - 1], false);
+        }
+    }
+    for (auto &s : scanners) s->close();
+    return std::move(scanners[0]);
 }
 
 }  // namespace
@@ -218,13 +287,27 @@ void bind_whole_parser(nb::module_ &m) {
     whole
         .def(
             "__init__",
-            [](WholeParser *self, nb::object xml_file) {
+            [](WholeParser *self, nb::object xml_file, nb::handle threads_arg) {
+                const int threads = table_scan::threads_argument(threads_arg);
                 nb::object getvalue =
                     steal_or_throw(PyObject_GetAttrString(xml_file.ptr(), "getvalue"));
                 nb::object content = steal_or_throw(PyObject_CallNoArgs(getvalue.ptr()));
-                auto doc = std::make_shared<DocState>(new_scanner(true), false);
-                bool ok = feed_object(*doc, content.ptr(), false);
-                if (ok) ok = feed_object(*doc, nullptr, true);
+                std::unique_ptr<Scanner> pieces;
+                const Py_ssize_t size =
+                    PyBytes_CheckExact(content.ptr()) ? PyBytes_GET_SIZE(content.ptr()) : 0;
+                if (threads > 1 && (std::uint64_t)size >= 2 * table_scan::min_piece()) {
+                    pieces = whole_in_pieces(PyBytes_AS_STRING(content.ptr()), (std::size_t)size,
+                                             threads);
+                }
+                bool ok = true;
+                std::shared_ptr<DocState> doc;
+                if (pieces) {
+                    doc = std::make_shared<DocState>(std::move(pieces), false);
+                } else {
+                    doc = std::make_shared<DocState>(new_scanner(true), false);
+                    ok = feed_object(*doc, content.ptr(), false);
+                    if (ok) ok = feed_object(*doc, nullptr, true);
+                }
                 doc->scanner->close();
                 if (!ok) {
                     nb::object cause = parse_error_object(doc->scanner->failure());
@@ -236,8 +319,13 @@ void bind_whole_parser(nb::module_ &m) {
                 p->doc = std::move(doc);
                 p->root_node = p->doc->scanner->builder().root();
             },
-            "xml_file"_a.none(),
-            nb::sig("def __init__(self, xml_file: io.StringIO | io.BytesIO) -> None"))
+            "xml_file"_a.none(), nb::kw_only(), "threads"_a.none() = nb::none(),
+            nb::sig("def __init__(self, xml_file: io.StringIO | io.BytesIO, *, threads: int | "
+                    "None = None) -> None"),
+            "Parse the whole result file.\n\n"
+            ":param threads: the threads that parse a large file (bytes of several MB) side by "
+            "side, each a part of it between two check sections: None for the processors this "
+            "process may run on, 1 for one pass. The tree, and any error, are the same.")
         .def_prop_rw(
             "_root", [](WholeParser &p) { return p.root_element(); },
             [](WholeParser &p, nb::object v) { p.root = std::move(v); }, nb::arg("value").none())

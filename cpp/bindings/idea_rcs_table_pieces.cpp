@@ -13,6 +13,7 @@
 #include <mutex>
 #include <thread>
 
+#include "bindings/idea_rcs_pieces.hpp"
 #include "bindings/idea_rcs_table.hpp"
 #include "bindings/idea_rcs_table_scan.hpp"
 #include "core/result_split.hpp"
@@ -69,18 +70,12 @@ bool file_stamp(int fd, FileStamp &out) {
                   "two versions of it (read it again once it is written)");
 }
 
-// The pieces of a planned document, each scanned on a thread of its own without the interpreter
-// lock; the calling thread reports progress and lets signals through meanwhile. True with the
-// pieces' scans when every piece read as a document of its own; false when the document must
-// be read as one (the whole document's read then decides what is raised).
-bool scan_pieces(const SplitPlan &plan, const ReadAt &read, const ScanSetup &setup,
-                 const nb::object &progress, std::vector<TableScan> &scans,
-                 std::uint64_t &reported) {
+}  // namespace
+
+bool run_pieces(const SplitPlan &plan, const ReadAt &read, const PieceFeed &feed,
+                const nb::object &progress, std::uint64_t &reported) {
     const std::size_t n = plan.cuts.size();
-    scans.clear();
-    for (std::size_t k = 0; k < n; ++k) scans.push_back(setup.make());
     std::vector<PieceEnd> ends(n, PieceEnd::Failed);
-    std::vector<Status> statuses(n, Status::Ok);
     std::atomic<bool> cancel{false};
     std::atomic<std::uint64_t> done{0};
     std::mutex mutex;
@@ -90,13 +85,10 @@ bool scan_pieces(const SplitPlan &plan, const ReadAt &read, const ScanSetup &set
     const auto work = [&](std::size_t k) {
         PieceEnd end = PieceEnd::Failed;
         try {
-            TableScan &scan = scans[k];
-            Status &status = statuses[k];
             end = marlox::results::feed_piece(
                 plan, k, read, (std::size_t)kReadSize,
                 [&](const char *data, std::size_t len, bool final) {
-                    status = scan.feed(data, len, final);
-                    return status == Status::Ok;
+                    return feed(k, data, len, final);
                 },
                 cancel, done);
         } catch (...) {
@@ -152,9 +144,29 @@ bool scan_pieces(const SplitPlan &plan, const ReadAt &read, const ScanSetup &set
         if (ends[k] == PieceEnd::Changed) raise_changed();
     }
     for (std::size_t k = 0; k < n; ++k) {
-        if (ends[k] != PieceEnd::Done || statuses[k] != Status::Ok) return false;
+        if (ends[k] != PieceEnd::Done) return false;
     }
     return true;
+}
+
+std::uint64_t min_piece() { return g_min_piece.load(); }
+
+namespace {
+
+// The pieces of a planned document, each scanned on a thread of its own without the interpreter
+// lock. True with the pieces' scans when every piece read as a document of its own; false when
+// the document must be read as one (the whole document's read then decides what is raised).
+bool scan_pieces(const SplitPlan &plan, const ReadAt &read, const ScanSetup &setup,
+                 const nb::object &progress, std::vector<TableScan> &scans,
+                 std::uint64_t &reported) {
+    scans.clear();
+    for (std::size_t k = 0; k < plan.cuts.size(); ++k) scans.push_back(setup.make());
+    return run_pieces(
+        plan, read,
+        [&](std::size_t k, const char *data, std::size_t len, bool final) {
+            return scans[k].feed(data, len, final) == Status::Ok;
+        },
+        progress, reported);
 }
 
 // The pieces' tables and findings as one scan's: rows in document order.

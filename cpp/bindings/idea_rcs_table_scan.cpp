@@ -131,4 +131,32 @@ void scan_raw(Scan &scan, RawSource source, const nb::object &progress, std::uin
     }
 }
 
+int threads_argument(nb::handle threads) {
+    if (threads.is_none()) {
+        nb::object os = steal_or_throw(PyImport_ImportModule("os"));
+        if (PyObject_HasAttrString(os.ptr(), "sched_getaffinity")) {
+            nb::object cpus =
+                steal_or_throw(PyObject_CallMethod(os.ptr(), "sched_getaffinity", "i", 0));
+            const Py_ssize_t n = PyObject_Length(cpus.ptr());
+            if (n < 0) throw_python();
+            return (int)std::max<Py_ssize_t>(1, std::min<Py_ssize_t>(n, 256));
+        }
+        nb::object n = steal_or_throw(PyObject_CallMethod(os.ptr(), "cpu_count", nullptr));
+        return n.is_none() ? 1 : (int)std::clamp<long>(PyLong_AsLong(n.ptr()), 1, 256);
+    }
+    if (PyBool_Check(threads.ptr()) || !PyLong_Check(threads.ptr())) {
+        raise_formatted(PyExc_TypeError, "threads must be an int, not %s",
+                        Py_TYPE(threads.ptr())->tp_name);
+    }
+    const long n = PyLong_AsLong(threads.ptr());
+    if (n == -1 && PyErr_Occurred()) throw_python();
+    if (n < 1) {
+        nb::object shown = steal_or_throw(PyObject_Repr(threads.ptr()));
+        const std::string message =
+            "threads must be at least 1, not " + nb::cast<std::string>(shown);
+        raise_builtin(PyExc_ValueError, message.c_str());
+    }
+    return (int)std::min<long>(n, 256);
+}
+
 }  // namespace marlox::py::results::table_scan

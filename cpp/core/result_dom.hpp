@@ -108,6 +108,12 @@ class Dom {
     // The same, passing over the subtree of `at`.
     NodeId next_after_subtree(NodeId top, NodeId at) const noexcept;
 
+    // Trees of one document read in pieces made one (core/result_graft.cpp): the sibling chain
+    // from `first` in `from`, each with its subtree, appended to the children of `parent`; the
+    // flags of `of` in `from` added to those of `to` (`tail_too`: and its tail made that of `to`).
+    void graft(NodeId parent, const Dom &from, NodeId first);
+    void adopt(NodeId to, const Dom &from, NodeId of, bool tail_too);
+
   private:
     friend class DomBuilder;
     static constexpr std::uint64_t kLengthBits = 24;

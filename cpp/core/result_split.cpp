@@ -173,7 +173,8 @@ bool plan_split(const ReadAt &read, std::uint64_t size, int pieces, std::uint64_
     }
     // The elements open at the first section: start tags push, end tags pop.
     struct Open {
-        std::size_t at, len;  // of the name, in units of `a`
+        std::size_t at, len;       // of the name, in units of `a`
+        std::size_t children = 0;  // its child elements so far
     };
     std::vector<Open> open;
     for (std::size_t i = a.find('<', pos); i < first; i = a.find('<', i + 1)) {
@@ -186,7 +187,7 @@ bool plan_split(const ReadAt &read, std::uint64_t size, int pieces, std::uint64_
         }
         std::size_t j = i + 1;
         while (j < first && !name_end(a[j])) ++j;
-        const Open name{i + 1, j - i - 1};
+        const Open name{i + 1, j - i - 1, 0};
         char quote = 0;
         for (; j < first; ++j) {
             if (quote != 0) {
@@ -198,6 +199,7 @@ bool plan_split(const ReadAt &read, std::uint64_t size, int pieces, std::uint64_
             }
         }
         if (j >= first || name.len == 0) return false;
+        if (!open.empty()) ++open.back().children;
         if (a[j - 1] != '/') open.push_back(name);
         i = j;
     }
@@ -212,6 +214,8 @@ bool plan_split(const ReadAt &read, std::uint64_t size, int pieces, std::uint64_
         plan.closers += encode("</", e) + raw_name(*it) + encode(">", e);
     }
     plan.leave = encode("</", e) + raw_name(open.back());
+    plan.head_children.clear();
+    for (const Open &o : open) plan.head_children.push_back(o.children);
     plan.section = encode(kSectionTag, e);
     plan.cuts.assign(1, plan.head.size());
     for (int k = 1; k < pieces; ++k) {

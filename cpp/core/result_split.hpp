@@ -37,6 +37,9 @@ struct SplitPlan {
     std::string closers;  // the end tags of the elements open there, innermost first
     std::string leave;    // "</" and the innermost open element's name
     std::string section;  // "<SectionConcreteCheckResult"
+    // The child elements that each open element (outermost first) has in the head: each but
+    // the innermost has the next one as its last.
+    std::vector<std::size_t> head_children;
     std::uint64_t size = 0;
     std::vector<std::uint64_t> cuts;  // where each piece begins; cuts[0] == head.size()
 };

@@ -1590,7 +1590,12 @@ class OutputFileParser:
     streams through the document one check section at a time.
     """
 
-    def __init__(self, xml_file: io.StringIO | io.BytesIO) -> None: ...
+    def __init__(self, xml_file: io.StringIO | io.BytesIO, *, threads: int | None = None) -> None:
+        """
+        Parse the whole result file.
+
+        :param threads: the threads that parse a large file (bytes of several MB) side by side, each a part of it between two check sections: None for the processors this process may run on, 1 for one pass. The tree, and any error, are the same.
+        """
 
     @property
     def _root(self) -> object: ...
