@@ -68,6 +68,20 @@ bool lower_equals(std::string_view a, std::string_view b) noexcept {
     return true;
 }
 
+// The first occurrence of `needle` in `hay` at or after `from`, or npos. glibc's memmem reads
+// 100 MB of UTF-16 for an end tag in 15 ms, where a search by the first byte (the "<" of every
+// tag) takes several times as long.
+std::size_t find_bytes(std::string_view hay, std::string_view needle, std::size_t from) noexcept {
+    if (from > hay.size()) return std::string_view::npos;
+#if defined(__GLIBC__) || defined(__APPLE__)
+    const void *at = memmem(hay.data() + from, hay.size() - from, needle.data(), needle.size());
+    return at == nullptr ? std::string_view::npos
+                         : (std::size_t)(static_cast<const char *>(at) - hay.data());
+#else
+    return hay.find(needle, from);
+#endif
+}
+
 // The first match of `pattern` in `bytes` at or after `from` that starts on a code unit (at
 // `origin` modulo the width) and is followed by a unit for which `after` holds; npos if none
 // (a match too close to the end to see the unit after it counts as none).
@@ -75,8 +89,8 @@ template <class After>
 std::size_t find_unit(std::string_view bytes, std::string_view pattern, std::size_t from,
                       std::size_t origin, Encoding e, After after) noexcept {
     const std::size_t w = unit_width(e);
-    for (std::size_t at = bytes.find(pattern, from); at != std::string_view::npos;
-         at = bytes.find(pattern, at + 1)) {
+    for (std::size_t at = find_bytes(bytes, pattern, from); at != std::string_view::npos;
+         at = find_bytes(bytes, pattern, at + 1)) {
         if (at < origin || (at - origin) % w != 0) continue;
         const std::size_t next = at + pattern.size();
         if (next + w > bytes.size()) return std::string_view::npos;
