@@ -135,13 +135,15 @@ std::unique_ptr<Scanner> whole_in_pieces(const char *data, std::size_t size, int
         const Dom &from = scanners[k]->dom();
         const std::vector<NodeId> of = chain(from, scanners[k]->builder().root());
         const bool last = k + 1 == scanners.size();
-        into.graft(to[depth - 1], from,
-                   nth_child(from, of[depth - 1], plan.head_children[depth - 1]));
+        if (!into.graft(to[depth - 1], from,
+                        nth_child(from, of[depth - 1], plan.head_children[depth - 1]))) {
+            return nullptr;
+        }
         into.adopt(to[depth - 1], from, of[depth - 1], false);
         // The last piece closes the open elements: what follows each in its parent is its.
         for (std::size_t i = depth - 1; last && i > 0; --i) {
             into.adopt(to[i], from, of[i], true);
-            into.graft(to[i - 1], from, from.node(of[i]).next_sibling);
+            if (!into.graft(to[i - 1], from, from.node(of[i]).next_sibling)) return nullptr;
             into.adopt(to[i - 1], from, of[i - 1], false);
         }
     }

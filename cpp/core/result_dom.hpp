@@ -111,7 +111,8 @@ class Dom {
     // Trees of one document read in pieces made one (core/result_graft.cpp): the sibling chain
     // from `first` in `from`, each with its subtree, appended to the children of `parent`; the
     // flags of `of` in `from` added to those of `to` (`tail_too`: and its tail made that of `to`).
-    void graft(NodeId parent, const Dom &from, NodeId first);
+    // False (nothing grafted) when `from` does not number its nodes in document order.
+    bool graft(NodeId parent, const Dom &from, NodeId first);
     void adopt(NodeId to, const Dom &from, NodeId of, bool tail_too);
 
   private:

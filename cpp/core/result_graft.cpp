@@ -7,8 +7,8 @@
 
 namespace marlox::results {
 
-void Dom::graft(NodeId parent, const Dom &from, NodeId first) {
-    if (first == kNoNode) return;
+bool Dom::graft(NodeId parent, const Dom &from, NodeId first) {
+    if (first == kNoNode) return true;
     std::vector<std::uint32_t> tags(from.names_.size());
     for (std::size_t i = 0; i < tags.size(); ++i) tags[i] = intern(from.names_[i]);
     // The other's texts go along whole: its references move by as much.
@@ -19,58 +19,60 @@ void Dom::graft(NodeId parent, const Dom &from, NodeId first) {
         if (ref == Node::kNoText) return ref;
         return ((ref >> kLengthBits) + shift) << kLengthBits | (ref & kLongLength);
     };
-    // The copies, in pre-order (so in document order, after every node there is now).
-    std::vector<NodeId> copy(from.size(), kNoNode);
-    std::vector<NodeId> order;
-    std::vector<NodeId> stack;
-    for (NodeId top = first; top != kNoNode; top = from.node(top).next_sibling) {
-        stack.push_back(top);
-        while (!stack.empty()) {
-            const NodeId at = stack.back();
-            stack.pop_back();
-            copy[(std::size_t)at] = (NodeId)(nodes_.size() + order.size());
-            order.push_back(at);
-            // Children pushed last first, so that the first is copied first.
-            const std::size_t mark = stack.size();
-            for (NodeId c = from.node(at).first_child; c != kNoNode; c = from.node(c).next_sibling)
-                stack.push_back(c);
-            std::reverse(stack.begin() + (std::ptrdiff_t)mark, stack.end());
-        }
+    // The builder numbers nodes in document order, so the chain and its subtrees are the nodes
+    // from `first` to the last descendant of the chain's last node: copied as they lie, each
+    // moved by as much.
+    NodeId last = first;
+    while (from.node(last).next_sibling != kNoNode) last = from.node(last).next_sibling;
+    while (from.node(last).first_child != kNoNode) {
+        NodeId child = from.node(last).first_child;
+        while (from.node(child).next_sibling != kNoNode) child = from.node(child).next_sibling;
+        last = child;
     }
-    const auto mapped = [&](NodeId id) { return id == kNoNode ? kNoNode : copy[(std::size_t)id]; };
-    nodes_.reserve(nodes_.size() + order.size());
-    for (const NodeId at : order) {
+    const NodeId base = (NodeId)nodes_.size();
+    const NodeId delta = base - first;
+    const NodeId outer = from.node(first).parent;
+    const auto mapped = [&](NodeId id) { return id == kNoNode ? kNoNode : id + delta; };
+    nodes_.reserve(nodes_.size() + (std::size_t)(last - first + 1));
+    for (NodeId at = first; at <= last; ++at) {
         const Node &n = from.node(at);
+        if (n.parent != outer && (n.parent < first || n.parent >= at)) {
+            nodes_.resize((std::size_t)base);  // not the order the builder makes
+            return false;
+        }
         Node c;
         c.tag_flags = (n.tag_flags & ~Node::kTagMask) | tags[n.tag()];
-        const NodeId up = mapped(n.parent);  // none for the chain itself
-        c.parent = up == kNoNode ? parent : up;
+        c.parent = n.parent == outer ? parent : mapped(n.parent);
         c.first_child = mapped(n.first_child);
         c.next_sibling = mapped(n.next_sibling);
         c.text = moved(n.text);
         c.tail = moved(n.tail);
         nodes_.push_back(c);
-        if (const AttrRange *r = from.attr_range(at)) {
-            attr_index_.push_back(AttrRange{copy[(std::size_t)at], r->count, attrs_.size()});
-            for (std::uint32_t i = 0; i < r->count; ++i) {
-                Attr a = from.attrs_[r->begin + i];
-                a.name.off += shift;
-                a.value.off += shift;
-                attrs_.push_back(a);
-            }
+    }
+    // Their attributes, in the same order (the index stays ordered by node).
+    auto r = std::lower_bound(from.attr_index_.begin(), from.attr_index_.end(), first,
+                              [](const AttrRange &a, NodeId n) { return a.node < n; });
+    for (; r != from.attr_index_.end() && r->node <= last; ++r) {
+        attr_index_.push_back(AttrRange{r->node + delta, r->count, attrs_.size()});
+        for (std::uint32_t i = 0; i < r->count; ++i) {
+            Attr a = from.attrs_[r->begin + i];
+            a.name.off += shift;
+            a.value.off += shift;
+            attrs_.push_back(a);
         }
     }
     // The chain after the parent's last child.
     Node &p = nodes_[(std::size_t)parent];
     if (p.first_child == kNoNode) {
-        p.first_child = copy[(std::size_t)first];
+        p.first_child = base;
     } else {
         NodeId last = p.first_child;
         while (nodes_[(std::size_t)last].next_sibling != kNoNode) {
             last = nodes_[(std::size_t)last].next_sibling;
         }
-        nodes_[(std::size_t)last].next_sibling = copy[(std::size_t)first];
+        nodes_[(std::size_t)last].next_sibling = base;
     }
+    return true;
 }
 
 void Dom::adopt(NodeId to, const Dom &from, NodeId of, bool tail_too) {
