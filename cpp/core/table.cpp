@@ -118,23 +118,56 @@ void Column::append_text(std::string_view v) {
     mark(c, true);
 }
 
+template <class T>
+void Column::append_values(const Column &other, std::vector<T> Chunk::*values,
+                           const std::vector<std::int32_t> *codes) {
+    for (const Chunk &from : other.chunks_) {
+        const std::vector<T> &src = from.*values;
+        for (std::size_t j = 0; j < from.size;) {
+            Chunk &c = room();
+            const std::size_t n = std::min(kChunkRows - c.size, from.size - j);
+            std::vector<T> &dst = c.*values;
+            if (codes == nullptr) {
+                dst.insert(dst.end(), src.begin() + (std::ptrdiff_t)j,
+                           src.begin() + (std::ptrdiff_t)(j + n));
+            } else {
+                // A missing text's code is 0, which an empty dictionary does not hold.
+                for (std::size_t i = j; i < j + n; ++i) {
+                    dst.push_back(codes->empty() ? 0 : (*codes)[(std::size_t)src[i]]);
+                }
+            }
+            if (from.nulls == 0 && c.validity.empty()) {
+                c.size += n;
+                size_ += n;
+            } else {
+                for (std::size_t i = j; i < j + n; ++i) {
+                    mark(c, from.validity.empty() || (from.validity[i >> 3] >> (i & 7) & 1) != 0);
+                }
+            }
+            j += n;
+        }
+    }
+}
+
 void Column::append_column(const Column &other) {
-    if (type_ != Type::Text) {
-        for (std::size_t r = 0; r < other.size(); ++r) append_from(other, r);
-        return;
+    switch (type_) {
+        case Type::Int64:
+            return append_values(other, &Chunk::i64, nullptr);
+        case Type::Int32:
+            return append_values(other, &Chunk::i32, nullptr);
+        case Type::Float64:
+            return append_values(other, &Chunk::f64, nullptr);
+        case Type::Bool:
+            for (std::size_t r = 0; r < other.size(); ++r) append_from(other, r);
+            return;
+        case Type::Text:
+            break;
     }
     // Each text of the other's dictionary looked up once.
     std::vector<std::int32_t> codes(other.dictionary_size());
     for (std::size_t i = 0; i < codes.size(); ++i) codes[i] = intern(other.entry((std::int32_t)i));
-    for (std::size_t r = 0; r < other.size(); ++r) {
-        if (!other.valid(r)) {
-            append_null();
-            continue;
-        }
-        Chunk &c = room();
-        c.i32.push_back(codes[(std::size_t)other.code_at(r)]);
-        mark(c, true);
-    }
+    last_code_ = -1;
+    append_values(other, &Chunk::i32, &codes);
 }
 
 void Column::append_null() {

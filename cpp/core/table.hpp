@@ -101,6 +101,10 @@ class Column {
     const Chunk &at(std::size_t i) const noexcept { return chunks_[i >> kChunkBits]; }
     // The code of a text in the dictionary, added if new.
     std::int32_t intern(std::string_view v);
+    // The rows of `other` (`codes`: its text codes in this dictionary).
+    template <class T>
+    void append_values(const Column &other, std::vector<T> Chunk::*values,
+                       const std::vector<std::int32_t> *codes);
     // The chunk the next row goes to.
     Chunk &room();
     void mark(Chunk &c, bool valid);
