@@ -3,6 +3,7 @@
 // files, hashes them, and makes the PDF.
 #include <nanobind/stl/string.h>
 
+#include <memory>
 #include <string>
 
 #include "bindings/idea_rcs.hpp"
@@ -19,7 +20,7 @@ std::string item(const nb::dict &sources, const char *key) {
     return v.is_none() ? std::string() : nb::cast<std::string>(nb::str(v));
 }
 
-void write_report_html(const CheckTable &table, nb::handle model, nb::handle stream,
+void write_report_html(nb::handle results, nb::handle model, nb::handle stream,
                        const nb::dict &sources) {
     marlox::report::Sources s;
     s.input_name = item(sources, "input_name");
@@ -28,9 +29,19 @@ void write_report_html(const CheckTable &table, nb::handle model, nb::handle str
     s.result_sha256 = item(sources, "result_sha256");
     s.version = item(sources, "version");
     s.created = item(sources, "created");
-    const marlox::json::Value doc = model_document(model);
     nb::object write = nb::getattr(stream, "write");
-    marlox::report::write_html(doc, *table.table, s, [&](std::string_view piece) {
+    std::unique_ptr<marlox::report::Writer> writer;
+    {
+        // the serialised model is let go once the parts from it are written
+        const marlox::json::Value doc = model_document(model);
+        writer = std::make_unique<marlox::report::Writer>(doc, s);
+    }
+    scan_check_sections(results, writer->context(),
+                        [&](marlox::results::CheckTableBuilder &builder) {
+                            const marlox::table::Table rows = builder.take_rows();
+                            writer->add_section(rows, builder.take_non_conformities());
+                        });
+    writer->finish([&](std::string_view piece) {
         nb::object data =
             steal_or_throw(PyBytes_FromStringAndSize(piece.data(), (Py_ssize_t)piece.size()));
         nb::object r = steal_or_throw(PyObject_CallOneArg(write.ptr(), data.ptr()));
@@ -41,14 +52,14 @@ void write_report_html(const CheckTable &table, nb::handle model, nb::handle str
 
 void bind_report(nb::module_ &m) {
     using namespace nb::literals;
-    m.def("_write_report_html", &write_report_html, "table"_a, "model"_a, "stream"_a, "sources"_a,
-          nb::sig("def _write_report_html(table: CheckTable, model: _Model | str | "
-                  "os.PathLike[str] | bytes | typing.BinaryIO, stream: typing.BinaryIO, "
-                  "sources: dict[str, str]) -> None"),
-          "Write the calculation report of `table` (read in engineering units with `model`) "
-          "as one HTML page to the binary `stream`; `sources` names the input and result "
-          "files with their SHA-256, the package version and the date (see "
-          "marlox.external.idea_rcs.report).");
+    m.def("_write_report_html", &write_report_html, "results"_a, "model"_a, "stream"_a, "sources"_a,
+          nb::sig("def _write_report_html(results: str | os.PathLike[str] | typing.BinaryIO, "
+                  "model: _Model | str | os.PathLike[str] | bytes | typing.BinaryIO, stream: "
+                  "typing.BinaryIO, sources: dict[str, str]) -> None"),
+          "Write the calculation report of the result file `results` and the `model` it was "
+          "run from as one HTML page to the binary `stream`, each section's checks written "
+          "as the file is read; `sources` names the input and result files with their "
+          "SHA-256, the package version and the date (see marlox.external.idea_rcs.report).");
 }
 
 }  // namespace marlox::py::results
