@@ -16,8 +16,9 @@ namespace marlox::report::detail {
 
 namespace {
 
-constexpr double kWidth = 640, kHeight = 250;
-constexpr double kLeft = 46, kRight = 520, kTop = 14, kBottom = 210;  // the plot area
+constexpr double kWidth = 640, kHeight = 320;
+// The plot area; above it the band where the governing family is named at each position.
+constexpr double kLeft = 46, kRight = 520, kTop = 84, kBottom = 280;
 
 // The colour of each family RCS writes (in its order), and of any other.
 const char *const kColours[] = {"#1f77b4", "#9467bd", "#ff7f0e", "#8c564b", "#e377c2", "#7f7f7f",
@@ -163,10 +164,12 @@ std::string utilisation_svg(const std::string &member, const std::vector<ChartSe
         }
         out += " data-points=\"" + data + "\" points=\"" + points + "\" fill=\"none\" stroke=\"" +
                colour + "\" stroke-width=\"" + width + "\" stroke-linejoin=\"round\"/>";
-        if (line.family.empty()) return;
+        // the points: dots on a family's line, rings on the envelope's (seen on one point too)
         for (const auto &[p, v] : line.points) {
             out += "<circle cx=\"" + coordinate(x(p)) + "\" cy=\"" + coordinate(y(v)) +
-                   "\" r=\"1.8\" fill=\"" + colour + "\"/>";
+                   (line.family.empty() ? "\" r=\"3\" fill=\"none\" stroke-width=\"1.2\" stroke=\""
+                                        : "\" r=\"1.8\" fill=\"") +
+                   colour + "\"/>";
         }
     };
     for (const auto &[f, line] : by_family) polyline(line, colour_of(line.family), "1");
@@ -178,16 +181,17 @@ std::string utilisation_svg(const std::string &member, const std::vector<ChartSe
                " " + coordinate(cy + 4) + "L" + coordinate(cx + 4) + " " + coordinate(cy - 4) +
                "\" stroke=\"#d62728\" stroke-width=\"1.8\"/>";
     }
-    // The family that governs at each position, written upwards above the envelope.
+    // The family that governs at each position, written upwards above the plot.
     for (const Named &g : governing) {
-        const double cx = x(g.position), cy = std::max(kTop + 4, y(g.value) - (g.failed ? 7 : 4));
-        out += "<text class=\"governing\" transform=\"translate(" + coordinate(cx + 2.5) + " " +
-               coordinate(cy) + ") rotate(-90)\" font-size=\"7\" fill=\"#333\">";
+        out += "<text class=\"governing\" transform=\"translate(" +
+               coordinate(x(g.position) + 2.5) + " " + coordinate(kTop - 4) +
+               ") rotate(-90)\" font-size=\"7\" fill=\"" + (g.failed ? "#a4161a" : "#333") + "\">";
         markup::escape(out, families[g.family]);
         out += "</text>";
     }
     // The legend.
     double ly = kTop + 6;
+    out += "<text x=\"" + coordinate(kLeft) + "\" y=\"10\" fill=\"#333\">governing family</text>";
     auto legend = [&](const std::string &name, const char *colour, const char *width,
                       const char *dash) {
         out += "<line x1=\"" + coordinate(kRight + 10) + "\" y1=\"" + coordinate(ly) + "\" x2=\"" +

@@ -1,9 +1,10 @@
 // The calculation report of a result file and the model it was run from, as one self-contained
 // HTML page (inline CSS and SVG, nothing fetched), in the order a checking engineer reads it:
 // a summary with the failures first, project and code settings, materials, every reinforced
-// section drawn with its properties, the loads of every extreme, the checks of every section
-// grouped by member (the governing one first, then every item with its verdict, check value and
-// the values behind it), the non-conformities by severity, and traceability.
+// section drawn with its properties, the loads of every extreme, the checks grouped by member
+// (the utilisation along the member drawn, then per section the governing check and every item
+// with its verdict, check value and the values behind it), every non-conformity by severity and
+// where it occurs, and traceability.
 //
 // The page is written while the result file is scanned: each section's checks and
 // non-conformities go to temporary files as the section comes, what the summary and the charts
