@@ -251,7 +251,7 @@ void section_checks(Out &out, const Table &t, const Table &g) {
         }
         out << "</td></tr>";
     }
-    out << "</table></div>";
+    out << "</table>";
 }
 
 // One non-conformity: where it occurs, the item's verdict, and its GUID.
@@ -322,7 +322,9 @@ struct Writer::State {
     // The checks of each section, by section id.
     Spool details;
     Out details_out;
-    std::unordered_map<std::int64_t, std::pair<std::uint64_t, std::uint64_t>> detail_of;
+    // (More than one where the file states a section twice.)
+    std::unordered_map<std::int64_t, std::vector<std::pair<std::uint64_t, std::uint64_t>>>
+        detail_of;
     // The governing row of each section, and what sorts them.
     Spool rows;
     Out rows_out;
@@ -383,7 +385,7 @@ void Writer::add_section(const Table &t,
 
     const std::uint64_t at = s.details_out.size();
     section_checks(s.details_out, t, g);
-    s.detail_of[id] = {at, s.details_out.size() - at};
+    s.detail_of[id].emplace_back(at, s.details_out.size() - at);
 
     for (const NonConformity &n : non_conformities) {
         if (n.severity >= 0 && n.severity < 4 && n.row < t.rows()) {
@@ -490,7 +492,8 @@ void Writer::finish(const Sink &sink) {
                 out << "<p class=\"muted\">The result file holds no check of this section.</p>"
                        "</div>";
             } else {
-                s.details.copy(d->second.first, d->second.second, out);
+                for (const auto &[offset, length] : d->second) s.details.copy(offset, length, out);
+                out << "</div>";
             }
         }
     }
