@@ -14,8 +14,9 @@ def add_commands(subparsers: argparse._SubParsersAction[argparse.ArgumentParser]
         "report",
         help="the calculation report of a result file and its model, HTML or PDF",
         description="Write the calculation report: summary with the failures first, project "
-        "and code settings, materials, reinforced sections drawn, loads, every check by "
-        "member, non-conformities, traceability. Exit status 2 for input that cannot be used; "
+        "and code settings, materials, reinforced sections drawn, loads, the utilisation along "
+        "each member and every check by member, every non-conformity where it occurs, "
+        "traceability. Exit status 2 for input that cannot be used; "
         "nothing is left half-written.",
     )
     report.add_argument("file", help="result XML written by IDEA StatiCa RCS")
