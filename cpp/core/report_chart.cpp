@@ -181,8 +181,9 @@ std::string utilisation_svg(const std::string &member, const std::vector<ChartSe
                " " + coordinate(cy + 4) + "L" + coordinate(cx + 4) + " " + coordinate(cy - 4) +
                "\" stroke=\"#d62728\" stroke-width=\"1.8\"/>";
     }
-    // The family that governs at each position, written upwards above the plot.
+    // The family that governs at each numbered position, written upwards above the plot.
     for (const Named &g : governing) {
+        if ((g.position - first) % every != 0) continue;  // as the positions are numbered
         out += "<text class=\"governing\" transform=\"translate(" +
                coordinate(x(g.position) + 2.5) + " " + coordinate(kTop - 4) +
                ") rotate(-90)\" font-size=\"7\" fill=\"" + (g.failed ? "#a4161a" : "#333") + "\">";
