@@ -14,6 +14,8 @@ namespace marlox::py::results {
 
 namespace {
 
+constexpr const char *kSections = "check_section_list";
+
 std::string item(const nb::dict &sources, const char *key) {
     if (!sources.contains(key)) return {};
     nb::handle v = sources[key];
@@ -32,9 +34,38 @@ void write_report_html(nb::handle results, nb::handle model, nb::handle stream,
     nb::object write = nb::getattr(stream, "write");
     std::unique_ptr<marlox::report::Writer> writer;
     {
-        // the serialised model is let go once the parts from it are written
-        const marlox::json::Value doc = model_document(model);
-        writer = std::make_unique<marlox::report::Writer>(doc, s);
+        // The model's document, but its check sections (most of it: their loads) made JSON
+        // one at a time: the whole document as one parsed tree would hold about 10 KB a
+        // section of 5 extremes, and is let go once the parts from it are written anyway.
+        nb::object m = nb::borrow(model);
+        if (!PyObject_HasAttrString(model.ptr(), "_serialize")) {
+            m = nb::module_::import_("marlox.external.idea_rcs.idea_rcs")
+                    .attr("OpenModel")
+                    .attr("from_xml")(model);
+        }
+        nb::object doc = m.attr("_serialize")();
+        if (!PyDict_Check(doc.ptr())) {
+            throw marlox::Error(ErrorKind::Value, "not a serialised model: not an object");
+        }
+        nb::object dumps = nb::module_::import_("json").attr("dumps");
+        auto parsed = [&](nb::handle o) {
+            return marlox::json::parse(nb::cast<std::string>(dumps(o)));
+        };
+        nb::object rest = steal_or_throw(PyDict_Copy(doc.ptr()));
+        nb::object sections = nb::none();
+        if (PyDict_GetItemString(doc.ptr(), kSections) != nullptr) {
+            sections = nb::borrow(PyDict_GetItemString(doc.ptr(), kSections));
+            if (PyDict_DelItemString(rest.ptr(), kSections) != 0) throw_python();
+        }
+        const marlox::json::Value base = parsed(rest);
+        writer = std::make_unique<marlox::report::Writer>(base, s);
+        if (!sections.is_none()) {
+            if (!PyList_Check(sections.ptr()) && !PyTuple_Check(sections.ptr())) {
+                throw marlox::Error(ErrorKind::Value,
+                                    "not a serialised model: check_section_list is not a list");
+            }
+            for (nb::handle entry : sections) writer->add_model_section(base, parsed(entry));
+        }
     }
     scan_check_sections(results, writer->context(),
                         [&](marlox::results::CheckTableBuilder &builder) {

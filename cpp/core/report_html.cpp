@@ -304,21 +304,25 @@ struct Governing {
 }  // namespace
 
 struct Writer::State {
-    explicit State(const Sources &s)
+    State(const Value &model, const Sources &s)
         : sources(s),
+          context(model),
           parts_out(parts.sink()),
+          loads_out(loads.sink()),
           details_out(details.sink()),
           rows_out(rows.sink()),
           issues_out{Out(issues[0].sink()), Out(issues[1].sink()), Out(issues[2].sink()),
                      Out(issues[3].sink())} {}
 
     Sources sources;
-    results::ModelContext context;
+    results::ModelContextBuilder context;
     std::string project;
-    std::vector<MemberGroup> groups;
-    // Parts 1 to 4, written from the model before the scan.
+    SectionGroups groups;
+    // Parts 1 to 3 and the loads of each section, written from the model before the scan.
     Spool parts;
     Out parts_out;
+    Spool loads;
+    Out loads_out;
     // The checks of each section, by section id.
     Spool details;
     Out details_out;
@@ -347,18 +351,22 @@ struct Writer::State {
 };
 
 Writer::Writer(const Value &model, const Sources &sources)
-    : state_(std::make_unique<State>(sources)) {
+    : state_(std::make_unique<State>(model, sources)) {
     State &s = *state_;
-    s.context = results::model_context(model);
     s.project = project_name(model);
-    s.groups = member_groups(model);
     model_parts(s.parts_out, model);
     s.parts_out.flush();
 }
 
 Writer::~Writer() = default;
 
-const results::ModelContext &Writer::context() const noexcept { return state_->context; }
+void Writer::add_model_section(const Value &model, const Value &entry) {
+    State &s = *state_;
+    s.context.add(entry);
+    s.groups.add(model, results::entry_fields(entry, "check_section_list"), s.loads_out);
+}
+
+const results::ModelContext &Writer::context() const noexcept { return state_->context.context(); }
 
 void Writer::add_section(const Table &t,
                          const std::vector<results::NonConformity> &non_conformities) {
@@ -410,6 +418,7 @@ void Writer::finish(const Sink &sink) {
     if (s.items == 0) {
         throw Error(ErrorKind::Value, "the result file holds no check: there is nothing to report");
     }
+    s.loads_out.flush();
     s.details_out.flush();
     s.rows_out.flush();
     for (Out &o : s.issues_out) o.flush();
@@ -464,11 +473,18 @@ void Writer::finish(const Sink &sink) {
     }
 
     s.parts.copy(0, s.parts_out.size(), out);
+    out << "<h2 id=\"loads\">4 Loads of the extremes</h2><p class=\"muted\">Internal forces in "
+           "kN and kN&#183;m.</p>";
+    for (const MemberGroup &m : s.groups.groups()) {
+        out << "<h3>Member ";
+        out.text(m.name) << "</h3>";
+        for (const SectionEntry &e : m.sections) s.loads.copy(e.loads_offset, e.loads_length, out);
+    }
 
     out << "<h2 id=\"checks\">5 Checks by member</h2><p class=\"muted\">Forces in kN and "
            "kN&#183;m, crack widths in mm, stresses in MPa; the check value is the unity check "
            "against its limit.</p>";
-    for (const MemberGroup &m : s.groups) {
+    for (const MemberGroup &m : s.groups.groups()) {
         out << "<h3>Member ";
         out.text(m.name) << "</h3>";
         std::vector<ChartSection> chart;

@@ -36,14 +36,18 @@ using Sink = std::function<void(std::string_view)>;
 
 class Writer {
   public:
-    // `model`: the serialised model (the document of `_serialize()`), needed only while this
-    // runs. Throws marlox::Error(Value) for a document that is not a serialised model, and
-    // marlox::Error(OS) when no temporary file can be made.
+    // `model`: the serialised model (the document of `_serialize()`) without its check sections
+    // (any there are not read), needed only while the model is given. Throws
+    // marlox::Error(Value) for a document that is not a serialised model, and
+    // marlox::Error(OS) when no temporary file can be made or written.
     Writer(const json::Value &model, const Sources &sources);
     ~Writer();
     Writer(const Writer &) = delete;
     Writer &operator=(const Writer &) = delete;
 
+    // Each check section of `model` (the constructor's), as its entry of "check_section_list"
+    // ([type, fields]), in order, before the scan: its names kept, its loads written.
+    void add_model_section(const json::Value &model, const json::Value &entry);
     // The names of the model's check sections, for the check table's builder.
     const results::ModelContext &context() const noexcept;
     // The rows of one check section (the check table's columns, engineering units, read with

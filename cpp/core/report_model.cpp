@@ -265,24 +265,6 @@ void extreme_rows(Out &out, const Value &extreme, std::size_t number) {
     }
 }
 
-// The check sections of the model grouped by member (in the order of their first section),
-// each in the order of its position.
-std::vector<std::pair<std::string, std::vector<const Value *>>> by_member(const Value &model) {
-    std::vector<std::pair<std::string, std::vector<const Value *>>> groups;
-    std::map<double, std::size_t> index;
-    for (const Value *s : cross_section::objects(model, "check_section_list")) {
-        double id = -1;
-        cross_section::reference(*s, "CheckMember", id);
-        auto [it, fresh] = index.emplace(id, groups.size());
-        if (fresh) {
-            groups.emplace_back(referenced_name(model, *s, "CheckMember", "check_member_list"),
-                                std::vector<const Value *>{});
-        }
-        groups[it->second].second.push_back(s);
-    }
-    return groups;
-}
-
 std::string section_heading(const Value &model, const Value &s, std::size_t position) {
     double id = 0;
     cross_section::number(s, "Id", id);
@@ -291,48 +273,41 @@ std::string section_heading(const Value &model, const Value &s, std::size_t posi
            referenced_name(model, s, "ReinfSection", "reinforced_cross_section_list") + ")";
 }
 
-void loads(Out &out, const Value &model,
-           const std::vector<std::pair<std::string, std::vector<const Value *>>> &members) {
-    out << "<h2 id=\"loads\">4 Loads of the extremes</h2><p class=\"muted\">Internal forces in "
-           "kN and kN&#183;m.</p>";
-    for (const auto &[name, sections] : members) {
-        out << "<h3>Member ";
-        out.text(name) << "</h3>";
-        for (std::size_t p = 0; p < sections.size(); ++p) {
-            out << "<h4>";
-            out.text(section_heading(model, *sections[p], p + 1)) << "</h4>";
-            out << "<table><tr><th>#</th><th>extreme / combination</th><th>N</th><th>Q<sub>y</sub>"
-                   "</th><th>Q<sub>z</sub></th><th>M<sub>x</sub></th><th>M<sub>y</sub></th>"
-                   "<th>M<sub>z</sub></th></tr>";
-            const Value *extremes = member(*sections[p], "Extremes");
-            if (extremes != nullptr && extremes->type == Value::Type::Array) {
-                for (std::size_t e = 0; e < extremes->items.size(); ++e) {
-                    if (extremes->items[e].type == Value::Type::Object) {
-                        extreme_rows(out, extremes->items[e], e + 1);
-                    }
-                }
-            }
-            out << "</table>";
-        }
-    }
-}
-
 }  // namespace
 
-std::vector<MemberGroup> member_groups(const Value &model) {
-    std::vector<MemberGroup> out;
-    for (const auto &[name, sections] : by_member(model)) {
-        MemberGroup g;
-        g.name = name;
-        for (std::size_t p = 0; p < sections.size(); ++p) {
-            double id = 0;
-            cross_section::number(*sections[p], "Id", id);
-            g.sections.push_back(SectionEntry{(std::int64_t)id, (std::int32_t)(p + 1),
-                                              section_heading(model, *sections[p], p + 1)});
-        }
-        out.push_back(std::move(g));
+void SectionGroups::add(const Value &model, const Value &s, Out &loads) {
+    double member_id = -1;
+    cross_section::reference(s, "CheckMember", member_id);
+    auto [it, fresh] = index_.emplace(member_id, groups_.size());
+    if (fresh) {
+        groups_.push_back(
+            MemberGroup{referenced_name(model, s, "CheckMember", "check_member_list"), {}});
     }
-    return out;
+    MemberGroup &group = groups_[it->second];
+    double id = 0;
+    cross_section::number(s, "Id", id);
+    SectionEntry e;
+    e.id = (std::int64_t)id;
+    e.position = (std::int32_t)(group.sections.size() + 1);
+    e.heading = section_heading(model, s, group.sections.size() + 1);
+    // its loads: every extreme's internal forces
+    e.loads_offset = loads.size();
+    loads << "<h4>";
+    loads.text(e.heading) << "</h4>";
+    loads << "<table><tr><th>#</th><th>extreme / combination</th><th>N</th><th>Q<sub>y</sub>"
+             "</th><th>Q<sub>z</sub></th><th>M<sub>x</sub></th><th>M<sub>y</sub></th>"
+             "<th>M<sub>z</sub></th></tr>";
+    const Value *extremes = member(s, "Extremes");
+    if (extremes != nullptr && extremes->type == Value::Type::Array) {
+        for (std::size_t i = 0; i < extremes->items.size(); ++i) {
+            if (extremes->items[i].type == Value::Type::Object) {
+                extreme_rows(loads, extremes->items[i], i + 1);
+            }
+        }
+    }
+    loads << "</table>";
+    e.loads_length = loads.size() - e.loads_offset;
+    group.sections.push_back(std::move(e));
 }
 
 std::string project_name(const Value &model) {
@@ -344,7 +319,6 @@ void model_parts(Out &out, const Value &model) {
     project(out, model);
     materials(out, model);
     reinforced_sections(out, model);
-    loads(out, model, by_member(model));
 }
 
 }  // namespace marlox::report::detail

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -76,6 +77,7 @@ struct SectionEntry {
     std::int64_t id = 0;
     std::int32_t position = 0;  // its place in its member, from 1
     std::string heading;        // "Section S1 (id 1, position 1, reinforced section R1)"
+    std::uint64_t loads_offset = 0, loads_length = 0;  // its loads, where they were written
 };
 
 // The check sections of the model by member, in the order of each member's first section.
@@ -84,9 +86,21 @@ struct MemberGroup {
     std::vector<SectionEntry> sections;
 };
 
-std::vector<MemberGroup> member_groups(const json::Value &model);
+// The check sections of a model, given one at a time, grouped by member.
+class SectionGroups {
+  public:
+    // Check section `section` (its fields) of `model` (whose check sections are not read): its
+    // loads written to `loads` (its heading, then every extreme's internal forces).
+    void add(const json::Value &model, const json::Value &section, Out &loads);
+    const std::vector<MemberGroup> &groups() const noexcept { return groups_; }
+
+  private:
+    std::vector<MemberGroup> groups_;
+    std::map<double, std::size_t> index_;  // by the member's id (-1: none)
+};
+
 std::string project_name(const json::Value &model);
-// Parts 1 to 4: project and code settings, materials, reinforced sections drawn, loads.
+// Parts 1 to 3: project and code settings, materials, reinforced sections drawn.
 void model_parts(Out &out, const json::Value &model);
 
 // ---------------------------------------------------------------------------------------------
