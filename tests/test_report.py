@@ -112,13 +112,16 @@ def test_html_holds_the_drawings_the_failures_and_the_hashes(tmp_path):
     assert hashlib.sha256((tmp_path / "r.xml").read_bytes()).hexdigest() in text
     assert "Checks failed." in text and "R2 weak" in text and "wind" in text
     assert "1 sections with failed checks" in text
+    assert "not stated in the result file" in text  # no result file names its program
 
 
-def test_html_of_an_input_file_names_it_with_its_hash(tmp_path):
-    write_report(RESULTS, INPUT, tmp_path / "report.html")
-    text = " ".join(Page((tmp_path / "report.html").read_text(encoding="utf-8")).text)
+def test_html_of_an_input_file_names_it_with_its_hash_and_the_rcs_version_given(tmp_path):
+    out = tmp_path / "report.html"
+    args = ["report", str(RESULTS), "--model", str(INPUT), "-o", str(out)]
+    assert main([*args, "--rcs-version", "24.1.3"]) == 0
+    text = " ".join(Page(out.read_text(encoding="utf-8")).text)
     assert hashlib.sha256(INPUT.read_bytes()).hexdigest() in text
-    assert "All checks passed." in text and "TBeam_RCS" in text
+    assert "All checks passed." in text and "TBeam_RCS" in text and "24.1.3 (as given)" in text
 
 
 def non_conformity(guid, severity):

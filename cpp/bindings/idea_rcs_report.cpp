@@ -31,6 +31,7 @@ void write_report_html(nb::handle results, nb::handle model, nb::handle stream,
     s.result_sha256 = item(sources, "result_sha256");
     s.version = item(sources, "version");
     s.created = item(sources, "created");
+    s.rcs_version = item(sources, "rcs_version");
     nb::object write = nb::getattr(stream, "write");
     std::unique_ptr<marlox::report::Writer> writer;
     {
@@ -90,7 +91,8 @@ void bind_report(nb::module_ &m) {
           "Write the calculation report of the result file `results` and the `model` it was "
           "run from as one HTML page to the binary `stream`, each section's checks written "
           "as the file is read; `sources` names the input and result files with their "
-          "SHA-256, the package version and the date (see marlox.external.idea_rcs.report).");
+          "SHA-256, the package version, the date and the RCS version when known (see "
+          "marlox.external.idea_rcs.report).");
 }
 
 }  // namespace marlox::py::results

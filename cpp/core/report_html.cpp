@@ -286,7 +286,10 @@ void traceability(Out &out, const Sources &s) {
     row("input (model)", s.input_name, s.input_sha256);
     row("results", s.result_name, s.result_sha256);
     row("written by", "marlox " + s.version, "");
-    row("IDEA StatiCa RCS version", "not stated in the result file", "");
+    // A result file never names the program that wrote it: the version is the caller's word.
+    row("IDEA StatiCa RCS version",
+        s.rcs_version.empty() ? "not stated in the result file" : s.rcs_version + " (as given)",
+        "");
     row("created", s.created, "");
     out << "</table>";
 }

@@ -30,6 +30,7 @@ struct Sources {
     std::string result_name, result_sha256;  // the result file
     std::string version;                     // of this package
     std::string created;                     // when the report was made (ISO 8601, UTC)
+    std::string rcs_version;                 // of the RCS that ran, "" when not known
 };
 
 using Sink = std::function<void(std::string_view)>;

@@ -26,6 +26,12 @@ def add_commands(subparsers: argparse._SubParsersAction[argparse.ArgumentParser]
     report.add_argument(
         "-o", "--output", required=True, metavar="OUT", help="report.html or report.pdf"
     )
+    report.add_argument(
+        "--rcs-version",
+        metavar="VERSION",
+        help="the IDEA StatiCa RCS version that ran, for the traceability (a result file does "
+        "not state it)",
+    )
     report.set_defaults(func=_report)
 
 
@@ -34,7 +40,7 @@ def _report(args: argparse.Namespace) -> int:
 
     try:
         with reading(args.file), writing(args.output):
-            path = write_report(args.file, args.model, args.output)
+            path = write_report(args.file, args.model, args.output, args.rcs_version)
     except ImportError as error:  # the optional extra of the PDF
         raise UserError(str(error)) from None
     print(f"report written to {path}", file=sys.stderr)

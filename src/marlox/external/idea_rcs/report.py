@@ -59,10 +59,14 @@ def write_report(
     results: str | os.PathLike[str],
     model: Any,
     output: str | os.PathLike[str],
+    rcs_version: str | None = None,
 ) -> Path:
     """Write the calculation report of `results` (the result XML) and `model` (the input XML it
     was run from, or the ``OpenModel``/``Model`` itself) to `output`: ``.html`` (one
     self-contained page) or ``.pdf`` (the extra ``pdf``). Returns the output path.
+
+    A result file does not name the program that wrote it: give the version of IDEA StatiCa RCS
+    that ran as `rcs_version` to have it in the traceability ("not stated" otherwise).
 
     :raises ValueError: for an output that is neither, a model the results do not belong to,
         a result file without any check.
@@ -88,6 +92,7 @@ def write_report(
         "input_sha256": "" if model_path is None else _sha256(model_path),
         "version": __version__,
         "created": datetime.datetime.now(datetime.UTC).strftime("%Y-%m-%d %H:%M UTC"),
+        "rcs_version": rcs_version or "",
     }
     source_model = model if model_path is None else OpenModel.from_xml(model_path)
     with _temporary_beside(target, ".html") as page:
