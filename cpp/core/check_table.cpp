@@ -177,6 +177,8 @@ table::Table CheckTableBuilder::take_rows() {
     table::Table out = std::move(checks_);
     checks_ = table::Table{};
     checks_.columns = check_columns(units_);
+    overall_ = table::Table{};
+    overall_.columns = overall_columns();
     return out;
 }
 

@@ -137,8 +137,8 @@ class CheckTableBuilder {
     // The tables, their buffers trimmed to their rows.
     table::Table take_checks();
     table::Table take_overall();
-    // The rows added so far, leaving the builder empty for more: a consumer that writes each
-    // section as it comes holds one section, never the table.
+    // The rows added so far, leaving the builder empty for more (their "Overall" rows let go):
+    // a consumer that writes each section as it comes holds one section, never the table.
     table::Table take_rows();
     // With `keep`, each non-conformity of the rows is kept too, to be taken with them (its row
     // counted from the last take_rows()).
