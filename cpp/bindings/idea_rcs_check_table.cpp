@@ -108,6 +108,24 @@ void check_mismatch(const marlox::results::ModelMismatch &m,
 
 }  // namespace
 
+void scan_check_sections(nb::handle source, const marlox::results::ModelContext &model,
+                         const std::function<void(CheckTableBuilder &)> &each) {
+    const ScanSetup setup{Units::Engineering, {}, &model, {}};
+    Scan scan{setup.make()};
+    scan.core.builder().keep_non_conformities(true);
+    scan.core.stop_after_each_section(true);
+    scan.after_section = each;
+    if (PyObject_HasAttrString(source.ptr(), "read")) {
+        scan_caller_stream(scan, setup, nb::borrow(source), 1, nb::none());
+    } else {
+        nb::object io = steal_or_throw(PyImport_ImportModule("io"));
+        Closer closer{
+            steal_or_throw(PyObject_CallMethod(io.ptr(), "open", "Os", source.ptr(), "rb"))};
+        scan_opened(scan, setup, closer.f, 1, nb::none());
+    }
+    check_mismatch(scan.core.builder().mismatch(), model);
+}
+
 nb::object check_table(nb::handle source, nb::handle model_arg, nb::handle sections,
                        nb::handle families, nb::handle units, nb::handle progress_arg,
                        nb::handle threads_arg) {

@@ -2,10 +2,12 @@
 // their conversions to Python values, pandas, CSV and Arrow PyCapsules.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
 #include "bindings/idea_rcs_results.hpp"
+#include "core/check_table.hpp"
 #include "core/json.hpp"
 #include "core/table.hpp"
 
@@ -47,6 +49,13 @@ nb::object check_table(nb::handle source, nb::handle model, nb::handle sections,
 // The smallest piece a document is cut into for check_table() on several threads (2 MiB; tests
 // set it lower); returns the one before.
 std::uint64_t set_min_piece(std::uint64_t bytes);
+
+// Read the result file `source` (a path or a binary stream) as check_table() does, in
+// engineering units with `model`'s names and the non-conformities kept, calling `each` with the
+// builder once a section's rows are in it; a file that does not belong to the model raises as
+// check_table() raises.
+void scan_check_sections(nb::handle source, const marlox::results::ModelContext &model,
+                         const std::function<void(marlox::results::CheckTableBuilder &)> &each);
 
 // The column of that name, or KeyError.
 const marlox::table::Column &column_named(const marlox::table::Table &t, nb::handle name);

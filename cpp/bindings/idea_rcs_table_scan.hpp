@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -64,6 +65,9 @@ struct Scan {
     bool joined = false;
     Table checks, overall;
     marlox::results::ModelMismatch mismatch;
+    // Called with the builder once a section's rows are in it (it may take them); the core
+    // then stops after each section it adds.
+    std::function<void(CheckTableBuilder &)> after_section;
 
     // Go on from where the core stopped; raises what stopped it for good.
     void settle(Status s) {
@@ -73,6 +77,10 @@ struct Scan {
                     return;
                 case Status::Host:
                     host_section();
+                    s = core.take_sections();
+                    continue;
+                case Status::Added:
+                    if (after_section) after_section(core.builder());
                     s = core.take_sections();
                     continue;
                 case Status::Failed:
@@ -126,6 +134,7 @@ struct Scan {
                 }
             }
             if (bad_number) raise_number_error(error);
+            if (after_section) after_section(core.builder());
         }
         core.pop_front();
     }

@@ -105,6 +105,7 @@ TableScan::Status TableScan::take_sections() noexcept {
             }
         }
         pop_front();
+        if (keep && stop_after_each_) return Status::Added;
     }
     b.collect();
     if (failed_) return Status::Failed;

@@ -39,7 +39,8 @@ class TableScan {
         Failed,        // the parse failed (scanner().failure()) after the sections before it
         InputXml,      // the document is an input XML document (see input_xml_root())
         NumberFailed,  // a value is not a number (number_error())
-        Memory         // the table could not grow
+        Memory,        // the table could not grow
+        Added          // a section's rows are in the table (see stop_after_each_section)
     };
 
     TableScan(std::unique_ptr<Scanner> scanner, CheckTableBuilder builder, SectionFilter filter);
@@ -52,6 +53,10 @@ class TableScan {
     // The section that stopped the scan, and its release once the host has dealt with it.
     NodeId front() const noexcept { return scanner_->builder().ended_sections().front(); }
     void pop_front() noexcept;
+
+    // With `stop`, the scan stops after each section whose rows it added (Status::Added), so
+    // that the host takes them as they come.
+    void stop_after_each_section(bool stop) noexcept { stop_after_each_ = stop; }
 
     // The name of the first element, when it marks an input XML document ("" otherwise).
     std::string_view input_xml_root() const noexcept;
@@ -69,6 +74,7 @@ class TableScan {
     SectionFilter filter_;
     NumberError number_error_;
     bool kind_checked_ = false;
+    bool stop_after_each_ = false;
     bool failed_ = false;
     std::size_t sections_ = 0;
 };
