@@ -150,7 +150,7 @@ nb::object check_table(nb::handle source, nb::handle model_arg, nb::handle secti
         }
         setup.filter.seen.assign(wanted.size(), false);
     }
-    Scan scan{setup.make()};
+    Scan scan{setup.make_unlocked()};
     scan.wanted = std::move(wanted);
     nb::object progress = nb::borrow(progress_arg);
 
@@ -196,9 +196,12 @@ nb::object check_table(nb::handle source, nb::handle model_arg, nb::handle secti
                                                        " are not available in the result file.");
     }
     if (!scan.joined) {
+        // The tables trimmed and the document's parser and tree let go without the lock.
+        nb::gil_scoped_release release;
         scan.checks = scan.core.builder().take_checks();
         scan.overall = scan.core.builder().take_overall();
         scan.mismatch = scan.core.builder().mismatch();
+        scan.core.drop_scanner();
     }
     if (model) check_mismatch(scan.mismatch, *model);
     CheckTable t;

@@ -25,11 +25,17 @@ namespace {
 // The descriptor of a file object that reads a file of its own (a buffered reader as open()
 // makes it, or with `raw_too` also an unbuffered one), or -1.
 int descriptor_of(const nb::object &f, bool raw_too) {
-    nb::object io = steal_or_throw(PyImport_ImportModule("io"));
-    nb::object buffered = steal_or_throw(PyObject_GetAttrString(io.ptr(), "BufferedReader"));
-    nb::object raw = steal_or_throw(PyObject_GetAttrString(io.ptr(), "FileIO"));
+    // The types, looked up once (they live as long as the interpreter's io module).
+    static PyObject *buffered = nullptr, *raw = nullptr;
+    if (buffered == nullptr) {
+        nb::object io = steal_or_throw(PyImport_ImportModule("io"));
+        nb::object b = steal_or_throw(PyObject_GetAttrString(io.ptr(), "BufferedReader"));
+        nb::object r = steal_or_throw(PyObject_GetAttrString(io.ptr(), "FileIO"));
+        buffered = b.release().ptr();
+        raw = r.release().ptr();
+    }
     PyObject *type = (PyObject *)Py_TYPE(f.ptr());
-    if (type != buffered.ptr() && !(raw_too && type == raw.ptr())) return -1;
+    if (type != buffered && !(raw_too && type == raw)) return -1;
     nb::object fd = steal_or_throw(PyObject_CallMethod(f.ptr(), "fileno", nullptr));
     const long v = PyLong_AsLong(fd.ptr());
     if (v == -1 && PyErr_Occurred()) throw_python();

@@ -8,6 +8,7 @@
 #include <climits>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -200,6 +201,26 @@ struct ScanSetup {
         return TableScan(new_scanner(false),
                          CheckTableBuilder(units, families, &host_number, model), filter);
     }
+    // The same, made without the interpreter lock (the scanners of many small files are made
+    // side by side); MemoryError when expat could not make its parser.
+    TableScan make_unlocked() const {
+        const auto &host = expat_host();
+        std::unique_ptr<marlox::results::Scanner> scanner;
+        std::optional<TableScan> made;
+        {
+            nb::gil_scoped_release release;
+            scanner = std::make_unique<marlox::results::Scanner>(host, false);
+            if (scanner->created()) {
+                made.emplace(std::move(scanner),
+                             CheckTableBuilder(units, families, &host_number, model), filter);
+            }
+        }
+        if (!made) {
+            PyErr_NoMemory();
+            throw_python();
+        }
+        return std::move(*made);
+    }
 };
 
 void report(const nb::object &progress, Py_ssize_t bytes);
@@ -233,6 +254,9 @@ class RawSource {
             done_ += len;
             return true;
         }
+        // One buffer a thread, kept: a buffer made and freed per file is memory the system
+        // maps and unmaps per file, which threads reading many small files queue for.
+        thread_local std::vector<char> buffer_;
         if (buffer_.empty()) {
             try {
                 buffer_.resize((std::size_t)kReadSize);
@@ -267,7 +291,6 @@ class RawSource {
     }
 
     int fd_ = -1;
-    std::vector<char> buffer_;
     const char *data_ = nullptr;
     std::size_t size_ = 0, done_ = 0;
 };

@@ -62,6 +62,8 @@ class TableScan {
     std::string_view input_xml_root() const noexcept;
 
     Scanner &scanner() noexcept { return *scanner_; }
+    // Let the parser and the tree go (the scan is over).
+    void drop_scanner() noexcept { scanner_.reset(); }
     CheckTableBuilder &builder() noexcept { return builder_; }
     SectionFilter &filter() noexcept { return filter_; }
     const NumberError &number_error() const noexcept { return number_error_; }
