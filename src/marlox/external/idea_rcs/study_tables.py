@@ -6,9 +6,10 @@ variant and its parameters)."""
 from __future__ import annotations
 
 import functools
+import itertools
 import os
+import threading
 from collections.abc import Iterable, Sequence
-from concurrent.futures import ThreadPoolExecutor
 from typing import Any, Literal
 
 from .idea_rcs import CheckTable, ResultTable, _stack_tables, check_table
@@ -128,9 +129,39 @@ def check_tables(
     if workers == 1:
         tables = [read(source) for source in sources]
     else:
-        with ThreadPoolExecutor(workers, thread_name_prefix="marlox-tables") as pool:
-            tables = list(pool.map(read, sources))
+        tables = _read_side_by_side(read, sources, workers)
     return CheckTables(_keys(sources), tables, units)
+
+
+def _read_side_by_side(read: Any, sources: list[Any], workers: int) -> list[CheckTable]:
+    """``read`` of every source on ``workers`` threads, each taking the next file as it is done
+    (no future per file: the bookkeeping of a pool holds the interpreter lock for as long as a
+    small file's table takes without it). The first error in the order of ``sources`` is
+    raised; files after a failed one are not read."""
+    tables: list[Any] = [None] * len(sources)
+    errors: dict[int, BaseException] = {}
+    order = itertools.count()  # next() of a count is atomic under the interpreter lock
+
+    def work() -> None:
+        for i in iter(order.__next__, len(sources)):
+            if i >= len(sources) or (errors and i > min(errors)):
+                return
+            try:
+                tables[i] = read(sources[i])
+            except BaseException as e:  # noqa: BLE001 - raised in the caller's thread
+                errors[i] = e
+
+    threads = [
+        threading.Thread(target=work, name=f"marlox-tables-{n}", daemon=True)
+        for n in range(workers)
+    ]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    if errors:
+        raise errors[min(errors)]
+    return tables
 
 
 def _keys(sources: list[Any]) -> list[Key]:
