@@ -178,3 +178,21 @@ def test_a_file_that_changes_while_read_in_pieces_is_refused(tmp_path, change, s
         check_table(
             stream if source == "stream" else path, threads=2, progress=lambda n: change(path)
         )
+
+
+def test_a_progress_callback_that_raises_stops_the_pieces(tmp_path):
+    path = tmp_path / "r.xml"
+    path.write_bytes(sample_document(sections=4, extremes=1))
+
+    def stop(n):
+        raise KeyboardInterrupt
+
+    with pytest.raises(KeyboardInterrupt):
+        check_table(path, threads=3, progress=stop)
+    assert len(check_table(path, threads=3)) > 0  # nothing left running in the way
+
+
+@pytest.mark.parametrize("threads, error", [(0, ValueError), (True, TypeError), ("2", TypeError)])
+def test_threads_must_be_a_positive_int(threads, error):
+    with pytest.raises(error, match="threads must be"):
+        OutputFileParser(io.BytesIO(variant()), threads=threads)
