@@ -59,7 +59,13 @@ struct FileStamp {
     }
 };
 
+// False for anything but a regular file (and on Windows, where a file is read in one pass: it
+// has no positioned read that leaves the descriptor's position alone).
 bool file_stamp(int fd, FileStamp &out) {
+#ifdef _WIN32
+    (void)fd, (void)out;
+    return false;
+#else
     struct stat st{};
     if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) return false;
     out.size = (std::uint64_t)st.st_size;
@@ -68,6 +74,7 @@ bool file_stamp(int fd, FileStamp &out) {
     out.mtime_ns = (long long)st.st_mtim.tv_nsec;
 #endif
     return true;
+#endif
 }
 
 [[noreturn]] void raise_changed() {
