@@ -196,3 +196,38 @@ def test_a_progress_callback_that_raises_stops_the_pieces(tmp_path):
 def test_threads_must_be_a_positive_int(threads, error):
     with pytest.raises(error, match="threads must be"):
         OutputFileParser(io.BytesIO(variant()), threads=threads)
+
+
+def reopened_at(offset):
+    """A document whose sections' container is closed and opened again in another namespace
+    with its end tag at byte `offset`, about a third of the way in."""
+    head = '<?xml version="1.0" encoding="utf-8"?><r><a>'
+
+    def section(i, pad):
+        tag = "SectionConcreteCheckResult"
+        return f"<{tag}><SectionId>{i}</SectionId><Note>{'x' * pad}</Note></{tag}>"
+
+    body, i = "", 1
+    while len(head) + len(body) + 300 < offset:
+        body += section(i, 100)
+        i += 1
+    body += section(i, offset - len(head) - len(body) - len(section(i, 0)))
+    body += '</a><a xmlns="urn:other">'
+    rest = "".join(section(j, 100) for j in range(i + 1, i + 4000))
+    data = (head + body + rest + "</a></r>").encode()
+    assert data.index(b"</a>") == offset
+    return data, i
+
+
+@pytest.mark.parametrize("before", [1, 2, 3, 4])
+def test_a_container_closed_across_two_reads_of_a_piece_is_seen(before):
+    # A piece reads 256 KiB at a time from its first section: the end tag straddles two reads.
+    head = len('<?xml version="1.0" encoding="utf-8"?><r><a>')
+    data, last = reopened_at(head + 2**18 - before)
+    assert_pieces_agree(data)  # the trees as text: the sections after the end tag are namespaced
+    assert (
+        ET.tostring(OutputFileParser(io.BytesIO(data), threads=2)._root).count(
+            b"<SectionConcreteCheckResult>"
+        )
+        == last
+    )
