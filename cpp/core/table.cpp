@@ -14,8 +14,7 @@ Column::Column(std::string name, Type type, std::string unit, bool nullable)
 
 // A new chunk has room for all its rows at once: what is never written is never touched (so
 // not resident), and nothing is copied while it fills.
-Chunk &Column::room() {
-    if (!chunks_.empty() && chunks_.back().size < kChunkRows) return chunks_.back();
+Chunk &Column::new_chunk() {
     Chunk c;
     switch (type_) {
         case Type::Int64:
@@ -36,7 +35,7 @@ Chunk &Column::room() {
     return chunks_.back();
 }
 
-void Column::mark(Chunk &c, bool valid) {
+void Column::mark_bitmap(Chunk &c, bool valid) {
     const std::size_t j = c.size;
     if (!valid && c.validity.empty()) {
         // The first missing value of the chunk: every earlier one was present.
@@ -51,22 +50,6 @@ void Column::mark(Chunk &c, bool valid) {
     if (!valid) ++c.nulls;
     ++c.size;
     ++size_;
-}
-
-void Column::append_int(std::int64_t v) {
-    Chunk &c = room();
-    if (type_ == Type::Int64) {
-        c.i64.push_back(v);
-    } else {
-        c.i32.push_back((std::int32_t)v);
-    }
-    mark(c, true);
-}
-
-void Column::append_float(double v) {
-    Chunk &c = room();
-    c.f64.push_back(v);
-    mark(c, true);
 }
 
 void Column::append_bool(bool v) {
@@ -105,7 +88,7 @@ void Column::append_text(std::string_view v) {
     mark(c, true);
 }
 
-void Column::append_null() {
+void Column::append_null_slow() {
     Chunk &c = room();
     switch (type_) {
         case Type::Int64:
