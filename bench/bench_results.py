@@ -13,6 +13,8 @@ that peak RSS (``ru_maxrss``) belongs to that case alone. Cases:
   where expat's own cost ends;
 - ``RcsOutputFileParser``: ``extremes()`` on every section, against the floors and against
   the ElementTree reference reader (``tests/results_oracle.py``);
+- where the time goes: the floor, then what expat's work for handlers, the tree builder,
+  ``extremes()`` and (instead) ``check_table()`` each add, in processor time;
 - peak RSS of the same scan on a small and a large file (streaming: it must not grow);
 - two files in two threads against one file in one thread (throughput ratio);
 - ``OutputFileParser``: construction and all six accessors on every section, against the
@@ -146,6 +148,13 @@ def child(case, kind, paths):
             if failures:
                 raise failures[0]
         seconds, cpu = time.perf_counter() - start, time.process_time() - cpu_start
+    elif case == "table":
+        from marlox.external.idea_rcs import check_table
+
+        start, cpu_start = time.perf_counter(), time.process_time()
+        for path in paths:
+            check_table(path)
+        seconds, cpu = time.perf_counter() - start, time.process_time() - cpu_start
     elif case == "whole":
         parser_class = whole_class(kind)
         data = Path(paths[0]).read_bytes()
@@ -245,7 +254,8 @@ def main(argv=None):
     parser.add_argument("--repeat", type=int, help="runs per case, best kept (default 3)")
     parser.add_argument(
         "--only",
-        help="comma-separated comparisons to run: extremes, rss, threads, whole (default all)",
+        help="comma-separated comparisons to run: extremes, breakdown, rss, threads, whole "
+        "(default all)",
     )
     parser.add_argument("--child", nargs="+", help=argparse.SUPPRESS)
     args = parser.parse_args(argv)
@@ -258,7 +268,7 @@ def main(argv=None):
     large_mb = args.large_mb or (50 if args.quick else 400)
     repeat = args.repeat or (1 if args.quick else 3)
     out = ROOT / "build" / "bench"
-    groups = set((args.only or "extremes,rss,threads,whole").split(","))
+    groups = set((args.only or "extremes,breakdown,rss,threads,whole").split(","))
     main_a = ensure(out / f"results-{mb:g}mb.xml", mb, 0)
     main_b = small = large = None  # made only for the comparisons that read them
     if "threads" in groups:
@@ -278,6 +288,8 @@ def main(argv=None):
 def run_groups(groups, native, repeat, mb, small_mb, large_mb, main_a, main_b, small, large):
     if "extremes" in groups:
         extremes_group(native, repeat, mb, main_a)
+    if native and "breakdown" in groups:
+        breakdown_group(repeat, mb, main_a)
     if native and "rss" in groups:
         rss_group(small_mb, large_mb, small, large)
     if native and "threads" in groups:
@@ -330,6 +342,34 @@ def extremes_group(native, repeat, mb, main_a):
     ratio("ParseFile floor / floor", runs[PARSEFILE_FLOOR], runs[FLOOR])
     if HANDLER_FLOOR in runs:
         ratio("handler floor / floor", runs[HANDLER_FLOOR], runs[FLOOR])
+
+
+def breakdown_group(repeat, mb, main_a):
+    """Where the single-core time goes: each step's processor time over the one before."""
+    print(f"\nWhere the time goes, processor time ({mb:g} MB UTF-16):")
+    steps = {FLOOR: ("floor", "-", [main_a])}
+    if bench_probes_built():
+        steps["+ expat's work for handlers (handler floor)"] = ("handler-floor", "-", [main_a])
+    steps["+ tree builder and section loop (sections only)"] = ("scan", "native", [main_a])
+    steps["+ extremes() on every section"] = ("extremes", "native", [main_a])
+    steps["check_table() instead of extremes()"] = ("table", "native", [main_a])
+    runs = measure(steps, repeat)
+    if any("error" in run for run in runs.values()):
+        for label, run in runs.items():
+            show(label, run)
+        return
+    floor = runs[FLOOR]["cpu"]
+    before = floor
+    for label, run in runs.items():
+        cpu = run["cpu"]
+        base = runs["+ tree builder and section loop (sections only)"]["cpu"]
+        step = cpu - (base if label.startswith("check_table") else before)
+        if not label.startswith("check_table"):
+            before = cpu
+        print(
+            f"  {label:<52} {cpu * 1000:7.1f} ms  {step * 1000:+7.1f} ms  "
+            f"floor / this {floor / cpu:.3f}x"
+        )
 
 
 def bench_probes_built():
