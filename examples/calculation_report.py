@@ -1,10 +1,11 @@
 """The calculation report of a result file and the model it was run from.
 
 Writes report.html (one self-contained page: summary with the failures first, project and code
-settings, materials, the reinforced sections drawn, the loads, every check by member, the
-non-conformities and traceability), report.pdf when WeasyPrint (the extra 'pdf') is installed,
-and utilisation.png (the extra 'plot'). By default it reports the synthetic result file in
-tests/data and its input model; give RESULTS and INPUT as arguments for your own.
+settings, materials, the reinforced sections drawn, the loads, the utilisation along each member
+and every check by member, each non-conformity where it occurs, and traceability), report.pdf
+when WeasyPrint (the extra 'pdf') is installed, and utilisation.png (the extra 'plot': the same
+lines as the report's charts, through matplotlib). By default it reports the synthetic result
+file in tests/data and its input model; give RESULTS and INPUT as arguments for your own.
 """
 
 import sys

@@ -3,6 +3,7 @@
 // files, hashes them, and makes the PDF.
 #include <nanobind/stl/string.h>
 
+#include <memory>
 #include <string>
 
 #include "bindings/idea_rcs.hpp"
@@ -13,13 +14,15 @@ namespace marlox::py::results {
 
 namespace {
 
+constexpr const char *kSections = "check_section_list";
+
 std::string item(const nb::dict &sources, const char *key) {
     if (!sources.contains(key)) return {};
     nb::handle v = sources[key];
     return v.is_none() ? std::string() : nb::cast<std::string>(nb::str(v));
 }
 
-void write_report_html(const CheckTable &table, nb::handle model, nb::handle stream,
+void write_report_html(nb::handle results, nb::handle model, nb::handle stream,
                        const nb::dict &sources) {
     marlox::report::Sources s;
     s.input_name = item(sources, "input_name");
@@ -28,9 +31,49 @@ void write_report_html(const CheckTable &table, nb::handle model, nb::handle str
     s.result_sha256 = item(sources, "result_sha256");
     s.version = item(sources, "version");
     s.created = item(sources, "created");
-    const marlox::json::Value doc = model_document(model);
+    s.rcs_version = item(sources, "rcs_version");
     nb::object write = nb::getattr(stream, "write");
-    marlox::report::write_html(doc, *table.table, s, [&](std::string_view piece) {
+    std::unique_ptr<marlox::report::Writer> writer;
+    {
+        // The model's document, but its check sections (most of it: their loads) made JSON
+        // one at a time: the whole document as one parsed tree would hold about 10 KB a
+        // section of 5 extremes, and is let go once the parts from it are written anyway.
+        nb::object m = nb::borrow(model);
+        if (!PyObject_HasAttrString(model.ptr(), "_serialize")) {
+            m = nb::module_::import_("marlox.external.idea_rcs.idea_rcs")
+                    .attr("OpenModel")
+                    .attr("from_xml")(model);
+        }
+        nb::object doc = m.attr("_serialize")();
+        if (!PyDict_Check(doc.ptr())) {
+            throw marlox::Error(ErrorKind::Value, "not a serialised model: not an object");
+        }
+        nb::object dumps = nb::module_::import_("json").attr("dumps");
+        auto parsed = [&](nb::handle o) {
+            return marlox::json::parse(nb::cast<std::string>(dumps(o)));
+        };
+        nb::object rest = steal_or_throw(PyDict_Copy(doc.ptr()));
+        nb::object sections = nb::none();
+        if (PyDict_GetItemString(doc.ptr(), kSections) != nullptr) {
+            sections = nb::borrow(PyDict_GetItemString(doc.ptr(), kSections));
+            if (PyDict_DelItemString(rest.ptr(), kSections) != 0) throw_python();
+        }
+        const marlox::json::Value base = parsed(rest);
+        writer = std::make_unique<marlox::report::Writer>(base, s);
+        if (!sections.is_none()) {
+            if (!PyList_Check(sections.ptr()) && !PyTuple_Check(sections.ptr())) {
+                throw marlox::Error(ErrorKind::Value,
+                                    "not a serialised model: check_section_list is not a list");
+            }
+            for (nb::handle entry : sections) writer->add_model_section(base, parsed(entry));
+        }
+    }
+    scan_check_sections(results, writer->context(),
+                        [&](marlox::results::CheckTableBuilder &builder) {
+                            const marlox::table::Table rows = builder.take_rows();
+                            writer->add_section(rows, builder.take_non_conformities());
+                        });
+    writer->finish([&](std::string_view piece) {
         nb::object data =
             steal_or_throw(PyBytes_FromStringAndSize(piece.data(), (Py_ssize_t)piece.size()));
         nb::object r = steal_or_throw(PyObject_CallOneArg(write.ptr(), data.ptr()));
@@ -41,13 +84,14 @@ void write_report_html(const CheckTable &table, nb::handle model, nb::handle str
 
 void bind_report(nb::module_ &m) {
     using namespace nb::literals;
-    m.def("_write_report_html", &write_report_html, "table"_a, "model"_a, "stream"_a, "sources"_a,
-          nb::sig("def _write_report_html(table: CheckTable, model: _Model | str | "
-                  "os.PathLike[str] | bytes | typing.BinaryIO, stream: typing.BinaryIO, "
-                  "sources: dict[str, str]) -> None"),
-          "Write the calculation report of `table` (read in engineering units with `model`) "
-          "as one HTML page to the binary `stream`; `sources` names the input and result "
-          "files with their SHA-256, the package version and the date (see "
+    m.def("_write_report_html", &write_report_html, "results"_a, "model"_a, "stream"_a, "sources"_a,
+          nb::sig("def _write_report_html(results: str | os.PathLike[str] | typing.BinaryIO, "
+                  "model: _Model | str | os.PathLike[str] | bytes | typing.BinaryIO, stream: "
+                  "typing.BinaryIO, sources: dict[str, str]) -> None"),
+          "Write the calculation report of the result file `results` and the `model` it was "
+          "run from as one HTML page to the binary `stream`, each section's checks written "
+          "as the file is read; `sources` names the input and result files with their "
+          "SHA-256, the package version, the date and the RCS version when known (see "
           "marlox.external.idea_rcs.report).");
 }
 

@@ -178,6 +178,8 @@ struct Scan {
     std::vector<SectionIdValue> wanted;  // the requested sections, in the caller's order
     std::vector<bool> seen;
     bool kind_checked = false;
+    // Called with the builder once a section's rows are in it (it may take them).
+    std::function<void(CheckTableBuilder &)> after_section;
 
     // Rows of the sections the parser has finished; each is then cleared, as the streaming
     // parser clears a section when its consumer moves on, and the tree let go.
@@ -217,6 +219,7 @@ struct Scan {
                     }
                 }
                 if (bad_number) raise_number_error(error);
+                if (after_section) after_section(builder);
             }
             builder_.clear(node);
         }
@@ -383,6 +386,27 @@ nb::object check_table(nb::handle source, nb::handle model_arg, nb::handle secti
     t.unit_system = u == Units::SI ? "SI" : "engineering";
     return nb::cast(std::move(t));
 }
+
+}  // namespace
+
+void scan_check_sections(nb::handle source, const marlox::results::ModelContext &model,
+                         const std::function<void(CheckTableBuilder &)> &each) {
+    Scan scan{std::make_shared<DocState>(new_scanner(false), true),
+              CheckTableBuilder(Units::Engineering, {}, &host_number, &model)};
+    scan.builder.keep_non_conformities(true);
+    scan.after_section = each;
+    if (PyObject_HasAttrString(source.ptr(), "read")) {
+        scan_stream(scan, nb::borrow(source), nb::none(), true);
+    } else {
+        nb::object io = steal_or_throw(PyImport_ImportModule("io"));
+        Closer closer{
+            steal_or_throw(PyObject_CallMethod(io.ptr(), "open", "Os", source.ptr(), "rb"))};
+        scan_stream(scan, closer.f, nb::none());
+    }
+    check_mismatch(scan.builder.mismatch(), model);
+}
+
+namespace {
 
 // Pickling: a table as bytes (core/table_bytes.hpp), written and read without the lock.
 nb::bytes table_bytes(const TablePtr &t) {

@@ -2,10 +2,12 @@
 // their conversions to Python values, pandas, CSV and Arrow PyCapsules.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
 #include "bindings/idea_rcs_results.hpp"
+#include "core/check_table.hpp"
 #include "core/json.hpp"
 #include "core/table.hpp"
 
@@ -39,6 +41,13 @@ struct Closer {
 // The serialised model of an OpenModel or Model, or of the input XML it was written to (a path,
 // bytes or a binary stream, read by OpenModel.from_xml).
 marlox::json::Value model_document(nb::handle model);
+
+// Read the result file `source` (a path or a binary stream) as check_table() does, in
+// engineering units with `model`'s names and the non-conformities kept, calling `each` with the
+// builder once a section's rows are in it; a file that does not belong to the model raises as
+// check_table() raises.
+void scan_check_sections(nb::handle source, const marlox::results::ModelContext &model,
+                         const std::function<void(marlox::results::CheckTableBuilder &)> &each);
 
 // The column of that name, or KeyError.
 const marlox::table::Column &column_named(const marlox::table::Table &t, nb::handle name);

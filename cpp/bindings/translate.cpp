@@ -144,6 +144,14 @@ void set_python_error(const Error &error) noexcept {
         case ErrorKind::SdkExecution:
             set_built([&] { return sdk_error("ExecutionError", str_from(message)); });
             break;
+        case ErrorKind::OS: {
+            PyObject *args = Py_BuildValue("(is)", error.code(), message.c_str());
+            if (args != nullptr) {
+                PyErr_SetObject(PyExc_OSError, args);
+                Py_DECREF(args);
+            }
+            break;
+        }
     }
     if (!PyErr_Occurred()) PyErr_SetString(PyExc_SystemError, message.c_str());
 }

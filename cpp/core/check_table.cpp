@@ -157,7 +157,8 @@ std::string itertext(const Dom &d, NodeId id) {
 
 CheckTableBuilder::CheckTableBuilder(Units units, std::vector<std::string> families,
                                      NumberReader slow, const ModelContext *model)
-    : force_scale_(units == Units::Engineering ? 1e-3 : 1.0),
+    : units_(units),
+      force_scale_(units == Units::Engineering ? 1e-3 : 1.0),
       length_scale_(units == Units::Engineering ? 1e3 : 1.0),
       stress_scale_(units == Units::Engineering ? 1e-6 : 1.0),
       model_(model),
@@ -172,6 +173,15 @@ table::Table CheckTableBuilder::take_checks() {
     return std::move(checks_);
 }
 
+table::Table CheckTableBuilder::take_rows() {
+    table::Table out = std::move(checks_);
+    checks_ = table::Table{};
+    checks_.columns = check_columns(units_);
+    overall_ = table::Table{};
+    overall_.columns = overall_columns();
+    return out;
+}
+
 table::Table CheckTableBuilder::take_overall() {
     overall_.shrink();
     return std::move(overall_);
@@ -184,6 +194,7 @@ void CheckTableBuilder::resolve_tags(const Dom &d) {
         {&tags_.internal_forces, "InternalFores"},
         {&tags_.non_conformities, "NonConformities"},
         {&tags_.severity, "Severity"},
+        {&tags_.guid, "Guid"},
         {&tags_.limit, "LimitCheckValue"},
         {&tags_.overall_item, "ConcreteCheckResultOverallItem"},
         {&tags_.limit_stress, "LimitStress"},
@@ -317,7 +328,14 @@ void CheckTableBuilder::add_item(const Dom &d, NodeId item, std::int64_t section
             const NodeId sev = d.child(nc, tags_.severity);
             if (sev == kNoNode) continue;
             const int s = severity(text_view(d, sev));
-            if (s >= 0) ++counts[s];
+            if (s < 0) continue;
+            ++counts[s];
+            if (keep_non_conformities_) {
+                const NodeId guid = d.child(nc, tags_.guid);
+                non_conformities_.push_back(NonConformity{
+                    checks_.rows(), s,
+                    guid == kNoNode ? std::string() : std::string(text_view(d, guid))});
+            }
         }
     }
     auto &col = checks_.columns;

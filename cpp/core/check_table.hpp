@@ -115,6 +115,14 @@ using NumberReader = std::function<bool(std::string_view text, double &out)>;
 // the NumberReader).
 bool read_plain_number(std::string_view text, double &out) noexcept;
 
+// A non-conformity that a check item states: its severity (0 info, 1 warning, 2 error,
+// 3 terminated error), its GUID (the file gives no text) and the row of the item.
+struct NonConformity {
+    std::size_t row = 0;
+    int severity = 0;
+    std::string guid;
+};
+
 class CheckTableBuilder {
   public:
     // `families`: the family texts whose rows are kept (all when empty); `model`: the names of
@@ -129,13 +137,20 @@ class CheckTableBuilder {
     // The tables, their buffers trimmed to their rows.
     table::Table take_checks();
     table::Table take_overall();
+    // The rows added so far, leaving the builder empty for more (their "Overall" rows let go):
+    // a consumer that writes each section as it comes holds one section, never the table.
+    table::Table take_rows();
+    // With `keep`, each non-conformity of the rows is kept too, to be taken with them (its row
+    // counted from the last take_rows()).
+    void keep_non_conformities(bool keep) noexcept { keep_non_conformities_ = keep; }
+    std::vector<NonConformity> take_non_conformities() { return std::move(non_conformities_); }
     // What did not match the model so far.
     const ModelMismatch &mismatch() const noexcept { return mismatch_; }
 
   private:
     struct Tags {
         std::size_t known = 0;  // the dom's tag count when they were last looked up
-        std::uint32_t internal_forces, non_conformities, severity, limit, overall_item,
+        std::uint32_t internal_forces, non_conformities, severity, guid, limit, overall_item,
             limit_stress;
     };
     void resolve_tags(const Dom &d);
@@ -149,6 +164,7 @@ class CheckTableBuilder {
     // The number of a leaf, times `scale`; false when the leaf or its text is missing.
     bool number(const Dom &d, NodeId leaf, double scale, std::string_view field, double &out) const;
 
+    Units units_;
     double force_scale_, length_scale_, stress_scale_;
     const ModelContext *model_;
     ModelMismatch mismatch_;
@@ -157,6 +173,8 @@ class CheckTableBuilder {
     Tags tags_{};
     table::Table checks_;
     table::Table overall_;
+    bool keep_non_conformities_ = false;
+    std::vector<NonConformity> non_conformities_;
     // Where add_item is, for a NumberError.
     struct Where {
         std::int64_t section = 0, extreme = 0;

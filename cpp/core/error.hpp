@@ -19,6 +19,7 @@ enum class ErrorKind {
     SdkParsing,      // marlox.errors.ParsingError
     SdkInternal,     // marlox.errors.InternalError
     SdkExecution,    // marlox.errors.ExecutionError
+    OS,              // OSError, with the errno as its code
 };
 
 class Error : public std::runtime_error {
@@ -31,6 +32,13 @@ class Error : public std::runtime_error {
         error.code_ = code;
         error.line_ = line;
         error.column_ = column;
+        return error;
+    }
+
+    // A failing system call: its errno and what failed.
+    static Error os(const std::string &message, int error_number) {
+        Error error(ErrorKind::OS, message);
+        error.code_ = error_number;
         return error;
     }
 

@@ -20,13 +20,7 @@ std::vector<const Value *> objects(const Value &model, const char *list) {
     const Value *l = model.find(list);
     if (l == nullptr || l->is_null()) return out;
     if (l->type != Value::Type::Array) not_a_model(std::string(list) + " is not a list");
-    for (const Value &entry : l->items) {
-        if (entry.type != Value::Type::Array || entry.items.size() != 2 ||
-            entry.items[1].type != Value::Type::Object) {
-            not_a_model(std::string(list) + " holds an entry that is not [type, fields]");
-        }
-        out.push_back(&entry.items[1]);
-    }
+    for (const Value &entry : l->items) out.push_back(&entry_fields(entry, list));
     return out;
 }
 
@@ -60,36 +54,52 @@ std::unordered_map<std::int64_t, std::string> names(const Value &model, const ch
 
 }  // namespace
 
-ModelContext model_context(const Value &model) {
-    if (model.type != Value::Type::Object) not_a_model("not an object");
-    const auto members = names(model, "check_member_list");
-    const auto reinforced = names(model, "reinforced_cross_section_list");
-    std::unordered_map<std::int64_t, std::int32_t> per_member;
-    ModelContext out;
-    for (const Value *o : objects(model, "check_section_list")) {
-        std::int64_t id = 0;
-        if (!integer(o->find("Id"), id)) not_a_model("a check section without an integer id");
-        SectionContext s;
-        s.name = text(*o, "Description");
-        std::int64_t ref = 0;
-        if (reference(*o, "CheckMember", ref)) {
-            const auto it = members.find(ref);
-            if (it != members.end()) s.member = it->second;
-            s.position = ++per_member[ref];
-        }
-        if (reference(*o, "ReinfSection", ref)) {
-            const auto it = reinforced.find(ref);
-            if (it != reinforced.end()) s.reinforced_section = it->second;
-        }
-        if (const Value *ex = o->find("Extremes");
-            ex != nullptr && ex->type == Value::Type::Array) {
-            for (const Value &e : ex->items) {
-                s.extremes.push_back(e.type == Value::Type::Object ? text(e, "Description") : "");
-            }
-        }
-        if (out.sections.emplace(id, std::move(s)).second) out.order.push_back(id);
+const Value &entry_fields(const Value &entry, const char *list) {
+    if (entry.type != Value::Type::Array || entry.items.size() != 2 ||
+        entry.items[1].type != Value::Type::Object) {
+        not_a_model(std::string(list) + " holds an entry that is not [type, fields]");
     }
-    return out;
+    return entry.items[1];
+}
+
+ModelContextBuilder::ModelContextBuilder(const Value &model) {
+    if (model.type != Value::Type::Object) not_a_model("not an object");
+    members_ = names(model, "check_member_list");
+    reinforced_ = names(model, "reinforced_cross_section_list");
+}
+
+void ModelContextBuilder::add(const Value &entry) {
+    const Value &o = entry_fields(entry, "check_section_list");
+    std::int64_t id = 0;
+    if (!integer(o.find("Id"), id)) not_a_model("a check section without an integer id");
+    SectionContext s;
+    s.name = text(o, "Description");
+    std::int64_t ref = 0;
+    if (reference(o, "CheckMember", ref)) {
+        const auto it = members_.find(ref);
+        if (it != members_.end()) s.member = it->second;
+        s.position = ++per_member_[ref];
+    }
+    if (reference(o, "ReinfSection", ref)) {
+        const auto it = reinforced_.find(ref);
+        if (it != reinforced_.end()) s.reinforced_section = it->second;
+    }
+    if (const Value *ex = o.find("Extremes"); ex != nullptr && ex->type == Value::Type::Array) {
+        for (const Value &e : ex->items) {
+            s.extremes.push_back(e.type == Value::Type::Object ? text(e, "Description") : "");
+        }
+    }
+    if (out_.sections.emplace(id, std::move(s)).second) out_.order.push_back(id);
+}
+
+ModelContext model_context(const Value &model) {
+    ModelContextBuilder builder(model);
+    const Value *l = model.find("check_section_list");
+    if (l != nullptr && !l->is_null()) {
+        if (l->type != Value::Type::Array) not_a_model("check_section_list is not a list");
+        for (const Value &entry : l->items) builder.add(entry);
+    }
+    return builder.take();
 }
 
 }  // namespace marlox::results

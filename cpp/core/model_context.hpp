@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "core/json.hpp"
@@ -33,5 +34,26 @@ struct ModelContext {
 
 // Throws marlox::Error(Value) for a document that is not a serialised model.
 ModelContext model_context(const json::Value &model);
+
+// The same, for check sections given one at a time, so that the model's sections need not be
+// one document: the names of the members and reinforced sections are read from `model` (whose
+// check sections are not read), then each check section is added as its entry of the
+// "check_section_list" ([type, fields]). Throws marlox::Error(Value) as model_context() does.
+class ModelContextBuilder {
+  public:
+    explicit ModelContextBuilder(const json::Value &model);
+    void add(const json::Value &entry);
+    const ModelContext &context() const noexcept { return out_; }
+    ModelContext take() noexcept { return std::move(out_); }
+
+  private:
+    std::unordered_map<std::int64_t, std::string> members_, reinforced_;
+    std::unordered_map<std::int64_t, std::int32_t> per_member_;
+    ModelContext out_;
+};
+
+// The fields of an entry [type, {fields}] of a model's list. Throws marlox::Error(Value)
+// naming `list` for anything else.
+const json::Value &entry_fields(const json::Value &entry, const char *list);
 
 }  // namespace marlox::results

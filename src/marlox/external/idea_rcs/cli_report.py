@@ -14,8 +14,9 @@ def add_commands(subparsers: argparse._SubParsersAction[argparse.ArgumentParser]
         "report",
         help="the calculation report of a result file and its model, HTML or PDF",
         description="Write the calculation report: summary with the failures first, project "
-        "and code settings, materials, reinforced sections drawn, loads, every check by "
-        "member, non-conformities, traceability. Exit status 2 for input that cannot be used; "
+        "and code settings, materials, reinforced sections drawn, loads, the utilisation along "
+        "each member and every check by member, every non-conformity where it occurs, "
+        "traceability. Exit status 2 for input that cannot be used; "
         "nothing is left half-written.",
     )
     report.add_argument("file", help="result XML written by IDEA StatiCa RCS")
@@ -25,6 +26,12 @@ def add_commands(subparsers: argparse._SubParsersAction[argparse.ArgumentParser]
     report.add_argument(
         "-o", "--output", required=True, metavar="OUT", help="report.html or report.pdf"
     )
+    report.add_argument(
+        "--rcs-version",
+        metavar="VERSION",
+        help="the IDEA StatiCa RCS version that ran, for the traceability (a result file does "
+        "not state it)",
+    )
     report.set_defaults(func=_report)
 
 
@@ -33,7 +40,7 @@ def _report(args: argparse.Namespace) -> int:
 
     try:
         with reading(args.file), writing(args.output):
-            path = write_report(args.file, args.model, args.output)
+            path = write_report(args.file, args.model, args.output, args.rcs_version)
     except ImportError as error:  # the optional extra of the PDF
         raise UserError(str(error)) from None
     print(f"report written to {path}", file=sys.stderr)

@@ -1815,9 +1815,9 @@ def check_table(source: str | os.PathLike[str] | bytes | BinaryIO | marlox.core.
     :raises ParsingError: for a requested section that the file does not hold.
     """
 
-def _write_report_html(table: CheckTable, model: _Model | str | os.PathLike[str] | bytes | BinaryIO, stream: BinaryIO, sources: dict[str, str]) -> None:
+def _write_report_html(results: str | os.PathLike[str] | BinaryIO, model: _Model | str | os.PathLike[str] | bytes | BinaryIO, stream: BinaryIO, sources: dict[str, str]) -> None:
     """
-    Write the calculation report of `table` (read in engineering units with `model`) as one HTML page to the binary `stream`; `sources` names the input and result files with their SHA-256, the package version and the date (see marlox.external.idea_rcs.report).
+    Write the calculation report of the result file `results` and the `model` it was run from as one HTML page to the binary `stream`, each section's checks written as the file is read; `sources` names the input and result files with their SHA-256, the package version, the date and the RCS version when known (see marlox.external.idea_rcs.report).
     """
 
 def _stack_tables(keys: Sequence[dict[str, int | float | bool | str | None]], tables: Sequence[ResultTable], like: ResultTable) -> ResultTable:

@@ -1,9 +1,11 @@
 """The calculation report of a result file and the model it was run from: one self-contained
 HTML page, or a PDF of that page (the optional extra ``pdf``: WeasyPrint).
 
-The page itself is written by the C++ core while it walks the check table, so memory holds
-the table and one piece of output, not the page; this module picks the files, hashes them for
-traceability, and writes under a temporary name that is renamed only when the report is whole.
+The page is written by the C++ core while it reads the result file: each section's checks go to
+a temporary file as they come and are joined after the summary, so that memory holds one section,
+what the summary keeps of each, and one piece of output, never the check table or the page; this
+module picks the files, hashes them for traceability, and writes under a temporary name that is
+renamed only when the report is whole.
 """
 
 from __future__ import annotations
@@ -57,10 +59,14 @@ def write_report(
     results: str | os.PathLike[str],
     model: Any,
     output: str | os.PathLike[str],
+    rcs_version: str | None = None,
 ) -> Path:
     """Write the calculation report of `results` (the result XML) and `model` (the input XML it
     was run from, or the ``OpenModel``/``Model`` itself) to `output`: ``.html`` (one
     self-contained page) or ``.pdf`` (the extra ``pdf``). Returns the output path.
+
+    A result file does not name the program that wrote it: give the version of IDEA StatiCa RCS
+    that ran as `rcs_version` to have it in the traceability ("not stated" otherwise).
 
     :raises ValueError: for an output that is neither, a model the results do not belong to,
         a result file without any check.
@@ -68,7 +74,7 @@ def write_report(
     :raises ImportError: for a PDF without WeasyPrint.
     """
     from marlox import __version__
-    from marlox.external.idea_rcs.idea_rcs import OpenModel, _write_report_html, check_table
+    from marlox.external.idea_rcs.idea_rcs import OpenModel, _write_report_html
 
     target = Path(output)
     suffix = target.suffix.lower()
@@ -86,13 +92,12 @@ def write_report(
         "input_sha256": "" if model_path is None else _sha256(model_path),
         "version": __version__,
         "created": datetime.datetime.now(datetime.UTC).strftime("%Y-%m-%d %H:%M UTC"),
+        "rcs_version": rcs_version or "",
     }
-    # the input XML read once, for the table's names and for the page
     source_model = model if model_path is None else OpenModel.from_xml(model_path)
-    table = check_table(results_path, model=source_model, units="engineering")
     with _temporary_beside(target, ".html") as page:
         with open(page, "wb") as stream:
-            _write_report_html(table, source_model, stream, sources)
+            _write_report_html(results_path, source_model, stream, sources)
         if weasyprint is None:
             _publish(page, target)
             return target
@@ -102,10 +107,10 @@ def write_report(
     return target
 
 
-def report_html(results: str | os.PathLike[str], model: Any, stream: BinaryIO) -> None:
-    """Write the HTML page of the report to the binary `stream` (no traceability of files)."""
+def report_html(results: str | os.PathLike[str] | BinaryIO, model: Any, stream: BinaryIO) -> None:
+    """Write the HTML page of the report of `results` (a path or a binary stream) to the binary
+    `stream` (no traceability of files)."""
     from marlox import __version__
-    from marlox.external.idea_rcs.idea_rcs import _write_report_html, check_table
+    from marlox.external.idea_rcs.idea_rcs import _write_report_html
 
-    table = check_table(results, model=model, units="engineering")
-    _write_report_html(table, model, stream, {"version": __version__})
+    _write_report_html(results, model, stream, {"version": __version__})
