@@ -3,14 +3,18 @@
 Every measurement runs in a fresh interpreter (this script started again with ``--child``) so
 that peak RSS (``ru_maxrss``) belongs to that case alone. Cases:
 
-- floor: expat with no handlers at all (``xml.parsers.expat`` ``ParseFile``), the least any
-  XML reader can cost;
+- floor: expat with no handlers at all fed 1 MiB reads (``Parse`` on ``read(1 MiB)``), the
+  least any XML reader can cost, and read the way the native parsers read (their reads grow to
+  1 MiB); beside it the same expat through ``ParseFile``, which reads 2 KiB at a time and so
+  costs more;
 - the handler floor: expat set up as ElementTree sets it up (namespace processing, its
   handlers set) with handlers that do nothing (``_bench_probes.expat_floor``, a module built
   only on request: see bench/README.md; without it this case is left out, and said so);
   where expat's own cost ends;
-- ``RcsOutputFileParser``: ``extremes()`` on every section, against both floors and against
+- ``RcsOutputFileParser``: ``extremes()`` on every section, against the floors and against
   the ElementTree reference reader (``tests/results_oracle.py``);
+- where the time goes: the floor, then what expat's work for handlers, the tree builder,
+  ``extremes()`` and (instead) ``check_table()`` each add, in processor time;
 - peak RSS of the same scan on a small and a large file (streaming: it must not grow);
 - two files in two threads against one file in one thread (throughput ratio);
 - ``OutputFileParser``: construction and all six accessors on every section, against the
@@ -30,6 +34,7 @@ import subprocess
 import sys
 import threading
 import time
+import xml.parsers.expat
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
@@ -86,13 +91,26 @@ def scan_extremes(parser_class, path, read=True):
     return extremes
 
 
+def expat_reads(f):
+    """The floor: expat with no handlers, fed 1 MiB reads."""
+    parser = xml.parsers.expat.ParserCreate()
+    while chunk := f.read(MIB):
+        parser.Parse(chunk, False)
+    parser.Parse(b"", True)
+
+
 def child(case, kind, paths):
     import io
-    import xml.parsers.expat
 
     before = current_rss()
     seconds = cpu = 0.0
     if case == "floor":
+        start, cpu_start = time.perf_counter(), time.process_time()
+        for path in paths:
+            with open(path, "rb") as f:
+                expat_reads(f)
+        seconds, cpu = time.perf_counter() - start, time.process_time() - cpu_start
+    elif case == "parsefile-floor":
         start, cpu_start = time.perf_counter(), time.process_time()
         for path in paths:
             with open(path, "rb") as f:
@@ -129,6 +147,13 @@ def child(case, kind, paths):
                 t.join()
             if failures:
                 raise failures[0]
+        seconds, cpu = time.perf_counter() - start, time.process_time() - cpu_start
+    elif case == "table":
+        from marlox.external.idea_rcs import check_table
+
+        start, cpu_start = time.perf_counter(), time.process_time()
+        for path in paths:
+            check_table(path)
         seconds, cpu = time.perf_counter() - start, time.process_time() - cpu_start
     elif case == "whole":
         parser_class = whole_class(kind)
@@ -229,7 +254,8 @@ def main(argv=None):
     parser.add_argument("--repeat", type=int, help="runs per case, best kept (default 3)")
     parser.add_argument(
         "--only",
-        help="comma-separated comparisons to run: extremes, rss, threads, whole (default all)",
+        help="comma-separated comparisons to run: extremes, breakdown, rss, threads, whole "
+        "(default all)",
     )
     parser.add_argument("--child", nargs="+", help=argparse.SUPPRESS)
     args = parser.parse_args(argv)
@@ -242,7 +268,7 @@ def main(argv=None):
     large_mb = args.large_mb or (50 if args.quick else 400)
     repeat = args.repeat or (1 if args.quick else 3)
     out = ROOT / "build" / "bench"
-    groups = set((args.only or "extremes,rss,threads,whole").split(","))
+    groups = set((args.only or "extremes,breakdown,rss,threads,whole").split(","))
     main_a = ensure(out / f"results-{mb:g}mb.xml", mb, 0)
     main_b = small = large = None  # made only for the comparisons that read them
     if "threads" in groups:
@@ -262,6 +288,8 @@ def main(argv=None):
 def run_groups(groups, native, repeat, mb, small_mb, large_mb, main_a, main_b, small, large):
     if "extremes" in groups:
         extremes_group(native, repeat, mb, main_a)
+    if native and "breakdown" in groups:
+        breakdown_group(repeat, mb, main_a)
     if native and "rss" in groups:
         rss_group(small_mb, large_mb, small, large)
     if native and "threads" in groups:
@@ -270,32 +298,78 @@ def run_groups(groups, native, repeat, mb, small_mb, large_mb, main_a, main_b, s
         whole_group(native, repeat, mb, main_a)
 
 
-def extremes_group(native, repeat, mb, main_a):
-    print(f"\nRcsOutputFileParser, extremes() on every section ({mb:g} MB UTF-16):")
+FLOOR = "expat, no handlers, 1 MiB reads (floor)"
+PARSEFILE_FLOOR = "expat, no handlers, ParseFile (2 KiB reads)"
+HANDLER_FLOOR = "expat as ElementTree sets it up, empty handlers"
+
+
+def floor_cases(native, path):
+    """The floors, each on ``path``: the fair one first, the others as extra columns."""
     cases = {
-        "expat, no handlers (floor)": ("floor", "-", [main_a]),
-        "ElementTree reference": ("extremes", "oracle", [main_a]),
+        FLOOR: ("floor", "-", [path]),
+        PARSEFILE_FLOOR: ("parsefile-floor", "-", [path]),
     }
-    probes = native and bench_probes_built()
-    if probes:
-        cases["expat as ElementTree sets it up, empty handlers"] = ("handler-floor", "-", [main_a])
+    if native and bench_probes_built():
+        cases[HANDLER_FLOOR] = ("handler-floor", "-", [path])
     elif native:
         print(
             "  handler floor: skipped, _bench_probes is not built (build it with "
             "-Ccmake.define.MARLOX_BENCH_PROBES=ON, see bench/README.md)"
         )
+    return cases
+
+
+def floor_ratios(label, run, runs, target):
+    """``run`` against the floor (with its target), then against the other floors."""
+    ratio(f"{label} / floor", run, runs[FLOOR], target)
+    ratio(f"{label} / ParseFile floor", run, runs[PARSEFILE_FLOOR])
+    if HANDLER_FLOOR in runs:
+        ratio(f"{label} / handler floor", run, runs[HANDLER_FLOOR])
+
+
+def extremes_group(native, repeat, mb, main_a):
+    print(f"\nRcsOutputFileParser, extremes() on every section ({mb:g} MB UTF-16):")
+    cases = floor_cases(native, main_a)
+    cases["ElementTree reference"] = ("extremes", "oracle", [main_a])
     if native:
         cases["native"] = ("extremes", "native", [main_a])
     runs = measure(cases, repeat)
     for label, run in runs.items():
         show(label, run)
     if native:
-        ratio("native / floor", runs["native"], runs["expat, no handlers (floor)"], 0.85)
+        floor_ratios("native", runs["native"], runs, 0.8)
         ratio("native / ElementTree reference", runs["native"], runs["ElementTree reference"])
-    if probes:
-        handler_floor = runs["expat as ElementTree sets it up, empty handlers"]
-        ratio("native / handler floor", runs["native"], handler_floor)
-        ratio("handler floor / floor", handler_floor, runs["expat, no handlers (floor)"])
+    ratio("ParseFile floor / floor", runs[PARSEFILE_FLOOR], runs[FLOOR])
+    if HANDLER_FLOOR in runs:
+        ratio("handler floor / floor", runs[HANDLER_FLOOR], runs[FLOOR])
+
+
+def breakdown_group(repeat, mb, main_a):
+    """Where the single-core time goes: each step's processor time over the one before."""
+    print(f"\nWhere the time goes, processor time ({mb:g} MB UTF-16):")
+    steps = {FLOOR: ("floor", "-", [main_a])}
+    if bench_probes_built():
+        steps["+ expat's work for handlers (handler floor)"] = ("handler-floor", "-", [main_a])
+    steps["+ tree builder and section loop (sections only)"] = ("scan", "native", [main_a])
+    steps["+ extremes() on every section"] = ("extremes", "native", [main_a])
+    steps["check_table() instead of extremes()"] = ("table", "native", [main_a])
+    runs = measure(steps, repeat)
+    if any("error" in run for run in runs.values()):
+        for label, run in runs.items():
+            show(label, run)
+        return
+    floor = runs[FLOOR]["cpu"]
+    before = floor
+    for label, run in runs.items():
+        cpu = run["cpu"]
+        base = runs["+ tree builder and section loop (sections only)"]["cpu"]
+        step = cpu - (base if label.startswith("check_table") else before)
+        if not label.startswith("check_table"):
+            before = cpu
+        print(
+            f"  {label:<52} {cpu * 1000:7.1f} ms  {step * 1000:+7.1f} ms  "
+            f"floor / this {floor / cpu:.3f}x"
+        )
 
 
 def bench_probes_built():

@@ -495,8 +495,9 @@ def result_trees(draw):
         elif host == "section":
             sections[i].add(inner)
         else:
-            extremes = sections[i].children[-1]
-            if extremes.tag == "ExtremeResults":
+            # A section may have lost all its children to the chaos.
+            extremes = sections[i].children[-1] if sections[i].children else None
+            if extremes is not None and extremes.tag == "ExtremeResults":
                 extremes.add(inner)
     if chaos.odd(3):
         sections.insert(draw(st.integers(0, len(sections))), Node("Unknown", "x"))

@@ -350,18 +350,21 @@ void CheckTableBuilder::add_item(const Dom &d, NodeId item, std::int64_t section
     text_or_null(col[kColCheck], check, true);
     text_or_null(col[kColTypeCheck], type_check, true);
     text_or_null(col[kColResult], result, false);
-    for (int i = 0; i < 8; ++i) {
-        append_number(col[(std::size_t)kColCheckValue + (std::size_t)i], present[i], numbers[i]);
-    }
+    // The float columns wait in a small row buffer (see flush_numbers), never larger than
+    // kPendingRows: a large one, once freed, would raise the allocator's threshold for giving
+    // memory back to the system and so keep other large buffers resident.
+    if (pending_.size() == kPendingRows) flush_numbers();
+    if (pending_.capacity() < kPendingRows) pending_.reserve(kPendingRows);
+    Number *row = pending_.emplace_back().data();
+    for (int i = 0; i < 8; ++i) row[i] = Number{numbers[i], present[i]};
     for (int i = 0; i < 4; ++i) col[(std::size_t)kColInfo + (std::size_t)i].append_int(counts[i]);
     // A value stated as NaN (a check that RCS did not compute) is missing.
     for (int i = 0; i < 6; ++i) {
-        append_number(col[(std::size_t)kColFuN + (std::size_t)i],
-                      fu_present[i] && fu_numbers[i] == fu_numbers[i], fu_numbers[i]);
+        row[8 + i] = Number{fu_numbers[i], fu_present[i] && fu_numbers[i] == fu_numbers[i]};
     }
     for (int i = 0; i < kValues; ++i) {
-        append_number(col[(std::size_t)kColVEd + (std::size_t)i],
-                      value_present[i] && value_numbers[i] == value_numbers[i], value_numbers[i]);
+        row[14 + i] =
+            Number{value_numbers[i], value_present[i] && value_numbers[i] == value_numbers[i]};
     }
     text_or_null(col[kColDecisionMethod], method, false);
     add_names(section, extreme);
@@ -419,6 +422,19 @@ void CheckTableBuilder::add_overall(const Dom &d, NodeId item, std::int64_t sect
     append_number(col[4], present, value);
 }
 
+// The float columns of the rows buffered so far, one column after the other: appended row by
+// row, the stores went to some thirty buffers at once and waited on memory at every row.
+void CheckTableBuilder::flush_numbers() {
+    static_assert(kColMz == kColCheckValue + 7 && kColVEd == kColFuN + 6);
+    auto &col = checks_.columns;
+    for (int k = 0; k < kBufferedColumns; ++k) {
+        const int c = k < 8 ? kColCheckValue + k : kColFuN + (k - 8);
+        Column &column = col[(std::size_t)c];
+        for (const auto &row : pending_) append_number(column, row[k].present, row[k].value);
+    }
+    pending_.clear();
+}
+
 // Every element below an extreme that has a "ResultType" child and a "CheckResults" child is
 // the result of one check family (RCS writes it as "ConcreteCheckResult", one level below the
 // extreme); each non-empty "ConcreteCheckResultBase" in its "CheckResults" is one row. These
@@ -426,6 +442,16 @@ void CheckTableBuilder::add_overall(const Dom &d, NodeId item, std::int64_t sect
 // same (document) order. Overview items ("ConcreteCheckResultOverallItem") go to the overall
 // table. Neither kind is searched for more of either inside it.
 void CheckTableBuilder::add_section(const Dom &d, NodeId section, std::int64_t section_id) {
+    try {
+        add_section_rows(d, section, section_id);
+    } catch (...) {
+        flush_numbers();  // the rows made before the failure stay whole
+        throw;
+    }
+    flush_numbers();
+}
+
+void CheckTableBuilder::add_section_rows(const Dom &d, NodeId section, std::int64_t section_id) {
     resolve_tags(d);
     const NodeId extremes = d.child(section, kExtremeResults);
     if (extremes == kNoNode) return;

@@ -9,6 +9,7 @@
 // ("Overall") make a second, smaller table.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -155,6 +156,8 @@ class CheckTableBuilder {
     };
     void resolve_tags(const Dom &d);
     bool wanted(std::string_view family) const;
+    void add_section_rows(const Dom &d, NodeId section, std::int64_t section_id);
+    void flush_numbers();
     void add_item(const Dom &d, NodeId item, std::int64_t section, std::int64_t extreme,
                   std::string_view family);
     void add_values(const Dom &d, NodeId item);
@@ -171,6 +174,15 @@ class CheckTableBuilder {
     std::vector<std::string> families_;
     NumberReader slow_;
     Tags tags_{};
+    // The float columns of the rows not yet appended (rows of the current section only): check
+    // value and limit, the six forces, then the columns from kColFuN to kColDecisionMethod.
+    struct Number {
+        double value;
+        bool present;
+    };
+    static constexpr int kBufferedColumns = 8 + (kColDecisionMethod - kColFuN);
+    static constexpr std::size_t kPendingRows = 128;
+    std::vector<std::array<Number, kBufferedColumns>> pending_;
     table::Table checks_;
     table::Table overall_;
     bool keep_non_conformities_ = false;

@@ -208,6 +208,17 @@ void DomBuilder::flush_pending() {
     dest = dom_.ref(Slice{off, old.len + fresh.len});
 }
 
+// Whether expat's `name` is `known`, byte by byte: expat has just written the name a byte at
+// a time, and a wider read of it (strcmp's) waits until those writes are done.
+bool DomBuilder::same_name(const std::string &known, const char *name) noexcept {
+    const char *k = known.data();
+    const std::size_t n = known.size();
+    for (std::size_t i = 0; i < n; ++i) {
+        if (name[i] != k[i]) return false;
+    }
+    return name[n] == '\0';
+}
+
 std::uint32_t DomBuilder::intern_name(const char *name, std::uint32_t *hint) {
     const std::size_t name_len = std::strlen(name);
     if (std::memchr(name, '}', name_len) != nullptr) {
@@ -247,16 +258,14 @@ void DomBuilder::start(const char *name, const char **atts) {
         const std::uint32_t key = dom_.tag(first ? top.id : top.last_child);
         if (key >= table.size()) table.resize(dom_.names_.size(), kNoHint);
         hint = &table[key];
-        if (*hint != kNoHint && std::strcmp(dom_.names_[*hint].c_str(), name) == 0) tag = *hint;
+        if (*hint != kNoHint && same_name(dom_.names_[*hint], name)) tag = *hint;
     }
     if (tag == kNoHint) tag = intern_name(name, hint);
     if (tag > Node::kTagMask) throw std::bad_alloc();
     if (dom_.nodes_.size() >= (std::size_t)INT32_MAX) throw std::bad_alloc();
     const auto id = (NodeId)dom_.nodes_.size();
     const bool is_section = tag == kSectionConcreteCheckResult;
-    Node n;
-    n.tag_flags = tag | (is_section ? Node::kSection << Node::kTagBits : 0);
-    n.parent = parent_kept ? open_.back().id : kNoNode;
+    const NodeId parent = parent_kept ? open_.back().id : kNoNode;
     Region region{};
     if (!parent_kept) {
         region = Region{id, dom_.attrs_.size(), dom_.attr_index_.size(), dom_.arena_.size()};
@@ -268,25 +277,31 @@ void DomBuilder::start(const char *name, const char **atts) {
     // The stack grows geometrically: a document may nest millions deep.
     if (open_.size() == open_.capacity()) open_.reserve(open_.size() * 2 + 64);
     if (regions_.size() == regions_.capacity()) regions_.reserve(regions_.size() * 2 + 4);
-    dom_.nodes_.push_back(n);
+    // Written in place, field by field: a node put together on the stack and copied whole is
+    // read back before its pieces are stored, which stalls the copy at every start tag.
+    Node &n = dom_.nodes_.emplace_back();
+    n.tag_flags = tag | (is_section ? Node::kSection << Node::kTagBits : 0);
+    n.parent = parent;
     if (!parent_kept) regions_.push_back(region);
     if (parent_kept) {
         NodeId &prev = open_.back().last_child;
         if (prev == kNoNode) {
-            dom_.nodes_[(std::size_t)n.parent].first_child = id;
+            dom_.nodes_[(std::size_t)parent].first_child = id;
         } else {
             dom_.nodes_[(std::size_t)prev].next_sibling = id;
         }
         prev = id;
         if (is_section) {
-            flag_ancestors(n.parent, Node::kContainsSection);
+            flag_ancestors(parent, Node::kContainsSection);
         } else if (tag == kResultType) {
-            flag_ancestors(n.parent, Node::kContainsResultType);
+            flag_ancestors(parent, Node::kContainsResultType);
         }
     } else if (keep_all_ && root_ == kNoNode) {
         root_ = id;
     }
-    open_.push_back(Open{id, kNoNode});
+    Open &open = open_.emplace_back();
+    open.id = id;
+    open.last_child = kNoNode;
     last_ = id;
     for_tail_ = false;
 }

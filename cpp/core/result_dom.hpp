@@ -264,6 +264,7 @@ class DomBuilder {
     Slice store(std::string_view text);
     Slice store_universal(const char *name);
     void flush_pending();
+    static bool same_name(const std::string &known, const char *name) noexcept;
     // The tag id of an element name that its hint did not give.
     std::uint32_t intern_name(const char *name, std::uint32_t *hint);
     void add_attributes(NodeId id, const char **atts);

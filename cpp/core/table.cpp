@@ -25,8 +25,7 @@ Column::Column(std::string name, Type type, std::string unit, bool nullable)
 // not resident), and nothing is copied while it fills. The first chunk starts small and grows:
 // a table of a small file would otherwise take and give back megabytes of address space per
 // column, and threads reading many small files would queue for the process's memory map.
-Chunk &Column::room() {
-    if (!chunks_.empty() && chunks_.back().size < kChunkRows) return chunks_.back();
+Chunk &Column::new_chunk() {
     const std::size_t rows = chunks_.empty() ? kFirstChunkRows : kChunkRows;
     Chunk c;
     switch (type_) {
@@ -48,7 +47,7 @@ Chunk &Column::room() {
     return chunks_.back();
 }
 
-void Column::mark(Chunk &c, bool valid) {
+void Column::mark_bitmap(Chunk &c, bool valid) {
     const std::size_t j = c.size;
     if (!valid && c.validity.empty()) {
         // The first missing value of the chunk: every earlier one was present.
@@ -63,22 +62,6 @@ void Column::mark(Chunk &c, bool valid) {
     if (!valid) ++c.nulls;
     ++c.size;
     ++size_;
-}
-
-void Column::append_int(std::int64_t v) {
-    Chunk &c = room();
-    if (type_ == Type::Int64) {
-        c.i64.push_back(v);
-    } else {
-        c.i32.push_back((std::int32_t)v);
-    }
-    mark(c, true);
-}
-
-void Column::append_float(double v) {
-    Chunk &c = room();
-    c.f64.push_back(v);
-    mark(c, true);
 }
 
 void Column::append_bool(bool v) {
@@ -170,7 +153,7 @@ void Column::append_column(const Column &other) {
     append_values(other, &Chunk::i32, &codes);
 }
 
-void Column::append_null() {
+void Column::append_null_slow() {
     Chunk &c = room();
     switch (type_) {
         case Type::Int64:

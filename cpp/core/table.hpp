@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -53,11 +54,30 @@ class Column {
     // Give back what the last chunk holds beyond its values (once no more rows will come).
     void shrink();
 
-    void append_int(std::int64_t v);
-    void append_float(double v);
+    // The appends of ints, floats and nulls are inline: a table builder makes tens of them a
+    // row, and most of them only store a value at the end of a buffer with room for it.
+    void append_int(std::int64_t v) {
+        Chunk &c = room();
+        if (type_ == Type::Int64) {
+            c.i64.push_back(v);
+        } else {
+            c.i32.push_back((std::int32_t)v);
+        }
+        mark(c, true);
+    }
+    void append_float(double v) {
+        Chunk &c = room();
+        c.f64.push_back(v);
+        mark(c, true);
+    }
     void append_bool(bool v);
     void append_text(std::string_view v);
-    void append_null();
+    void append_null() {
+        if (type_ != Type::Float64) return append_null_slow();
+        Chunk &c = room();
+        c.f64.push_back(std::numeric_limits<double>::quiet_NaN());
+        mark(c, false);
+    }
     // Row `i` of `other`, a column of the same type.
     void append_from(const Column &other, std::size_t i);
     // Every row of `other`, a column of the same type.
@@ -106,8 +126,19 @@ class Column {
     void append_values(const Column &other, std::vector<T> Chunk::*values,
                        const std::vector<std::int32_t> *codes);
     // The chunk the next row goes to.
-    Chunk &room();
-    void mark(Chunk &c, bool valid);
+    Chunk &room() {
+        if (!chunks_.empty() && chunks_.back().size < kChunkRows) return chunks_.back();
+        return new_chunk();
+    }
+    Chunk &new_chunk();
+    // Count the row just stored in `c`, valid or missing.
+    void mark(Chunk &c, bool valid) {
+        if (!valid || !c.validity.empty()) return mark_bitmap(c, valid);
+        ++c.size;
+        ++size_;
+    }
+    void mark_bitmap(Chunk &c, bool valid);
+    void append_null_slow();
 
     std::string name_;
     Type type_;
