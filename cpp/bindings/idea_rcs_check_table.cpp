@@ -111,7 +111,7 @@ void check_mismatch(const marlox::results::ModelMismatch &m,
 void scan_check_sections(nb::handle source, const marlox::results::ModelContext &model,
                          const std::function<void(CheckTableBuilder &)> &each) {
     const ScanSetup setup{Units::Engineering, {}, &model, {}};
-    Scan scan{setup.make()};
+    Scan scan{setup.make_unlocked()};
     scan.core.builder().keep_non_conformities(true);
     scan.core.stop_after_each_section(true);
     scan.after_section = each;
@@ -195,13 +195,10 @@ nb::object check_table(nb::handle source, nb::handle model_arg, nb::handle secti
         throw marlox::Error(ErrorKind::SdkParsing, "sections with ids " + missing +
                                                        " are not available in the result file.");
     }
-    if (!scan.joined) {
+    if (!scan.joined && !scan.finished) {
         // The tables trimmed and the document's parser and tree let go without the lock.
         nb::gil_scoped_release release;
-        scan.checks = scan.core.builder().take_checks();
-        scan.overall = scan.core.builder().take_overall();
-        scan.mismatch = scan.core.builder().mismatch();
-        scan.core.drop_scanner();
+        scan.finish_unlocked();
     }
     if (model) check_mismatch(scan.mismatch, *model);
     CheckTable t;

@@ -113,6 +113,7 @@ void scan_raw(Scan &scan, RawSource source, const nb::object &progress, std::uin
                     break;
                 }
                 s = scan.core.feed(ptr, len, len == 0);
+                if (s == Status::Ok && len == 0 && !scan.after_section) scan.finish_unlocked();
                 if (s != Status::Ok || len == 0 || reports) break;
             }
         }

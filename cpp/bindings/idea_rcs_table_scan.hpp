@@ -64,11 +64,23 @@ struct Scan {
     std::vector<SectionIdValue> wanted;  // the requested sections, in the caller's order
     // The tables and findings of pieces read side by side, when they were (`joined`).
     bool joined = false;
+    // The tables taken and the parser let go on the read's last release of the lock (`finished`):
+    // a small file then gives the lock back and takes it again once less.
+    bool finished = false;
     Table checks, overall;
     marlox::results::ModelMismatch mismatch;
     // Called with the builder once a section's rows are in it (it may take them); the core
     // then stops after each section it adds.
     std::function<void(CheckTableBuilder &)> after_section;
+
+    // Without the lock, once the whole document is in: the tables taken, the tree let go.
+    void finish_unlocked() {
+        checks = core.builder().take_checks();
+        overall = core.builder().take_overall();
+        mismatch = core.builder().mismatch();
+        core.drop_scanner();
+        finished = true;
+    }
 
     // Go on from where the core stopped; raises what stopped it for good.
     void settle(Status s) {
