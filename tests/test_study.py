@@ -13,7 +13,7 @@ import pytest
 from platform_fakes import closed_port_url, serving, use_platform
 from rcs_service_fake import FakeRcsService, by_moment_and_bars, results_from_xml
 
-from marlox.errors import InternalError
+from marlox.errors import InternalError, ParsingError
 from marlox.external.idea_rcs import Model, RectSection, check_table
 from marlox.external.idea_rcs import study as study_module
 from marlox.external.idea_rcs.objects import (
@@ -321,3 +321,23 @@ def test_many_result_files_read_side_by_side(tmp_path):
         check_tables(paths, threads=0)
     assert check_tables([]).table.num_rows == 0
     assert set(check_tables([SYNTHETIC, paths[0]]).table.column("file")) == {"#0", str(paths[0])}
+
+
+def test_many_files_read_together_leave_the_unusual_ones_to_check_table(tmp_path):
+    # Threads read several files with the lock released once; a file that needs the
+    # interpreter (an id int() reads but the core does not) or fails is read by check_table().
+    underscored = SYNTHETIC.decode("utf-16").replace(
+        "<SectionId>1</SectionId>", "<SectionId>1_0</SectionId>"
+    )
+    odd = tmp_path / "odd.xml"
+    odd.write_bytes(underscored.encode("utf-16"))
+    plain = tmp_path / "plain.xml"
+    plain.write_bytes(SYNTHETIC)
+    sources = [plain, SYNTHETIC, odd, bytearray(SYNTHETIC), str(plain)] * 3
+    many = check_tables(sources, threads=2)
+    assert [t.to_pylist() for t in many.tables] == [check_table(s).to_pylist() for s in sources]
+    assert set(many.table.column("section")) == {1, 10}
+    with pytest.raises(ParsingError, match="'2' is not available"):
+        check_tables([plain, SYNTHETIC] * 5, threads=2, sections=[1, 2])
+    with pytest.raises(IsADirectoryError):
+        check_tables([plain, tmp_path, odd], threads=2)

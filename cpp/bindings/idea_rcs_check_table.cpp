@@ -4,8 +4,13 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <string>
 #include <vector>
+#ifndef _WIN32
+#include <fcntl.h>
+#include <unistd.h>
+#endif
 
 #include "bindings/idea_rcs_pieces.hpp"
 #include "bindings/idea_rcs_table.hpp"
@@ -206,6 +211,126 @@ nb::object check_table(nb::handle source, nb::handle model_arg, nb::handle secti
     t.overall = std::make_shared<const Table>(std::move(scan.overall));
     t.unit_system = u == Units::SI ? "SI" : "engineering";
     return nb::cast(std::move(t));
+}
+
+// The tables of many small files in one call, each read in one pass, the interpreter lock
+// released once for all of them: check_table() gives it back and takes it again a few times a
+// file, and threads reading many small files side by side queue on every handover. A file
+// that needs the interpreter (its open fails, a section id or number the core leaves to it,
+// any error, a missing section) is left as None, for check_table() to read as it reads it.
+nb::list check_table_batch(nb::handle sources, nb::handle sections, nb::handle families,
+                           nb::handle units) {
+    const Units u = units_argument(units);
+    ScanSetup setup{u, {}, nullptr, {}};
+    for (const nb::object &f : items_of(families)) setup.families.push_back(family_argument(f));
+    if (!families.is_none() && setup.families.empty()) {
+        throw marlox::Error(ErrorKind::Value, "families is empty: give None for all families");
+    }
+    if (!sections.is_none()) {
+        setup.filter.all = false;
+        for (const nb::object &s : items_of(sections)) {
+            const SectionIdValue id = section_id_value(steal_or_throw(PyNumber_Index(s.ptr())));
+            setup.filter.ids.push_back(id.value);
+            setup.filter.fits.push_back(id.fits);
+        }
+        setup.filter.seen.assign(setup.filter.ids.size(), false);
+    }
+    struct Job {
+        nb::object keep;  // the bytes, or the path encoded for the file system
+        const char *data = nullptr;
+        std::size_t size = 0;
+        bool path = false, done = false;
+        Table checks, overall;
+    };
+    const std::vector<nb::object> given = items_of(sources);
+    std::vector<Job> jobs(given.size());
+    for (std::size_t i = 0; i < given.size(); ++i) {
+        PyObject *src = given[i].ptr();
+        Job &job = jobs[i];
+        if (PyBytes_CheckExact(src)) {
+            job.keep = given[i];
+        } else if (PyUnicode_Check(src) || PyObject_HasAttrString(src, "__fspath__")) {
+#ifndef _WIN32
+            nb::object path = nb::steal(PyOS_FSPath(src));
+            if (!path.is_valid()) {
+                PyErr_Clear();
+                continue;
+            }
+            // The audit event io.open raises for the file.
+            if (PySys_Audit("open", "Osi", path.ptr(), "r", O_RDONLY | O_CLOEXEC) < 0)
+                throw_python();
+            job.keep = PyUnicode_Check(path.ptr())
+                           ? nb::steal(PyUnicode_EncodeFSDefault(path.ptr()))
+                           : path;
+            if (!job.keep.is_valid()) {
+                PyErr_Clear();
+                continue;
+            }
+            job.path = PyBytes_Check(job.keep.ptr());
+            if (!job.path) continue;
+#else
+            continue;
+#endif
+        } else {
+            continue;
+        }
+        job.data = PyBytes_AS_STRING(job.keep.ptr());
+        job.size = (std::size_t)PyBytes_GET_SIZE(job.keep.ptr());
+    }
+    const auto &host = expat_host();
+    {
+        nb::gil_scoped_release release;
+        for (Job &job : jobs) {
+            if (job.data == nullptr) continue;
+            int fd = -1;
+#ifndef _WIN32
+            if (job.path) {
+                do {
+                    fd = ::open(job.data, O_RDONLY | O_CLOEXEC);
+                } while (fd < 0 && errno == EINTR);
+                if (fd < 0) continue;
+            }
+#endif
+            auto scanner = std::make_unique<marlox::results::Scanner>(host, false);
+            if (scanner->created()) {
+                TableScan scan(std::move(scanner),
+                               CheckTableBuilder(u, setup.families, &host_number, nullptr),
+                               setup.filter);
+                RawSource source =
+                    job.path ? RawSource::descriptor(fd) : RawSource::memory(job.data, job.size);
+                for (;;) {
+                    const char *ptr = nullptr;
+                    std::size_t len = 0;
+                    if (!source.next(ptr, len)) break;
+                    if (scan.feed(ptr, len, len == 0) != TableScan::Status::Ok) break;
+                    if (len != 0) continue;
+                    const auto &seen = scan.filter().seen;
+                    if (std::find(seen.begin(), seen.end(), false) == seen.end()) {
+                        job.checks = scan.builder().take_checks();
+                        job.overall = scan.builder().take_overall();
+                        job.done = true;
+                    }
+                    break;
+                }
+            }
+#ifndef _WIN32
+            if (fd >= 0) ::close(fd);
+#endif
+        }
+    }
+    nb::list out;
+    for (Job &job : jobs) {
+        if (!job.done) {
+            out.append(nb::none());
+            continue;
+        }
+        CheckTable t;
+        t.table = std::make_shared<const Table>(std::move(job.checks));
+        t.overall = std::make_shared<const Table>(std::move(job.overall));
+        t.unit_system = u == Units::SI ? "SI" : "engineering";
+        out.append(nb::cast(std::move(t)));
+    }
+    return out;
 }
 
 }  // namespace marlox::py::results

@@ -278,6 +278,15 @@ void bind_table(nb::module_ &m) {
                    t.unit_system + ">";
         });
 
+    m.def("_check_table_batch", &check_table_batch, "sources"_a, "sections"_a.none(),
+          "families"_a.none(), "units"_a,
+          nb::sig("def _check_table_batch(sources: collections.abc.Sequence[bytes | str | "
+                  "os.PathLike[str]], sections: collections.abc.Iterable[int] | int | None, "
+                  "families: collections.abc.Iterable[str] | str | None, units: str) -> "
+                  "list[CheckTable | None]"),
+          "The check tables of many small result files, each read in one pass with the "
+          "interpreter lock released once for all; None where check_table() must read the "
+          "file itself (it then raises what it raises).");
     m.def("_set_min_piece", &set_min_piece, "bytes"_a,
           "The smallest piece that check_table() cuts one file into for its threads (tests cut "
           "small files); returns the one before.");

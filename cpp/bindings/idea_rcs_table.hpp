@@ -46,6 +46,11 @@ marlox::json::Value model_document(nb::handle model);
 nb::object check_table(nb::handle source, nb::handle model, nb::handle sections,
                        nb::handle families, nb::handle units, nb::handle progress,
                        nb::handle threads);
+// The check tables of many small result files (bytes or paths) in one pass each, the lock
+// released once; None for a file that check_table() must read itself (idea_rcs_check_table.cpp).
+nb::list check_table_batch(nb::handle sources, nb::handle sections, nb::handle families,
+                           nb::handle units);
+
 // The smallest piece a document is cut into for check_table() on several threads (2 MiB; tests
 // set it lower); returns the one before.
 std::uint64_t set_min_piece(std::uint64_t bytes);

@@ -1793,6 +1793,11 @@ class CheckTable(ResultTable):
 
     def __repr__(self) -> str: ...
 
+def _check_table_batch(sources: Sequence[bytes | str | os.PathLike[str]], sections: Iterable[int] | int | None, families: Iterable[str] | str | None, units: str) -> list[CheckTable | None]:
+    """
+    The check tables of many small result files, each read in one pass with the interpreter lock released once for all; None where check_table() must read the file itself (it then raises what it raises).
+    """
+
 def _set_min_piece(bytes: int) -> int:
     """
     The smallest piece that check_table() cuts one file into for its threads (tests cut small files); returns the one before.

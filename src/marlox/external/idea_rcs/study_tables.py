@@ -12,9 +12,11 @@ import threading
 from collections.abc import Iterable, Sequence
 from typing import Any, Literal
 
-from .idea_rcs import CheckTable, ResultTable, _stack_tables, check_table
+from .idea_rcs import CheckTable, ResultTable, _check_table_batch, _stack_tables, check_table
 
 __all__ = ["CheckTables", "check_tables"]
+
+_BATCH = 8  # files a thread reads with the interpreter lock released once
 
 Key = dict[str, Any]
 Units = Literal["SI", "engineering"]
@@ -129,27 +131,51 @@ def check_tables(
     if workers == 1:
         tables = [read(source) for source in sources]
     else:
-        tables = _read_side_by_side(read, sources, workers)
+        batch = None
+        if set(options) <= {"threads", "sections", "families"}:
+            batch = functools.partial(
+                _check_table_batch,
+                sections=options.get("sections"),
+                families=options.get("families"),
+                units=units,
+            )
+        tables = _read_side_by_side(read, sources, workers, batch)
     return CheckTables(_keys(sources), tables, units)
 
 
-def _read_side_by_side(read: Any, sources: list[Any], workers: int) -> list[CheckTable]:
-    """``read`` of every source on ``workers`` threads, each taking the next file as it is done
+def _read_side_by_side(
+    read: Any, sources: list[Any], workers: int, batch: Any = None
+) -> list[CheckTable]:
+    """``read`` of every source on ``workers`` threads, each taking the next files as it is done
     (no future per file: the bookkeeping of a pool holds the interpreter lock for as long as a
-    small file's table takes without it). The first error in the order of ``sources`` is
-    raised; files after a failed one are not read."""
+    small file's table takes without it). With ``batch`` (``_check_table_batch`` bound to the
+    options), a thread takes ``_BATCH`` files at once and reads them with the lock released
+    once, falling back to ``read`` for a file the batch leaves to it (None). The first error in
+    the order of ``sources`` is raised; files after a failed one are not read."""
     tables: list[Any] = [None] * len(sources)
     errors: dict[int, BaseException] = {}
     order = itertools.count()  # next() of a count is atomic under the interpreter lock
+    step = _BATCH if batch is not None else 1
 
     def work() -> None:
-        for i in iter(order.__next__, len(sources)):
-            if i >= len(sources) or (errors and i > min(errors)):
+        for chunk in iter(order.__next__, -1):
+            first = chunk * step
+            if first >= len(sources) or (errors and first > min(errors)):
                 return
+            indices = range(first, min(first + step, len(sources)))
             try:
-                tables[i] = read(sources[i])
-            except BaseException as e:  # noqa: BLE001 - raised in the caller's thread
-                errors[i] = e
+                made = batch([sources[i] for i in indices]) if batch is not None else None
+            except BaseException as e:  # noqa: BLE001 - an argument error, for every file
+                errors[first] = e
+                return
+            for k, i in enumerate(indices):
+                if errors and i > min(errors):
+                    return
+                try:
+                    table = made[k] if made is not None else None
+                    tables[i] = table if table is not None else read(sources[i])
+                except BaseException as e:  # noqa: BLE001 - raised in the caller's thread
+                    errors[i] = e
 
     threads = [
         threading.Thread(target=work, name=f"marlox-tables-{n}", daemon=True)
