@@ -121,7 +121,7 @@ def main() -> None:
     parser.add_argument("--quick", action="store_true", help="40 variants, fewer rounds")
     parser.add_argument("--seats", type=int, default=4)
     args = parser.parse_args()
-    tables(200, 3 if args.quick else 10)
+    tables(200, 3 if args.quick else 30)
     study(40 if args.quick else 200, args.seats)
 
 
