@@ -111,6 +111,27 @@ void check_mismatch(const marlox::results::ModelMismatch &m,
     }
 }
 
+// The scan's set-up from check_table()'s arguments; `wanted` gets the requested sections as
+// given (for the message naming those the file lacks).
+ScanSetup scan_setup(Units u, const marlox::results::ModelContext *model, nb::handle sections,
+                     nb::handle families, std::vector<SectionIdValue> &wanted) {
+    ScanSetup setup{u, {}, model, {}};
+    for (const nb::object &f : items_of(families)) setup.families.push_back(family_argument(f));
+    if (!families.is_none() && setup.families.empty()) {
+        throw marlox::Error(ErrorKind::Value, "families is empty: give None for all families");
+    }
+    if (!sections.is_none()) {
+        setup.filter.all = false;
+        for (const nb::object &s : items_of(sections)) {
+            wanted.push_back(section_id_value(steal_or_throw(PyNumber_Index(s.ptr()))));
+            setup.filter.ids.push_back(wanted.back().value);
+            setup.filter.fits.push_back(wanted.back().fits);
+        }
+        setup.filter.seen.assign(wanted.size(), false);
+    }
+    return setup;
+}
+
 }  // namespace
 
 void scan_check_sections(nb::handle source, const marlox::results::ModelContext &model,
@@ -140,21 +161,8 @@ nb::object check_table(nb::handle source, nb::handle model_arg, nb::handle secti
     if (!model_arg.is_none()) {
         model = std::make_unique<marlox::results::ModelContext>(model_context(model_arg));
     }
-    ScanSetup setup{u, {}, model.get(), {}};
-    for (const nb::object &f : items_of(families)) setup.families.push_back(family_argument(f));
-    if (!families.is_none() && setup.families.empty()) {
-        throw marlox::Error(ErrorKind::Value, "families is empty: give None for all families");
-    }
     std::vector<SectionIdValue> wanted;
-    if (!sections.is_none()) {
-        setup.filter.all = false;
-        for (const nb::object &s : items_of(sections)) {
-            wanted.push_back(section_id_value(steal_or_throw(PyNumber_Index(s.ptr()))));
-            setup.filter.ids.push_back(wanted.back().value);
-            setup.filter.fits.push_back(wanted.back().fits);
-        }
-        setup.filter.seen.assign(wanted.size(), false);
-    }
+    const ScanSetup setup = scan_setup(u, model.get(), sections, families, wanted);
     Scan scan{setup.make_unlocked()};
     scan.wanted = std::move(wanted);
     nb::object progress = nb::borrow(progress_arg);
@@ -221,20 +229,8 @@ nb::object check_table(nb::handle source, nb::handle model_arg, nb::handle secti
 nb::list check_table_batch(nb::handle sources, nb::handle sections, nb::handle families,
                            nb::handle units) {
     const Units u = units_argument(units);
-    ScanSetup setup{u, {}, nullptr, {}};
-    for (const nb::object &f : items_of(families)) setup.families.push_back(family_argument(f));
-    if (!families.is_none() && setup.families.empty()) {
-        throw marlox::Error(ErrorKind::Value, "families is empty: give None for all families");
-    }
-    if (!sections.is_none()) {
-        setup.filter.all = false;
-        for (const nb::object &s : items_of(sections)) {
-            const SectionIdValue id = section_id_value(steal_or_throw(PyNumber_Index(s.ptr())));
-            setup.filter.ids.push_back(id.value);
-            setup.filter.fits.push_back(id.fits);
-        }
-        setup.filter.seen.assign(setup.filter.ids.size(), false);
-    }
+    std::vector<SectionIdValue> wanted;
+    const ScanSetup setup = scan_setup(u, nullptr, sections, families, wanted);
     struct Job {
         nb::object keep;  // the bytes, or the path encoded for the file system
         const char *data = nullptr;
