@@ -95,3 +95,23 @@ def test_a_lookup_stops_at_the_first_match():
     assert p.capacity_results(1) == []
     with pytest.raises(AttributeError):
         p.capacity_results(2)
+    # The first section of an id wins; ids are compared as int() reads them, and a section
+    # whose id int() refuses stops every lookup that reaches it, before or after others.
+    p = parser(
+        section(" +7 ", SHEAR),
+        section(7, SHEAR, SHEAR),
+        section(-0),
+        section(12345678901234567890),
+        section("3.5"),
+        section(8),
+    )
+    assert [len(p.shear_results(7)), p.shear_results(0), p.shear_results(False)] == [1, [], []]
+    assert p.shear_results(12345678901234567890) == [] and p.shear_results(7.0) != []
+    for missing in (8, 9, "7"):
+        with pytest.raises(ValueError, match="'3.5'"):
+            p.shear_results(missing)
+    p = parser(section(1), section(2))
+    with pytest.raises(ParsingError, match="^section with id '3' is not available"):
+        p.detailing_results(3)
+    p._section_element(1).find("SectionId").text = "3"  # an element handed out is read
+    assert p.detailing_results(3) == [] and p.section_ids == [3, 2]
