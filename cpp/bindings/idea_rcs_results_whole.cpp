@@ -113,8 +113,10 @@ std::unique_ptr<Scanner> whole_in_pieces(const char *data, std::size_t size, int
     std::vector<std::unique_ptr<Scanner>> scanners;
     for (std::size_t k = 0; k < plan.cuts.size(); ++k) scanners.push_back(new_scanner(true));
     std::uint64_t reported = 0;
+    // Each piece's tree tells whether it closed an element of the head (below), so the piece's
+    // bytes need not be searched for the end tag.
     const bool whole = run_pieces(
-        plan, read,
+        plan, std::string_view(data, size), false,
         [&](std::size_t k, const char *piece, std::size_t len, bool final) {
             return scanners[k]->feed(piece, (int)len, final);
         },
@@ -131,6 +133,16 @@ std::unique_ptr<Scanner> whole_in_pieces(const char *data, std::size_t size, int
         }
         return open;
     };
+    // A piece but the last never closed an element of the head when each of them is still the
+    // last child of the one before: had it closed one, whatever it opened after it to be closed
+    // by the end tags appended (there must be one, or its parse fails) would follow it.
+    for (std::size_t k = 0; k + 1 < scanners.size(); ++k) {
+        const Dom &d = scanners[k]->dom();
+        const std::vector<NodeId> open = chain(d, scanners[k]->builder().root());
+        for (std::size_t i = 1; i < depth; ++i) {
+            if (d.node(open[i]).next_sibling != kNoNode) return nullptr;
+        }
+    }
     Dom &into = scanners[0]->dom();
     const std::vector<NodeId> to = chain(into, scanners[0]->builder().root());
     for (std::size_t k = 1; k < scanners.size(); ++k) {
