@@ -113,12 +113,22 @@ std::unique_ptr<Scanner> whole_in_pieces(const char *data, std::size_t size, int
     std::vector<std::unique_ptr<Scanner>> scanners;
     for (std::size_t k = 0; k < plan.cuts.size(); ++k) scanners.push_back(new_scanner(true));
     std::uint64_t reported = 0;
+    std::vector<int> feeds(plan.cuts.size(), 0);
     // Each piece's tree tells whether it closed an element of the head (below), so the piece's
     // bytes need not be searched for the end tag.
     const bool whole = run_pieces(
         plan, std::string_view(data, size), false,
         [&](std::size_t k, const char *piece, std::size_t len, bool final) {
-            return scanners[k]->feed(piece, (int)len, final);
+            const bool ok = scanners[k]->feed(piece, (int)len, final);
+            // After the head and the first read, the tree so far tells how large it will grow:
+            // the first piece's holds the others' once they are grafted into it.
+            if (++feeds[k] == 2) {
+                const std::uint64_t end = k + 1 < plan.cuts.size() ? plan.cuts[k + 1] : size;
+                const std::uint64_t fed = plan.head.size() + len;
+                scanners[k]->dom().reserve_for(
+                    fed, plan.head.size() + (k == 0 ? size - plan.cuts[0] : end - plan.cuts[k]));
+            }
+            return ok;
         },
         nb::none(), reported);
     if (!whole) return nullptr;

@@ -1,6 +1,7 @@
 // Whole-document trees of one result file read in pieces (core/result_split.hpp), made one
 // tree: the pieces' nodes copied into the first piece's, in document order.
 #include <algorithm>
+#include <exception>
 #include <vector>
 
 #include "core/result_dom.hpp"
@@ -73,6 +74,18 @@ bool Dom::graft(NodeId parent, const Dom &from, NodeId first) {
         nodes_[(std::size_t)last].next_sibling = base;
     }
     return true;
+}
+
+void Dom::reserve_for(std::uint64_t fed, std::uint64_t total) noexcept {
+    if (fed == 0 || total <= fed) return;
+    // A quarter more than the part read so far promises, for documents less even than that.
+    const double scale = (double)total / (double)fed * 1.25;
+    try {
+        nodes_.reserve((std::size_t)((double)nodes_.size() * scale));
+        arena_.reserve((std::size_t)((double)arena_.size() * scale));
+    } catch (const std::exception &) {
+        // No room to spare: the tree grows step by step.
+    }
 }
 
 void Dom::adopt(NodeId to, const Dom &from, NodeId of, bool tail_too) {
