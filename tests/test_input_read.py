@@ -315,7 +315,7 @@ def test_documents_the_model_cannot_hold_name_element_and_line(old, new, message
 
 @functools.cache
 def large():
-    """A document of 4 MB: read on two threads past its first MiB. Its lists in order: cross
+    """A document of 4 MB, read on two threads past its first piece. Its lists in order: cross
     sections, reinforced sections, member data, project data, check members, check sections."""
     model = OpenModel()
     concrete = model.create_matconcrete_ec2(o.ConcreteMaterial.C30_37)

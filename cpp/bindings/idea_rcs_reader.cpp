@@ -475,7 +475,7 @@ void bind_reader(nb::module_ &m) {
                              "humidity 65, kx 1.0, the default checks). A material that IDEA "
                              "takes from its library by name becomes the builder's material of "
                              "that name.\n\n"
-                             "Past its first MiB, a document is parsed on a thread of its own "
+                             "Past its first 256 KiB, a document is parsed on a thread of its own "
                              "while the calling thread decodes it and makes the objects, when "
                              "``threads`` (by default the cores available) is 2 or more; "
                              "``threads=1`` reads it on the calling thread alone. The model and "

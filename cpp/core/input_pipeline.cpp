@@ -8,8 +8,8 @@ namespace marlox::input_read {
 namespace {
 
 constexpr std::size_t kMaxPieces = 2;     // waiting to be parsed, besides the one being parsed
-constexpr std::size_t kBatch = 64;        // entries the caller is woken for
-constexpr std::size_t kMaxEntries = 512;  // decoded and not yet taken by the caller
+constexpr std::size_t kBatch = 32;        // entries the caller is woken for
+constexpr std::size_t kMaxEntries = 128;  // read and not yet taken by the caller
 
 }  // namespace
 

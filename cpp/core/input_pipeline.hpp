@@ -44,8 +44,9 @@ class Pipeline {
     // returns. Throws what the reader or the sink throws.
     void feed(const char *data, std::size_t len, bool final);
 
-    // The size of the pieces that the parse thread is given.
-    static constexpr std::size_t kPiece = 1 << 20;
+    // The size of the pieces that the parse thread is given (a few are in flight at most), and
+    // what the calling thread parses itself before it starts the parse thread.
+    static constexpr std::size_t kPiece = 1 << 18;
 
   private:
     // What the parse thread queues for the calling thread.
