@@ -369,7 +369,7 @@ LARGE_BAD = {
 def test_large_documents_read_on_two_threads_as_on_one():
     document = large()
     one = OpenModel.from_xml(document, threads=1)
-    for source in document, io.BytesIO(document):
+    for source in document, io.BytesIO(document), document.decode().encode("utf-16"):
         two = OpenModel.from_xml(source, threads=2)
         assert write(two) == document and two._serialize() == one._serialize()
     with pytest.raises(ValueError, match="threads must be at least 1"):
