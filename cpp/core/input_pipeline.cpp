@@ -1,6 +1,7 @@
 #include "core/input_pipeline.hpp"
 
 #include <algorithm>
+#include <system_error>
 #include <utility>
 
 namespace marlox::input_read {
@@ -27,19 +28,26 @@ void Pipeline::stop() {
     if (thread_.joinable()) thread_.join();
 }
 
-void Pipeline::start() {
+// The parse thread waits for its first piece; a thread that cannot be made leaves the reading
+// on the calling thread.
+bool Pipeline::start() {
+    try {
+        thread_ = std::thread(&Pipeline::run, this);
+    } catch (const std::system_error &) {
+        threads_ = 1;
+        return false;
+    }
     reader_.hand_over(queue_);
-    thread_ = std::thread(&Pipeline::run, this);
+    return true;
 }
 
 void Pipeline::feed(const char *data, std::size_t len, bool final) {
     std::size_t done = 0;
     // On the calling thread: the prolog, the first piece, and everything when alone.
     while (!thread_.joinable()) {
-        if (threads_ > 1 && fed_ >= kPiece && reader_.past_prolog() && (done < len || final)) {
-            start();
+        if (threads_ > 1 && fed_ >= kPiece && reader_.past_prolog() && (done < len || final) &&
+            start())
             break;
-        }
         const std::size_t n = std::min(kPiece, len - done);
         const bool last = final && done + n == len;
         reader_.feed(data + done, n, last);

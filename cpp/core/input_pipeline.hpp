@@ -64,7 +64,7 @@ class Pipeline {
     };
     struct Stopped {};  // thrown on the parse thread when the caller has gone
 
-    void start();
+    bool start();
     void run();
     void push(Entry entry);
     // Decode the elements queued, the sink taking their objects; true once the end is reached.
