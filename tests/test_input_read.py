@@ -375,6 +375,15 @@ def test_large_documents_read_on_two_threads_as_on_one():
     with pytest.raises(ValueError, match="threads must be at least 1"):
         OpenModel.from_xml(document, threads=0)
 
+    class Failing(io.BytesIO):  # a stream that fails while the parse thread is busy
+        def read(self, size=-1):
+            if self.tell() > 2 << 20:
+                raise OSError("the disk is gone")
+            return super().read(size)
+
+    with pytest.raises(OSError, match="the disk is gone"):
+        OpenModel.from_xml(Failing(document), threads=2)
+
 
 @pytest.mark.parametrize("make", LARGE_BAD.values(), ids=LARGE_BAD)
 def test_large_documents_fail_on_two_threads_as_on_one(make):
