@@ -38,6 +38,7 @@ bool Pipeline::start() {
         return false;
     }
     reader_.hand_over(queue_);
+    pending_.reserve(kPiece);
     return true;
 }
 
@@ -55,36 +56,40 @@ void Pipeline::feed(const char *data, std::size_t len, bool final) {
         fed_ += n;
         if (done == len) return;
     }
-    // To the parse thread, a piece at a time, handing over what it decoded meanwhile.
-    while (done < len || final) {
-        const std::size_t n = std::min(kPiece, len - done);
-        const bool last = final && done + n == len;
-        for (;;) {
-            if (deliver()) return;
-            std::unique_lock<std::mutex> lock(mutex_);
-            if (pieces_.size() < kMaxPieces) {
-                std::string piece;
-                if (!spare_pieces_.empty()) {
-                    piece = std::move(spare_pieces_.back());
-                    spare_pieces_.pop_back();
-                }
-                piece.assign(data + done, n);
-                pieces_.push_back(std::move(piece));
-                final_ = last;
-                lock.unlock();
-                to_parse_.notify_one();
-                break;
-            }
-            lock.unlock();
-            wait_for([this] {
-                return pieces_.size() < kMaxPieces || entries_.size() >= kBatch || ended_;
-            });
-        }
+    // To the parse thread, in whole pieces however the document comes, handing over what it
+    // has read meanwhile.
+    while (done < len) {
+        const std::size_t n = std::min(kPiece - pending_.size(), len - done);
+        pending_.append(data + done, n);
         done += n;
-        if (last) break;
+        if (pending_.size() == kPiece) push(false);
     }
     if (!final) return;
+    push(true);
     while (!deliver()) wait_for([this] { return entries_.size() >= kBatch || ended_; });
+}
+
+void Pipeline::push(bool last) {
+    for (;;) {
+        if (deliver()) return;
+        std::unique_lock<std::mutex> lock(mutex_);
+        if (pieces_.size() < kMaxPieces) {
+            pieces_.push_back(std::move(pending_));
+            final_ = last;
+            pending_.clear();
+            if (!spare_pieces_.empty()) {
+                pending_ = std::move(spare_pieces_.back());
+                spare_pieces_.pop_back();
+                pending_.clear();
+            }
+            lock.unlock();
+            to_parse_.notify_one();
+            return;
+        }
+        lock.unlock();
+        wait_for(
+            [this] { return pieces_.size() < kMaxPieces || entries_.size() >= kBatch || ended_; });
+    }
 }
 
 void Pipeline::wait_for(const std::function<bool()> &ready) {
@@ -155,7 +160,7 @@ void Pipeline::run() {
     }
 }
 
-void Pipeline::push(Entry entry) {
+void Pipeline::queue(Entry entry) {
     std::unique_lock<std::mutex> lock(mutex_);
     to_parse_.wait(lock, [this] { return stopping_ || entries_.size() < kMaxEntries; });
     if (stopping_) throw Stopped{};
@@ -169,7 +174,7 @@ void Pipeline::push(Entry entry) {
 void Pipeline::Queue::read(std::unique_ptr<TopLevel> &top) {
     Entry entry;
     entry.top = std::move(top);
-    p_.push(std::move(entry));
+    p_.queue(std::move(entry));
     std::lock_guard<std::mutex> lock(p_.mutex_);
     if (!p_.spare_tops_.empty()) {
         top = std::move(p_.spare_tops_.back());

@@ -40,8 +40,8 @@ class Pipeline {
     Pipeline(const Pipeline &) = delete;
     Pipeline &operator=(const Pipeline &) = delete;
 
-    // The next part of the document; `final` on the last. The data is copied before this
-    // returns. Throws what the reader or the sink throws.
+    // The next part of the document, of any size; `final` on the last. The data is copied
+    // before this returns. Throws what the reader or the sink throws.
     void feed(const char *data, std::size_t len, bool final);
 
     // The size of the pieces that the parse thread is given (a few are in flight at most), and
@@ -66,7 +66,10 @@ class Pipeline {
 
     bool start();
     void run();
-    void push(Entry entry);
+    // The calling thread: `pending_` to the parse thread.
+    void push(bool last);
+    // The parse thread: an element read, or the end.
+    void queue(Entry entry);
     // Decode the elements queued, the sink taking their objects; true once the end is reached.
     bool deliver();
     void wait_for(const std::function<bool()> &ready);
@@ -77,6 +80,7 @@ class Pipeline {
     int threads_;
     Unlocked unlocked_;
     std::size_t fed_ = 0;
+    std::string pending_;  // the piece being filled
 
     // Shared with the parse thread, under `mutex_`.
     std::mutex mutex_;
