@@ -243,12 +243,12 @@ struct Reader::State {
         sink.object(entry->list, items, root);
     }
 
-    void singleton(const std::string &top_tag, int node) {
-        if (top_tag == "Version") {
+    void singleton(const std::string &tag, int node) {
+        if (tag == "Version") {
             if (decoding.first(node) >= 0) decoding.fail_at(node, "must hold a version number");
-        } else if (top_tag == "ProjectData") {
+        } else if (tag == "ProjectData") {
             decoder.project_data(node, settings, project, code);
-        } else if (top_tag == "ConcreteSetup") {
+        } else if (tag == "ConcreteSetup") {
             decoder.concrete_setup(node);
         } else {
             decoder.project_data_concrete(node, settings, code);

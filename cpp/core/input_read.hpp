@@ -3,8 +3,9 @@
 //
 // The document is parsed on the interpreter's expat (set up as the result scanner sets up its
 // own) and kept as a small element tree for one top-level object only, which is decoded by the
-// schema tables and handed to a Sink before the next one is read: memory beyond the objects made
-// stays bounded by the largest object. Faults of the document are reported as marlox::Error:
+// schema tables and handed to a Sink before the next one is read (or, on two threads, handed
+// over to be decoded on the other: core/input_pipeline): memory beyond the objects made stays
+// bounded by the largest object. Faults of the document are reported as marlox::Error:
 // ErrorKind::Parse as ElementTree reports XML faults, ErrorKind::Value naming the element and its
 // line for everything the model cannot hold.
 #pragma once
