@@ -92,6 +92,7 @@ bool Decoder::special(int index, int node, int child, std::string_view key) {
                 tree_.fail_at(c, "is not part of a component's geometry");
             Val &v = val(index, part == "Outline" ? "outline" : "openings");
             if (part == "Outline" && v.kind != Val::Kind::Absent) tree_.fail_at(c, "appears twice");
+            if (v.kind == Val::Kind::Absent) v.lines.clear();
             v.kind = part == "Outline" ? Val::Kind::Polyline : Val::Kind::Polylines;
             v.lines.push_back(polyline(c, true));
         }
