@@ -303,6 +303,7 @@ BAD = [
     (MEMBER, MEMBER * 2, 'line 494: <CheckMember xsi:type="CheckMember1D"> repeats the id 1 of'),
     (b"<Version>", b"<a>" * 40 + b"<Version>", "line 3: <a> is not part of an OpenModel document"),
     (b"<X>0.346</X>", b"<X>0.346</X>" + b"<Y>0</Y>", "line 125: <Y> appears twice"),
+    (b"2022-12-07T00:00:00", b"yesterday", "line 482: <ProjectData> ProjectData: 'date' must be"),
 ]
 
 

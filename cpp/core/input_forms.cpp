@@ -273,6 +273,8 @@ void Decoder::zero_values(int index) {
 void Decoder::project_data(int node, Items &items, int project, int code) {
     items_ = &items;
     code_ = code;
+    // The settings are made before the document is read: an error in them names this element.
+    items[project].line = tree_[node].line;
     fill(project, node);
 }
 
