@@ -5,6 +5,7 @@ in one pass; a scan stopped early leaves no thread behind and has not read the w
 
 import io
 import os
+import signal
 import xml.etree.ElementTree as ET
 
 import pytest
@@ -168,6 +169,28 @@ def test_an_early_stop_joins_the_workers_and_reads_little(tmp_path, stop):
     assert tasks() == before
     # The section handed out and at most the window of two pieces a thread besides.
     assert idea_rcs._stream_pieces_begun() - begun <= 1 + 2 * 2
+
+
+def test_an_interrupt_while_the_scan_waits_for_a_piece_ends_the_scan():
+    """The scan waits for its first piece (tens of MB) with the signals let through."""
+    idea_rcs._set_min_piece(30_000_000)
+    data = generated(1000, 2)  # about 64 MB: two pieces of about 32 MB
+    before = tasks()
+
+    def interrupt(signum, frame):
+        raise KeyboardInterrupt
+
+    it = RcsOutputFileParser(io.BytesIO(data)).section_results(threads=2)
+    old = signal.signal(signal.SIGALRM, interrupt)
+    try:
+        signal.setitimer(signal.ITIMER_REAL, 0.01)
+        with pytest.raises(KeyboardInterrupt):
+            next(it)
+    finally:
+        signal.setitimer(signal.ITIMER_REAL, 0)
+        signal.signal(signal.SIGALRM, old)
+    assert next(it, None) is None  # raised inside the scan, which it ended
+    assert tasks() == before
 
 
 @pytest.mark.parametrize(

@@ -37,9 +37,11 @@ struct SectionIterator {
     int threads = 1;
     // The file's pieces parsed on threads, while they serve: `doc` is then the tree of the
     // piece whose sections are being handed out.
-    std::shared_ptr<PieceStream> pieces;  // never shared: the iterator is copied before it runs
-    std::uint64_t handed = 0;             // sections handed out from pieces
-    std::uint64_t skip = 0;  // sections the one-pass parse passes over, handed out before
+    // (Held by a shared pointer only to keep the iterator copyable: it is copied into its
+    // Python object before it runs, and never after.)
+    std::shared_ptr<PieceStream> pieces;
+    std::uint64_t handed = 0;  // sections handed out from pieces
+    std::uint64_t skip = 0;    // sections the one-pass parse passes over, handed out before
 
     void reset_file() {
         use.use([&] {
