@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <mutex>
 
 #ifndef _WIN32
 #include <unistd.h>
@@ -26,8 +27,6 @@ using marlox::results::SplitPlan;
 
 // A piece reads this much at a time, as a buffered stream's read() gives it.
 constexpr std::size_t kRead = 1 << 18;
-// At most this many pieces: a piece's tree must be worth a thread's hand-over.
-constexpr int kMaxPieces = 4096;
 
 // The size and modification time of an open file, to tell whether it changed while read.
 struct FileStamp {
@@ -94,12 +93,19 @@ struct PieceStream::Impl {
     int fd = -1;
     FileStamp stamp;
     ReadAt read;
-    SplitPlan plan;
+    SplitPlan plan;  // the head; the cuts are found as the pieces begin
+    std::uint64_t min_piece = 0, piece_bytes = 0;
     // Written by piece k's worker before it ends, taken by the scan after.
     std::vector<std::unique_ptr<Scanner>> trees;
     std::vector<PieceEnd> ends;
     std::unique_ptr<OrderedPieces> runner;
     std::size_t next = 0;
+
+    // Where each piece begins, found in order by the workers as they begin the pieces: a scan
+    // stopped early has not searched the rest of the file.
+    std::mutex cut_mutex;
+    std::vector<std::uint64_t> cuts;
+    bool all_cut = false;
 
     bool unchanged() const {
         if (fd < 0) return true;
@@ -107,13 +113,37 @@ struct PieceStream::Impl {
         return file_stamp(fd, now) && now == stamp;
     }
 
+    // The plan of piece k alone (as piece 0 of its own), or false when there is no piece k.
+    bool piece_plan(std::size_t k, SplitPlan &out) {
+        std::lock_guard<std::mutex> lock(cut_mutex);
+        while (!all_cut && cuts.size() < k + 2) {
+            const std::uint64_t cut =
+                marlox::results::next_cut(read, plan, cuts.back() + piece_bytes, min_piece);
+            if (cut >= plan.size) {
+                all_cut = true;
+            } else {
+                cuts.push_back(cut);
+            }
+        }
+        if (k >= cuts.size()) return false;
+        out = plan;
+        out.cuts.assign(1, cuts[k]);
+        if (k + 1 < cuts.size()) out.cuts.push_back(cuts[k + 1]);
+        return true;
+    }
+
     // Piece k parsed into a tree of its own (only the sections are kept).
     bool parse(std::size_t k, const std::atomic<bool> &cancel) {
+        SplitPlan piece;
+        if (!piece_plan(k, piece)) {
+            runner->set_count(k);
+            return true;
+        }
         auto tree = std::make_unique<Scanner>(*host, false);
         if (!tree->created()) return false;
         std::atomic<std::uint64_t> done{0};
         const PieceEnd end = marlox::results::feed_piece(
-            plan, k, read, kRead,
+            piece, 0, read, kRead,
             [&](const char *data, std::size_t len, bool final) {
                 return tree->feed(data, (int)len, final);
             },
@@ -174,23 +204,29 @@ std::unique_ptr<PieceStream> PieceStream::open(const nb::object &source, int thr
     // every thread busy while the scan holds only those.
     const std::uint64_t min_piece = table_scan::min_piece();
     if (size < 2 * min_piece) return nullptr;
-    const int pieces = (int)std::clamp<std::uint64_t>(size / (2 * min_piece), 2, kMaxPieces);
+    impl->min_piece = min_piece;
+    impl->piece_bytes = 2 * min_piece;
     impl->host = &expat_host();  // set up once, with the interpreter lock
     bool planned;
     {
+        // The head, and that the document is cut at all (a cut near its middle); the cuts
+        // themselves are found as the pieces begin.
         nb::gil_scoped_release release;
-        planned = marlox::results::plan_split(impl->read, size, pieces, min_piece, impl->plan);
+        planned = marlox::results::plan_split(impl->read, size, 2, min_piece, impl->plan);
     }
     if (!planned) return nullptr;
-    const std::size_t n = impl->plan.cuts.size();
-    impl->trees.resize(n);
-    impl->ends.assign(n, PieceEnd::Failed);
+    impl->cuts.assign(1, impl->plan.cuts[0]);
+    // Every piece but the last holds at least the smallest piece, and a section start tag.
+    const std::uint64_t least = std::max<std::uint64_t>(min_piece, impl->plan.section.size());
+    const std::size_t most = (std::size_t)(size / least) + 1;
+    impl->trees.resize(most);
+    impl->ends.assign(most, PieceEnd::Failed);
     Impl *self = impl.get();
     impl->runner = std::make_unique<OrderedPieces>(
-        n, 2 * (std::size_t)threads,
+        most, 2 * (std::size_t)threads,
         [self](std::size_t k, const std::atomic<bool> &cancel) { return self->parse(k, cancel); });
     try {
-        impl->runner->start((unsigned)std::min<std::size_t>((std::size_t)threads, n));
+        impl->runner->start((unsigned)threads);
     } catch (const std::system_error &) {
         return nullptr;  // no threads to be had: the file is read in one pass
     }
@@ -199,10 +235,6 @@ std::unique_ptr<PieceStream> PieceStream::open(const nb::object &source, int thr
 
 PieceStream::Next PieceStream::next(std::unique_ptr<Scanner> &tree) {
     Impl &s = *impl_;
-    if (s.next >= s.plan.cuts.size()) {
-        if (!s.unchanged()) raise_changed();
-        return Next::End;
-    }
     const std::size_t k = s.next;
     for (;;) {
         bool ended;
@@ -216,13 +248,17 @@ PieceStream::Next PieceStream::next(std::unique_ptr<Scanner> &tree) {
             throw_python();
         }
     }
-    const bool ok = s.runner->take(k);
+    const OrderedPieces::End end = s.runner->take(k);
     ++s.next;
+    if (end == OrderedPieces::End::None) {
+        if (!s.unchanged()) raise_changed();
+        return Next::End;
+    }
     if (s.ends[k] == PieceEnd::Changed || !s.unchanged()) {
         stop();
         raise_changed();
     }
-    if (!ok) {
+    if (end != OrderedPieces::End::Done) {
         stop();
         return Next::Failed;
     }

@@ -7,10 +7,10 @@ namespace marlox::results {
 std::atomic<std::uint64_t> OrderedPieces::begun_total_{0};
 
 OrderedPieces::OrderedPieces(std::size_t count, std::size_t window, Work work)
-    : count_(count),
-      window_(std::max<std::size_t>(window, 1)),
+    : window_(std::max<std::size_t>(window, 1)),
       work_(std::move(work)),
       ends_(count, End::Pending),
+      count_(count),
       limit_(count) {}
 
 OrderedPieces::~OrderedPieces() { stop(); }
@@ -52,20 +52,31 @@ void OrderedPieces::run() noexcept {
     }
 }
 
-bool OrderedPieces::wait(std::size_t k, std::chrono::milliseconds timeout) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return ended_cv_.wait_for(lock, timeout, [&] { return ends_[k] != End::Pending; });
-}
-
-bool OrderedPieces::take(std::size_t k) {
-    bool ok;
+void OrderedPieces::set_count(std::size_t count) {
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        ok = ends_[k] == End::Done;
+        count_ = std::min(count_, count);
+        limit_ = std::min(limit_, count);
+    }
+    ended_cv_.notify_all();
+    can_begin_.notify_all();
+}
+
+bool OrderedPieces::wait(std::size_t k, std::chrono::milliseconds timeout) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return ended_cv_.wait_for(lock, timeout,
+                              [&] { return k >= count_ || ends_[k] != End::Pending; });
+}
+
+OrderedPieces::End OrderedPieces::take(std::size_t k) {
+    End end;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        end = k >= count_ ? End::None : ends_[k];
         taken_ = std::max(taken_, k + 1);
     }
     can_begin_.notify_all();
-    return ok;
+    return end;
 }
 
 void OrderedPieces::stop() noexcept {

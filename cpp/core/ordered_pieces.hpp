@@ -2,7 +2,8 @@
 // a bounded window: a worker begins the next piece not yet begun only while fewer than `window`
 // pieces are begun and not yet taken by the consumer. What the pieces make (a tree each) thus
 // stays bounded by the window, never by the number of pieces, and a consumer that stops early
-// pays for at most the window. Python-free: the workers run without the interpreter.
+// pays for at most the window. The number of pieces may be found out as they are worked on
+// (set_count). Python-free: the workers run without the interpreter.
 #pragma once
 
 #include <atomic>
@@ -23,6 +24,7 @@ class OrderedPieces {
     // true when the consumer no longer wants any piece. An exception counts as false.
     using Work = std::function<bool(std::size_t k, const std::atomic<bool> &cancel)>;
 
+    // At most `count` pieces.
     OrderedPieces(std::size_t count, std::size_t window, Work work);
     ~OrderedPieces();
     OrderedPieces(const OrderedPieces &) = delete;
@@ -32,12 +34,20 @@ class OrderedPieces {
     // started are stopped and joined first).
     void start(unsigned threads);
 
-    // Waits up to `timeout` for piece `k` to end; true once it has. Taking piece k (see take)
-    // lets a worker begin the next piece after the window.
+    // There are only `count` pieces (called by a worker that finds it out).
+    void set_count(std::size_t count);
+
+    enum class End : std::uint8_t {
+        Pending,
+        Done,    // done whole: the consumer owns what the piece made once it takes it
+        Failed,  // nothing after it is begun
+        None,    // there is no such piece
+    };
+    // Waits up to `timeout` for piece `k` to end; true once it has (or is known not to be).
     bool wait(std::size_t k, std::chrono::milliseconds timeout);
-    // Piece `k` has ended (wait returned true): whether it was done whole. The consumer owns
-    // what the piece made from now on.
-    bool take(std::size_t k);
+    // How piece `k` ended (wait returned true). Taking it lets a worker begin the next piece
+    // after the window.
+    End take(std::size_t k);
 
     // No piece begins any more; those under way see `cancel`; the workers are joined.
     void stop() noexcept;
@@ -46,18 +56,17 @@ class OrderedPieces {
     static std::uint64_t begun_total() noexcept { return begun_total_.load(); }
 
   private:
-    enum class End : std::uint8_t { Pending, Done, Failed };
-
     void run() noexcept;
 
-    const std::size_t count_, window_;
+    const std::size_t window_;
     Work work_;
     std::mutex mutex_;
     std::condition_variable can_begin_, ended_cv_;
     std::vector<End> ends_;
+    std::size_t count_;      // the pieces there are, or at most
+    std::size_t limit_;      // no piece from here on begins (after a failed one, or none)
     std::size_t next_ = 0;   // the next piece to begin
     std::size_t taken_ = 0;  // pieces the consumer has taken
-    std::size_t limit_;      // no piece from here on begins (after a failed one)
     bool stopping_ = false;
     std::atomic<bool> cancel_{false};
     std::vector<std::thread> threads_;
