@@ -1,5 +1,6 @@
 """Input XML read back: exact round trips, IDEA's own samples, and documents the model refuses."""
 
+import functools
 import io
 import pathlib
 import re
@@ -302,6 +303,7 @@ BAD = [
     (MEMBER, MEMBER * 2, 'line 494: <CheckMember xsi:type="CheckMember1D"> repeats the id 1 of'),
     (b"<Version>", b"<a>" * 40 + b"<Version>", "line 3: <a> is not part of an OpenModel document"),
     (b"<X>0.346</X>", b"<X>0.346</X>" + b"<Y>0</Y>", "line 125: <Y> appears twice"),
+    (b"2022-12-07T00:00:00", b"yesterday", "line 482: <ProjectData> ProjectData: 'date' must be"),
 ]
 
 
@@ -310,6 +312,93 @@ def test_documents_the_model_cannot_hold_name_element_and_line(old, new, message
     with pytest.raises(ValueError) as error:
         OpenModel.from_xml(SAMPLE.replace(old, new, 1))
     assert message in str(error.value)
+
+
+@functools.cache
+def large():
+    """A document of 4 MB, read on two threads past its first piece. Its lists in order: cross
+    sections, reinforced sections, member data, project data, check members, check sections."""
+    model = OpenModel()
+    concrete = model.create_matconcrete_ec2(o.ConcreteMaterial.C30_37)
+    steel = model.create_matreinforcement_ec2(o.ReinforcementMaterial.B_500B)
+    forces = o.LoadingULS(o.InternalForces(n=-1e5, my=1.5e5, qz=5e4))
+    for i in range(300):
+        section = model.create_cross_section_parameter(
+            o.CrossSectionType.RECT, concrete, Width=0.3, Height=0.5 + 0.001 * i
+        )
+        rcs = model.create_reinforced_cross_section(section)
+        for z, diameter in (-0.2, 0.02), (0.2, 0.012):
+            rcs.create_bar_layer(
+                origin=(-0.1, z), diameter=diameter, material=steel, number_of_bars=4, delta_y=0.2
+            )
+        rcs.create_stirrup(
+            [(-0.12, -0.22), (0.12, -0.22), (0.12, 0.22), (-0.12, 0.22)], 0.008, steel, 0.2
+        )
+        member = model.create_check_member1d()
+        check = model.add_check_section(member, rcs)
+        for _ in range(4):
+            check.create_extreme(fundamental=forces)
+        model.add_member_data_ec2(member, o.MemberType.BEAM, o.TwoWaySlabType.SLAB)
+    return write(model)
+
+
+def last(old, new, document=None):
+    document = document or large()
+    at = document.rindex(old)
+    return document[:at] + new + document[at + len(old) :]
+
+
+LARGE_BAD = {
+    "truncated": lambda: large()[: len(large()) * 7 // 8],
+    "junk after the root": lambda: large() + b"<x/>",
+    "not a number": lambda: last(b"<Diameter>0.012", b"<Diameter>0,012"),
+    "then truncated": lambda: last(b"<Diameter>0.012", b"<Diameter>0,012")[:-100],
+    "repeated id": lambda: last(
+        b"<Id>300</Id>\n      <Name>M 300", b"<Id>299</Id>\n      <Name>M 300"
+    ),
+    "missing reference": lambda: last(
+        b"<Id>300</Id>\n      </CheckMember>", b"<Id>301</Id>\n      </CheckMember>"
+    ),
+    "refused date": lambda: last(b"<Date>2026", b"<Date>x2026"),
+    "nested deep": lambda: last(
+        b"</CheckSection>", b"<a>" * 40 + b"</a>" * 40 + b"</CheckSection>"
+    ),
+    "text in a list": lambda: last(b"</CheckSection>", b"</CheckSection>x"),
+}
+
+
+def test_large_documents_read_on_two_threads_as_on_one():
+    class Trickle(io.BytesIO):  # a stream that gives a little at a time
+        def read(self, size=-1):
+            return super().read(min(size, 4099))
+
+    document = large()
+    one = OpenModel.from_xml(document, threads=1)
+    utf16 = document.decode().encode("utf-16")
+    for source in document, io.BytesIO(document), utf16, Trickle(utf16):
+        two = OpenModel.from_xml(source, threads=2)
+        assert write(two) == document and two._serialize() == one._serialize()
+    with pytest.raises(ValueError, match="threads must be at least 1"):
+        OpenModel.from_xml(document, threads=0)
+
+    class Failing(io.BytesIO):  # a stream that fails while the parse thread is busy
+        def read(self, size=-1):
+            if self.tell() > 2 << 20:
+                raise OSError("the disk is gone")
+            return super().read(size)
+
+    with pytest.raises(OSError, match="the disk is gone"):
+        OpenModel.from_xml(Failing(document), threads=2)
+
+
+@pytest.mark.parametrize("make", LARGE_BAD.values(), ids=LARGE_BAD)
+def test_large_documents_fail_on_two_threads_as_on_one(make):
+    """The first failure in document order, whichever thread meets it, and nothing after."""
+    document = make()
+    alone = failure(lambda d: OpenModel.from_xml(d, threads=1), document)
+    assert alone is not None
+    assert failure(lambda d: OpenModel.from_xml(d, threads=2), document) == alone
+    assert failure(lambda d: OpenModel.from_xml(io.BytesIO(d), threads=2), document) == alone
 
 
 def test_inventory_command(capsys):

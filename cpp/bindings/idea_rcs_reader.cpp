@@ -8,16 +8,19 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <string>
 #include <unordered_map>
 #include <utility>
 
 #include "bindings/helpers.hpp"
 #include "bindings/idea_rcs.hpp"
+#include "bindings/idea_rcs_pieces.hpp"
 #include "bindings/idea_rcs_results.hpp"
 #include "bindings/model.hpp"
 #include "bindings/objects_factory.hpp"
 #include "core/error.hpp"
+#include "core/input_pipeline.hpp"
 #include "core/input_read.hpp"
 
 namespace nb = nanobind;
@@ -329,16 +332,17 @@ class ModelSink : public input_read::Sink {
         const schema::Type &type = *item.type;
         const bool concrete = std::string_view(type.name) == "MatConcreteEc2";
         const char *table = concrete ? "ConcreteMaterial" : "ReinforcementMaterial";
-        const Val &name = item[(std::size_t)type.index_of("name")];
-        const schema::EnumMember *base = schema::find_enumeration(table)->find_value(name.text);
+        const Val &value = item[(std::size_t)type.index_of("name")];
+        const std::string name = value.kind == Val::Kind::Text ? value.text : "";
+        const schema::EnumMember *base = schema::find_enumeration(table)->find_value(name);
         if (base == nullptr)
             fail(ErrorKind::Value, "line " + std::to_string(item.line) + ": " + item.element() +
                                        " takes its values from IDEA's library by its name, and '" +
-                                       name.text + "' is not a " + table + " the model knows");
+                                       name + "' is not a " + table + " the model knows");
         nb::object scratch = model_type_();
         nb::object made =
             scratch.attr(concrete ? "_create_matconcrete_ec2" : "_create_matreinforcement_ec2")(
-                member(table, base), name.text.c_str());
+                member(table, base), name.c_str());
         const Layout &l = layout(type);
         Fields fields(l.index);
         for (std::size_t f = 0; f < type.fields.size(); ++f) {
@@ -371,7 +375,7 @@ class ModelSink : public input_read::Sink {
 // multi-byte one); expat then stops with an error of its own. The handler's exception is the
 // one ElementTree raises for the document, so it is raised here, before anything else calls
 // into the interpreter with it still set.
-void feed(input_read::Reader &reader, const char *data, std::size_t len, bool final) {
+void feed(input_read::Pipeline &reader, const char *data, std::size_t len, bool final) {
     try {
         reader.feed(data, len, final);
     } catch (...) {
@@ -380,7 +384,7 @@ void feed(input_read::Reader &reader, const char *data, std::size_t len, bool fi
     }
 }
 
-void feed_buffer(input_read::Reader &reader, nb::handle data) {
+void feed_buffer(input_read::Pipeline &reader, nb::handle data) {
     Py_buffer view{};
     if (PyObject_GetBuffer(data.ptr(), &view, PyBUF_SIMPLE) != 0) throw_python();
     try {
@@ -392,7 +396,7 @@ void feed_buffer(input_read::Reader &reader, nb::handle data) {
     PyBuffer_Release(&view);
 }
 
-void read_stream(input_read::Reader &reader, nb::handle stream) {
+void read_stream(input_read::Pipeline &reader, nb::handle stream) {
     nb::object read = stream.attr("read");
     for (;;) {
         nb::object chunk = read(1 << 20);
@@ -416,11 +420,16 @@ struct CollectorPaused {
     }
 };
 
-nb::object from_xml(nb::handle cls, nb::handle source) {
+nb::object from_xml(nb::handle cls, nb::handle source, nb::handle threads) {
+    const int n = results::table_scan::threads_argument(threads);
     CollectorPaused paused;
     nb::object model = cls();
     ModelSink sink(cls, nb::cast<ModelBase &>(model));
-    input_read::Reader reader(results::expat_host(), sink);
+    input_read::Pipeline reader(results::expat_host(), sink, std::min(n, 2),
+                                [](const std::function<void()> &wait) {
+                                    nb::gil_scoped_release unlocked;
+                                    wait();
+                                });
     if (PyUnicode_Check(source.ptr()) || PyObject_HasAttrString(source.ptr(), "__fspath__")) {
         nb::object file = nb::module_::import_("io").attr("open")(source, "rb");
         try {
@@ -447,33 +456,40 @@ nb::object from_xml(nb::handle cls, nb::handle source) {
 
 void bind_reader(nb::module_ &m) {
     nb::object open_model = m.attr("OpenModel");
-    nb::setattr(open_model, "from_xml",
-                steal_or_throw(PyClassMethod_New(
-                    nb::cpp_function(
-                        &from_xml, nb::name("from_xml"), nb::scope(open_model), "cls"_a, "source"_a,
-                        nb::sig("def from_xml(cls, source: str | os.PathLike[str] | "
-                                "typing.BinaryIO | bytes) -> OpenModel"),
-                        "Read IDEA StatiCa RCS input XML (an OpenModel document) into a "
-                        "new model.\n\n"
-                        "``source`` is a path, a binary stream or the document's bytes; "
-                        "UTF-8 and UTF-16 (with its byte-order mark, whatever the "
-                        "declaration says) are read. The objects are those the builder "
-                        "makes, with the document's ids; what our writer writes reads back "
-                        "to the same XML, and to the same model but for the member data's "
-                        "absent values, which come back as the XML states them (relative "
-                        "humidity 65, kx 1.0, the default checks). A material that IDEA "
-                        "takes from its library by name becomes the builder's material of "
-                        "that name.\n\n"
-                        "Raises xml.etree.ElementTree.ParseError for a document that is "
-                        "not XML (as ElementTree reports it, billion-laughs expansion "
-                        "included), what ElementTree raises for a declared encoding that the "
-                        "interpreter cannot read (LookupError, ValueError), and ValueError "
-                        "naming the element and its line for "
-                        "anything the model cannot hold: an element or xsi:type it does "
-                        "not know, a value that does not parse or that the object refuses, "
-                        "a duplicated id, a reference to an id the document lacks, a "
-                        "value that the model states only one way.")
-                        .ptr())));
+    nb::setattr(
+        open_model, "from_xml",
+        steal_or_throw(PyClassMethod_New(
+            nb::cpp_function(&from_xml, nb::name("from_xml"), nb::scope(open_model), "cls"_a,
+                             "source"_a, nb::kw_only(), "threads"_a = nb::none(),
+                             nb::sig("def from_xml(cls, source: str | os.PathLike[str] | "
+                                     "typing.BinaryIO | bytes, *, threads: int | None = None) -> "
+                                     "OpenModel"),
+                             "Read IDEA StatiCa RCS input XML (an OpenModel document) into a "
+                             "new model.\n\n"
+                             "``source`` is a path, a binary stream or the document's bytes; "
+                             "UTF-8 and UTF-16 (with its byte-order mark, whatever the "
+                             "declaration says) are read. The objects are those the builder "
+                             "makes, with the document's ids; what our writer writes reads back "
+                             "to the same XML, and to the same model but for the member data's "
+                             "absent values, which come back as the XML states them (relative "
+                             "humidity 65, kx 1.0, the default checks). A material that IDEA "
+                             "takes from its library by name becomes the builder's material of "
+                             "that name.\n\n"
+                             "Past its first 256 KiB, a document is parsed on a thread of its own "
+                             "while the calling thread decodes it and makes the objects, when "
+                             "``threads`` (by default the cores available) is 2 or more; "
+                             "``threads=1`` reads it on the calling thread alone. The model and "
+                             "every failure are the same either way.\n\n"
+                             "Raises xml.etree.ElementTree.ParseError for a document that is "
+                             "not XML (as ElementTree reports it, billion-laughs expansion "
+                             "included), what ElementTree raises for a declared encoding that the "
+                             "interpreter cannot read (LookupError, ValueError), and ValueError "
+                             "naming the element and its line for "
+                             "anything the model cannot hold: an element or xsi:type it does "
+                             "not know, a value that does not parse or that the object refuses, "
+                             "a duplicated id, a reference to an id the document lacks, a "
+                             "value that the model states only one way.")
+                .ptr())));
 }
 
 }  // namespace marlox::py

@@ -350,6 +350,7 @@ void Decoder::field(int index, std::size_t f, int child) {
         case Kind::Polyline: {
             Val &v = slot();
             v.kind = Val::Kind::Polyline;
+            v.lines.clear();
             v.lines.push_back(polyline(child, field.key != std::string_view("Geometry")));
             break;
         }
@@ -374,6 +375,7 @@ void Decoder::field(int index, std::size_t f, int child) {
         case Kind::Parameters: {
             Val &v = slot();
             v.kind = Val::Kind::Parameters;
+            v.parameters.clear();
             for (int c = tree_.first(child); c >= 0; c = tree_.next(c)) {
                 if (tree_.tag(c) != "Parameter" || tree_.xsi_type(c) != "ParameterDouble")
                     tree_.fail_at(c,

@@ -92,6 +92,7 @@ bool Decoder::special(int index, int node, int child, std::string_view key) {
                 tree_.fail_at(c, "is not part of a component's geometry");
             Val &v = val(index, part == "Outline" ? "outline" : "openings");
             if (part == "Outline" && v.kind != Val::Kind::Absent) tree_.fail_at(c, "appears twice");
+            if (v.kind == Val::Kind::Absent) v.lines.clear();
             v.kind = part == "Outline" ? Val::Kind::Polyline : Val::Kind::Polylines;
             v.lines.push_back(polyline(c, true));
         }
@@ -272,6 +273,8 @@ void Decoder::zero_values(int index) {
 void Decoder::project_data(int node, Items &items, int project, int code) {
     items_ = &items;
     code_ = code;
+    // The settings are made before the document is read: an error in them names this element.
+    items[project].line = tree_[node].line;
     fill(project, node);
 }
 

@@ -11,8 +11,6 @@
 
 namespace marlox::input_read {
 
-namespace {
-
 // The top-level lists the model holds: wrapper element, item element, xsi:types it may carry.
 struct ListEntry {
     const char *wrapper;
@@ -20,6 +18,8 @@ struct ListEntry {
     List list;
     std::vector<const char *> types;
 };
+
+namespace {
 
 const std::vector<ListEntry> &lists() {
     static const std::vector<ListEntry> all = {
@@ -79,13 +79,8 @@ int Items::add(const schema::Type &type, std::uint32_t line, std::string_view ta
     item.closed = false;
     item.creep_mode = -1;
     item.values.resize(type.fields.size());
-    for (Val &v : item.values) {
-        v.kind = Val::Kind::Absent;
-        v.text.clear();
-        v.objects.clear();
-        v.lines.clear();
-        v.parameters.clear();
-    }
+    // Only the kind: a slot's buffers are cleared where a value is first written to it.
+    for (Val &v : item.values) v.kind = Val::Kind::Absent;
     return (int)used_++;
 }
 
@@ -95,8 +90,12 @@ struct Reader::State {
     const expat::CApi *api;
     expat::Parser parser = nullptr;
     Sink &sink;
-    Tree tree;
-    Decoder decoder{tree};
+    Tree tree;      // what is being read
+    Tree decoding;  // what is being decoded
+    Decoder decoder{decoding};
+    std::vector<Tree> kept;  // the singletons' trees
+    Handoff *handoff = nullptr;
+    std::unique_ptr<TopLevel> next;  // what the handoff gave back to read into
     Items items, settings;
     int project = -1, code = -1;
     std::vector<int> open;  // open elements below the root (tree indices; -1 for a wrapper)
@@ -105,6 +104,7 @@ struct Reader::State {
     const ListEntry *list = nullptr;
     std::string top_tag;
     bool started = false;
+    bool rooted = false;         // the root element has begun
     std::exception_ptr failure;  // from a handler: the rest of the document is ignored
 
     State(const expat::Host &host, Sink &s) : api(host.api), sink(s) {
@@ -158,6 +158,7 @@ struct Reader::State {
         ++depth;
         if (depth > kMaxDepth) fail_here(name, "is nested too deep for an OpenModel document");
         if (depth == 1) {
+            rooted = true;
             if (std::strcmp(name, "OpenModel") != 0)
                 fail_here(name, "is not an IDEA OpenModel document (its root is not <OpenModel>)");
             return;
@@ -194,38 +195,60 @@ struct Reader::State {
         if (at == 1) return;
         const int node = open.back();
         open.pop_back();
-        if (at == 3 && top == Top::List) return entry(node);
-        if (at == 2 && top == Top::Singleton) singleton(node);
+        if (at == 3 && top == Top::List) return read(list, node);
+        if (at == 2 && top == Top::Singleton) read(nullptr, node);
     }
 
-    void entry(int node) {
-        if (tree.tag(node) != list->item)
-            tree.fail_at(node, std::string("cannot stand in <") + list->wrapper + "> (expected <" +
-                                   list->item + ">)");
-        std::string_view type_name = tree.xsi_type(node);
-        if (!tree.has_type(node)) type_name = list->item;  // allowed where the item is the type
+    // A top-level element read whole: decoded now, or handed over.
+    void read(const ListEntry *entry, int node) {
+        if (handoff == nullptr) {
+            std::swap(tree, decoding);
+            return decode(entry, top_tag, node);
+        }
+        if (!next) next = std::make_unique<TopLevel>();
+        next->list = entry;
+        next->tag = entry == nullptr ? top_tag : std::string();
+        next->node = node;
+        std::swap(next->tree, tree);
+        handoff->read(next);
+    }
+
+    void decode(const ListEntry *entry, const std::string &tag, int node) {
+        if (entry == nullptr) {
+            singleton(tag, node);
+            // The settings' items view its text until the end.
+            kept.push_back(std::move(decoding));
+            decoding = Tree();
+            return;
+        }
+        if (decoding.tag(node) != entry->item)
+            decoding.fail_at(node, std::string("cannot stand in <") + entry->wrapper +
+                                       "> (expected <" + entry->item + ">)");
+        std::string_view type_name = decoding.xsi_type(node);
+        if (!decoding.has_type(node))
+            type_name = entry->item;  // allowed where the item is the type
         const schema::Type *type = nullptr;
-        for (const char *name : list->types)
+        for (const char *name : entry->types)
             if (type_name == name) type = schema::find_type(name);
         if (type == nullptr) {
             std::string expected;
-            for (const char *name : list->types)
+            for (const char *name : entry->types)
                 expected += (expected.empty() ? "" : " or ") + std::string(name);
-            tree.fail_at(node, "is not a type the model can hold in <" +
-                                   std::string(list->wrapper) + "> (expected xsi:type " + expected +
-                                   ")");
+            decoding.fail_at(node, "is not a type the model can hold in <" +
+                                       std::string(entry->wrapper) + "> (expected xsi:type " +
+                                       expected + ")");
         }
         items.clear();
         const int root = decoder.entry(node, *type, items);
-        sink.object(list->list, items, root);
+        sink.object(entry->list, items, root);
     }
 
-    void singleton(int node) {
-        if (top_tag == "Version") {
-            if (tree.first(node) >= 0) tree.fail_at(node, "must hold a version number");
-        } else if (top_tag == "ProjectData") {
+    void singleton(const std::string &tag, int node) {
+        if (tag == "Version") {
+            if (decoding.first(node) >= 0) decoding.fail_at(node, "must hold a version number");
+        } else if (tag == "ProjectData") {
             decoder.project_data(node, settings, project, code);
-        } else if (top_tag == "ConcreteSetup") {
+        } else if (tag == "ConcreteSetup") {
             decoder.concrete_setup(node);
         } else {
             decoder.project_data_concrete(node, settings, code);
@@ -307,6 +330,8 @@ Reader::Reader(const expat::Host &host, Sink &sink) : state_(std::make_unique<St
 
 Reader::~Reader() = default;
 
+bool Reader::past_prolog() const { return state_->rooted; }
+
 void Reader::feed(const char *data, std::size_t len, bool final) {
     State &s = *state_;
     if (!s.started && len > 0) {
@@ -325,14 +350,25 @@ void Reader::feed(const char *data, std::size_t len, bool final) {
         s.parse(data + done, (int)n, final && done + n == len);
         done += n;
     } while (done < len);
-    if (final) {
-        s.decoder.finish(s.settings, s.code);
-        bool project = false;
-        for (const Val &v : s.settings[s.project].values) project |= v.kind != Val::Kind::Absent;
-        bool code = false;
-        for (const Val &v : s.settings[s.code].values) code |= v.kind != Val::Kind::Absent;
-        s.sink.settings(s.settings, project ? s.project : -1, code ? s.code : -1);
-    }
+    if (final && s.handoff == nullptr) finish();
+}
+
+void Reader::hand_over(Handoff &handoff) { state_->handoff = &handoff; }
+
+void Reader::decode(TopLevel &top) {
+    State &s = *state_;
+    std::swap(top.tree, s.decoding);
+    s.decode(top.list, top.tag, top.node);
+}
+
+void Reader::finish() {
+    State &s = *state_;
+    s.decoder.finish(s.settings, s.code);
+    bool project = false;
+    for (const Val &v : s.settings[s.project].values) project |= v.kind != Val::Kind::Absent;
+    bool code = false;
+    for (const Val &v : s.settings[s.code].values) code |= v.kind != Val::Kind::Absent;
+    s.sink.settings(s.settings, project ? s.project : -1, code ? s.code : -1);
 }
 
 }  // namespace marlox::input_read

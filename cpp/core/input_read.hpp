@@ -3,8 +3,9 @@
 //
 // The document is parsed on the interpreter's expat (set up as the result scanner sets up its
 // own) and kept as a small element tree for one top-level object only, which is decoded by the
-// schema tables and handed to a Sink before the next one is read: memory beyond the objects made
-// stays bounded by the largest object. Faults of the document are reported as marlox::Error:
+// schema tables and handed to a Sink before the next one is read (or, on two threads, handed
+// over to be decoded on the other: core/input_pipeline): memory beyond the objects made stays
+// bounded by the largest object. Faults of the document are reported as marlox::Error:
 // ErrorKind::Parse as ElementTree reports XML faults, ErrorKind::Value naming the element and its
 // line for everything the model cannot hold.
 #pragma once
@@ -32,7 +33,8 @@ struct Vertex {
     bool same_point(const Vertex &other) const { return y == other.y && z == other.z; }
 };
 
-// The value of one field of an object, by the field's schema kind.
+// The value of one field of an object, by the field's schema kind. Only the members of its
+// kind hold its value: the others may hold what the slot held before.
 struct Val {
     enum class Kind : std::uint8_t {
         Absent,  // not in the document: None, or the field's default
@@ -116,6 +118,17 @@ class Sink {
     virtual void settings(const Items &items, int project_data, int code_settings) = 0;
 };
 
+// A top-level element read whole and not yet decoded (input_tree.hpp).
+struct TopLevel;
+
+// Where a reader that hands its elements over puts each one it has read.
+class Handoff {
+  public:
+    virtual ~Handoff() = default;
+    // Takes `top`, leaving an element to read the next one into (or nullptr) in its place.
+    virtual void read(std::unique_ptr<TopLevel> &top) = 0;
+};
+
 class Reader {
   public:
     Reader(const expat::Host &host, Sink &sink);
@@ -125,6 +138,18 @@ class Reader {
 
     // Parse the next piece; `final` on the last. Throws marlox::Error, or what the sink threw.
     void feed(const char *data, std::size_t len, bool final);
+    // The root element has begun: the document's declaration (and with it the one call into the
+    // host's handler of an unknown encoding) lies behind.
+    bool past_prolog() const;
+
+    // Reading and decoding on two threads. After hand_over(), feed() (on one thread) parses
+    // only and hands each top-level element over as it is read; decode() (on the other) decodes
+    // an element so read and gives its objects to the sink, and finish(), after the last,
+    // checks the document as a whole and gives the sink the settings. Decoded in document
+    // order, the sink sees what feed() alone would give it.
+    void hand_over(Handoff &handoff);
+    void decode(TopLevel &top);
+    void finish();
 
     struct State;
 

@@ -60,6 +60,16 @@ class Tree {
     }
 };
 
+// The table entry of a top-level list (input_read.cpp).
+struct ListEntry;
+
+struct TopLevel {
+    const ListEntry *list = nullptr;  // the list of an entry; nullptr for a singleton
+    std::string tag;                  // a singleton's tag
+    int node = -1;
+    Tree tree;
+};
+
 // What the decoder looks up for a type at every element: its field keys (with their lengths,
 // so that lookups do not measure them again) and the role that selects its special elements.
 struct TypeInfo {
