@@ -117,8 +117,10 @@ struct PieceStream::Impl {
     bool piece_plan(std::size_t k, SplitPlan &out) {
         std::lock_guard<std::mutex> lock(cut_mutex);
         while (!all_cut && cuts.size() < k + 2) {
+            // The first piece is the smallest: the scan waits for it before its first section.
+            const std::uint64_t bytes = cuts.size() == 1 ? min_piece : piece_bytes;
             const std::uint64_t cut =
-                marlox::results::next_cut(read, plan, cuts.back() + piece_bytes, min_piece);
+                marlox::results::next_cut(read, plan, cuts.back() + bytes, min_piece);
             if (cut >= plan.size) {
                 all_cut = true;
             } else {
