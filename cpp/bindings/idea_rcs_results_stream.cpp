@@ -1,7 +1,10 @@
 // RcsOutputFileParser: the streaming parser, one check section at a time.
+#include "bindings/idea_rcs_pieces.hpp"
 #include "bindings/idea_rcs_results_check_section.hpp"
 #include "bindings/idea_rcs_results_expat.hpp"
+#include "bindings/idea_rcs_stream_pieces.hpp"
 #include "bindings/idea_rcs_stream_use.hpp"
+#include "core/ordered_pieces.hpp"
 
 namespace marlox::py::results {
 
@@ -31,6 +34,14 @@ struct SectionIterator {
     nb::object unfed;  // bytes read but not yet all given to expat
     Py_ssize_t unfed_offset = 0;
     StreamUse use;  // of the parser's stream, which other scans may share
+    int threads = 1;
+    // The file's pieces parsed on threads, while they serve: `doc` is then the tree of the
+    // piece whose sections are being handed out.
+    // (Held by a shared pointer only to keep the iterator copyable: it is copied into its
+    // Python object before it runs, and never after.)
+    std::shared_ptr<PieceStream> pieces;
+    std::uint64_t handed = 0;  // sections handed out from pieces
+    std::uint64_t skip = 0;    // sections the one-pass parse passes over, handed out before
 
     void reset_file() {
         use.use([&] {
@@ -53,6 +64,7 @@ struct SectionIterator {
 
     void finish() {
         state = State::Finished;
+        pieces.reset();
         use.release();
         pending_error = nb::object();
         unfed = nb::object();
@@ -80,6 +92,7 @@ struct SectionIterator {
             // An exception ends the scan, as it ends a generator; iterparse closes a file it
             // opened itself.
             state = State::Finished;
+            pieces.reset();
             use.release();
             if (close_source && source.is_valid()) {
                 close_source = false;
@@ -99,6 +112,34 @@ struct SectionIterator {
         }
     }
 
+    // While pieces serve: true with `doc` a tree whose sections wait, or false at the end of
+    // the scan. A piece that did not parse as a document of its own hands the scan over to the
+    // one-pass parse of the whole file, which passes over the sections handed out so far: what
+    // it raises, and where, is then that of one pass.
+    bool next_piece() {
+        if (doc && !doc->scanner->builder().ended_sections().empty()) return true;
+        std::unique_ptr<Scanner> tree;
+        switch (pieces->next(tree)) {
+            case PieceStream::Next::Piece:
+                // Reading on is an operation on the stream, as a read of it is in one pass.
+                use.use([] { return 0; });
+                doc = std::make_shared<DocState>(std::move(tree), true);
+                return true;
+            case PieceStream::Next::End:
+                pieces.reset();
+                reset_file();
+                finish();
+                return false;
+            case PieceStream::Next::Failed:
+                break;
+        }
+        pieces.reset();
+        skip = handed;
+        use.use([&] { return steal_or_throw(PyObject_CallMethod(source.ptr(), "seek", "i", 0)); });
+        doc = std::make_shared<DocState>(new_scanner(false), true);
+        return true;
+    }
+
     nb::object step() {
         if (state == State::NotStarted) {
             state = State::Running;
@@ -113,8 +154,10 @@ struct SectionIterator {
                 source = steal_or_throw(
                     PyObject_CallMethod(builtins.ptr(), "open", "Os", source.ptr(), "rb"));
                 close_source = true;
+            } else if (threads > 1) {
+                pieces = PieceStream::open(source, threads);
             }
-            doc = std::make_shared<DocState>(new_scanner(false), true);
+            if (!pieces) doc = std::make_shared<DocState>(new_scanner(false), true);
         } else if (current != kNoNode) {
             // element.clear() on the section handed out last; from now on it is stale.
             auto found = doc->materialized.find(current);
@@ -131,9 +174,14 @@ struct SectionIterator {
             wait_for_readers(*doc);
             doc->shift_nodes(doc->scanner->builder().collect());
         }
-        DomBuilder &builder = doc->scanner->builder();
         for (;;) {
+            if (pieces && !next_piece()) return nb::object();
+            DomBuilder &builder = doc->scanner->builder();
             auto &ended = builder.ended_sections();
+            for (; skip > 0 && !ended.empty(); --skip) {
+                builder.clear(ended.front());
+                ended.pop_front();
+            }
             if (!ended.empty()) {
                 const NodeId node = ended.front();
                 ended.pop_front();
@@ -145,6 +193,7 @@ struct SectionIterator {
                 nb::object cls =
                     steal_or_throw(PyObject_GetAttrString(parser.ptr(), "SectionResult"));
                 current = node;
+                if (pieces) ++handed;
                 return make_section(cls, section_id, SectionHandle{doc, node, doc->generation});
             }
             if (pending_error.is_valid()) {
@@ -240,10 +289,28 @@ Example using the BytesIO that get_output_file() returns:
     section = parser.section_result(1)
     shear = section.shear())";
 
+const char *const kSectionResultsDoc =
+    R"(Iterates through all section results.
+
+:param threads: the threads that parse a large file (a file opened for reading, or a BytesIO,
+    of several MB) side by side, a part of it between two check sections each, while this
+    iterator hands the sections out in document order: None for the processors this process
+    may run on, 1 (the default) for one pass. The sections, their ids and what their readers
+    return are the same; so are an error, its message and position, and the sections handed
+    out before it; and, as in one pass, a section handed out is emptied when the iteration
+    moves on. What differs with threads: the file is read by offset, so a scan stopped early
+    leaves the stream at its start (one pass leaves it where its reads stopped); a file that
+    changes while it is read raises RuntimeError; and a few parts ahead of the one handed out
+    are parsed, and held, before they are asked for.)";
+
 }  // namespace
 
 void bind_stream_parser(nb::module_ &m) {
     using namespace nb::literals;
+
+    m.def(
+        "_stream_pieces_begun", [] { return marlox::results::OrderedPieces::begun_total(); },
+        "Internal: the pieces of result files begun on threads by streaming scans so far.");
 
     nb::class_<SectionHandle>(m, "_SectionHandle",
                               "Internal: a check section of a running scan, before it is "
@@ -330,15 +397,17 @@ void bind_stream_parser(nb::module_ &m) {
             "Seek the stream back to where it was when the parser was made.")
         .def(
             "section_results",
-            [](nb::handle self) {
+            [](nb::handle self, nb::handle threads) {
                 SectionIterator it;
+                it.threads = table_scan::threads_argument(threads);
                 it.parser = nb::borrow(self);
                 return it;
             },
-            nb::sig("def section_results(self) -> "
+            nb::kw_only(), "threads"_a.none() = 1,
+            nb::sig("def section_results(self, *, threads: int | None = 1) -> "
                     "collections.abc.Iterator[marlox.external.idea_rcs.idea_rcs."
                     "RcsOutputFileParser.SectionResult]"),
-            "Iterates through all section results.")
+            kSectionResultsDoc)
         .def(
             "section_result",
             [](nb::handle self, nb::handle id_) {

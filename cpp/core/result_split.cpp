@@ -137,6 +137,17 @@ std::uint64_t find_section(const ReadAt &read, const SplitPlan &plan, std::uint6
 
 }  // namespace
 
+std::uint64_t next_cut(const ReadAt &read, const SplitPlan &plan, std::uint64_t target,
+                       std::uint64_t min_piece) {
+    const std::size_t w = unit_width(plan.encoding);
+    const std::size_t bom = bom_size(plan.encoding, plan.head);
+    target -= (target - bom) % w;
+    if (target + min_piece > plan.size) return plan.size;
+    const std::uint64_t limit = std::min(plan.size - min_piece, target + kSearchMax);
+    const std::uint64_t cut = find_section(read, plan, target, limit);
+    return cut >= limit ? plan.size : cut;
+}
+
 bool plan_split(const ReadAt &read, std::uint64_t size, int pieces, std::uint64_t min_piece,
                 SplitPlan &plan) {
     if (pieces < 2 || size < 2 * min_piece) return false;

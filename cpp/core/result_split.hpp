@@ -52,6 +52,13 @@ struct SplitPlan {
 bool plan_split(const ReadAt &read, std::uint64_t size, int pieces, std::uint64_t min_piece,
                 SplitPlan &plan);
 
+// The cut that follows a piece, for a plan whose cuts are found one at a time (made by
+// plan_split, its cuts then cut back to the first): the first section start tag at or after
+// `target` (taken back onto a code unit), where at least `min_piece` bytes are left after it;
+// else `plan.size`, and the piece runs to the end. A reading error gives `plan.size` too.
+std::uint64_t next_cut(const ReadAt &read, const SplitPlan &plan, std::uint64_t target,
+                       std::uint64_t min_piece);
+
 enum class PieceEnd {
     Done,     // fed whole
     Stopped,  // the consumer said stop

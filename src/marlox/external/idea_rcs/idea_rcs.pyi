@@ -1443,6 +1443,11 @@ class IdeaRcsAnalysis(marlox.external.external_program.ExternalProgram):
         ``as_file`` is true. Needs ``return_rcs_file`` and a completed ``execute``.
         """
 
+def _stream_pieces_begun() -> int:
+    """
+    Internal: the pieces of result files begun on threads by streaming scans so far.
+    """
+
 class _SectionHandle:
     """
     Internal: a check section of a running scan, before it is given to a SectionResult.
@@ -1553,8 +1558,21 @@ class RcsOutputFileParser:
     def _reset_file(self) -> None:
         """Seek the stream back to where it was when the parser was made."""
 
-    def section_results(self) -> Iterator[RcsOutputFileParser.SectionResult]:
-        """Iterates through all section results."""
+    def section_results(self, *, threads: int | None = 1) -> Iterator[RcsOutputFileParser.SectionResult]:
+        """
+        Iterates through all section results.
+
+        :param threads: the threads that parse a large file (a file opened for reading, or a BytesIO,
+            of several MB) side by side, a part of it between two check sections each, while this
+            iterator hands the sections out in document order: None for the processors this process
+            may run on, 1 (the default) for one pass. The sections, their ids and what their readers
+            return are the same; so are an error, its message and position, and the sections handed
+            out before it; and, as in one pass, a section handed out is emptied when the iteration
+            moves on. What differs with threads: the file is read by offset, so a scan stopped early
+            leaves the stream at its start (one pass leaves it where its reads stopped); a file that
+            changes while it is read raises RuntimeError; and a few parts ahead of the one handed out
+            are parsed, and held, before they are asked for.
+        """
 
     def section_result(self, id_: int) -> RcsOutputFileParser.SectionResult:
         """
