@@ -1,10 +1,13 @@
 """OutputFileParser: construction, section ids, raw results, lookups and the lazily made tree."""
 
 import io
+import struct
 import xml.etree.ElementTree as ET
 from pathlib import Path
 
 import pytest
+from hypothesis import given, settings
+from hypothesis import strategies as st
 
 from marlox.core import File
 from marlox.errors import ParsingError
@@ -95,3 +98,51 @@ def test_a_lookup_stops_at_the_first_match():
     assert p.capacity_results(1) == []
     with pytest.raises(AttributeError):
         p.capacity_results(2)
+    # The first section of an id wins; ids are compared as int() reads them, and a section
+    # whose id int() refuses stops every lookup that reaches it, before or after others.
+    p = parser(
+        section(" +7 ", SHEAR),
+        section(7, SHEAR, SHEAR),
+        section(-0),
+        section(12345678901234567890),
+        section("3.5"),
+        section(8),
+    )
+    assert [len(p.shear_results(7)), p.shear_results(0), p.shear_results(False)] == [1, [], []]
+    assert p.shear_results(12345678901234567890) == [] and p.shear_results(7.0) != []
+    for missing in (8, 9, "7"):
+        with pytest.raises(ValueError, match="'3.5'"):
+            p.shear_results(missing)
+    p = parser(section(1), section(2))
+    with pytest.raises(ParsingError, match="^section with id '3' is not available"):
+        p.detailing_results(3)
+    p._section_element(1).find("SectionId").text = "3"  # an element handed out is read
+    assert p.detailing_results(3) == [] and p.section_ids == [3, 2]
+
+
+# Decimal texts about the bounds of exactness (integers of 2^53, powers of ten of 22), and
+# any double written as repr, in exponent form or fixed-point with few or many digits.
+NUMBER_TEXTS = st.one_of(
+    st.floats(allow_nan=False, allow_infinity=False).flatmap(
+        lambda x: st.sampled_from([repr(x), f"{x:.3e}", f"{x:.17E}", f"{x:.6f}", f"{x:.0f}"])
+    ),
+    st.builds(
+        "{}{}{}e{}".format,
+        st.sampled_from(["", "-", "+"]),
+        st.integers(2**53 - 3, 2**53 + 3) | st.integers(0, 10**19),
+        st.sampled_from(["", ".", ".0", "0"]),
+        st.integers(-25, 25),
+    ),
+)
+
+
+@settings(max_examples=200, deadline=None)
+@given(st.lists(NUMBER_TEXTS, min_size=7, max_size=7))
+def test_numbers_read_as_float_reads_them_to_the_bit(texts):
+    keys = ["Ved", "Vrd", "Vrdc", "Vrdmax", "Vrdr", "Vrds", "CheckValue"]
+    values = "".join(f"<{key}>{text}</{key}>" for key, text in zip(keys, texts, strict=True))
+    shear = SHEAR.replace(SHEAR[SHEAR.index("<Ved>") : SHEAR.index("<Result>")], values)
+    (read,) = parser(section(1, shear)).shear_results(1)
+    assert [struct.pack("<d", read[key]) for key in keys] == [
+        struct.pack("<d", float(text)) for text in texts
+    ]

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <string_view>
 
 #include "bindings/helpers.hpp"
 #include "core/result_split.hpp"
@@ -18,6 +19,10 @@ using PieceFeed = std::function<bool(std::size_t k, const char *data, std::size_
 // every piece was fed whole; false when one stopped or failed (the document is then read as one
 // by the caller); raises RuntimeError when the file changed under the pieces.
 bool run_pieces(const marlox::results::SplitPlan &plan, const marlox::results::ReadAt &read,
+                const PieceFeed &feed, const nb::object &progress, std::uint64_t &reported);
+
+// The same for a document held in memory, fed where it lies; `check_leave`: see feed_piece.
+bool run_pieces(const marlox::results::SplitPlan &plan, std::string_view document, bool check_leave,
                 const PieceFeed &feed, const nb::object &progress, std::uint64_t &reported);
 
 // The smallest piece (two of them make the smallest document that is cut).

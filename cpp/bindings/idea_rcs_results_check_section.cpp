@@ -148,27 +148,9 @@ bool native_section_id_equals(DocState &doc, NodeId node, PyObject *wanted) {
         int overflow = 0;
         const long long w = PyLong_AsLongLongAndOverflow(wanted, &overflow);
         if (w == -1 && PyErr_Occurred()) throw_python();
-        const Dom &d = doc.dom();
-        const NodeId id_el = d.child(node, marlox::results::kSectionId);
-        const Slice t = id_el == kNoNode ? Slice{} : d.text(id_el);
-        if (overflow == 0 && !t.absent()) {
-            std::string_view text = d.str(t);
-            auto space = [](char c) {
-                return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
-            };
-            while (!text.empty() && space(text.front())) text.remove_prefix(1);
-            while (!text.empty() && space(text.back())) text.remove_suffix(1);
-            const bool negative = !text.empty() && text.front() == '-';
-            if (!text.empty() && (text.front() == '+' || text.front() == '-'))
-                text.remove_prefix(1);
-            const bool digits =
-                !text.empty() && text.size() < 19 &&
-                std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-            if (digits) {
-                long long value = 0;
-                for (char c : text) value = value * 10 + (c - '0');
-                return (negative ? -value : value) == w;
-            }
+        long long value = 0;
+        if (overflow == 0 && marlox::results::plain_section_id(doc.dom(), node, value)) {
+            return value == w;
         }
     }
     nb::object id = native_section_id(doc, node);

@@ -16,6 +16,7 @@ const expat::CApi *g_api = nullptr;
 
 // The largest piece of input given to expat at once.
 constexpr Py_ssize_t kPiece = 1 << 16;
+constexpr Py_ssize_t kReserveAfter = 4 * kPiece;
 
 // The host's handler for encodings that expat does not know builds its table with the
 // interpreter's codecs: it needs the interpreter lock, which a scan may have released.
@@ -137,6 +138,11 @@ bool feed_object(DocState &doc, PyObject *data, bool final) {
             const Py_ssize_t n = std::min(kPiece, len - done);
             ok = scanner.feed(ptr + done, (int)n, final && done + n == len);
             done += n;
+            // A whole document's tree, once the start of it tells how large it will grow, is
+            // given room for all of it.
+            if (!doc.streaming && done == kReserveAfter && len > 2 * kReserveAfter) {
+                scanner.dom().reserve_for((std::uint64_t)done, (std::uint64_t)len);
+            }
         } while (ok && done < len);
     }
     if (have_view) {

@@ -2,6 +2,8 @@
 #include "bindings/idea_rcs_results_check_section.hpp"
 
 #include <cstring>
+#include <optional>
+#include <unordered_map>
 #include "bindings/idea_rcs_pieces.hpp"
 #include "bindings/idea_rcs_results_expat.hpp"
 #include "bindings/translate.hpp"
@@ -111,10 +113,22 @@ std::unique_ptr<Scanner> whole_in_pieces(const char *data, std::size_t size, int
     std::vector<std::unique_ptr<Scanner>> scanners;
     for (std::size_t k = 0; k < plan.cuts.size(); ++k) scanners.push_back(new_scanner(true));
     std::uint64_t reported = 0;
+    std::vector<int> feeds(plan.cuts.size(), 0);
+    // Each piece's tree tells whether it closed an element of the head (below), so the piece's
+    // bytes need not be searched for the end tag.
     const bool whole = run_pieces(
-        plan, read,
+        plan, std::string_view(data, size), false,
         [&](std::size_t k, const char *piece, std::size_t len, bool final) {
-            return scanners[k]->feed(piece, (int)len, final);
+            const bool ok = scanners[k]->feed(piece, (int)len, final);
+            // After the head and the first read, the tree so far tells how large it will grow:
+            // the first piece's holds the others' once they are grafted into it.
+            if (++feeds[k] == 2) {
+                const std::uint64_t end = k + 1 < plan.cuts.size() ? plan.cuts[k + 1] : size;
+                const std::uint64_t fed = plan.head.size() + len;
+                scanners[k]->dom().reserve_for(
+                    fed, plan.head.size() + (k == 0 ? size - plan.cuts[0] : end - plan.cuts[k]));
+            }
+            return ok;
         },
         nb::none(), reported);
     if (!whole) return nullptr;
@@ -129,6 +143,16 @@ std::unique_ptr<Scanner> whole_in_pieces(const char *data, std::size_t size, int
         }
         return open;
     };
+    // A piece but the last never closed an element of the head when each of them is still the
+    // last child of the one before: had it closed one, whatever it opened after it to be closed
+    // by the end tags appended (there must be one, or its parse fails) would follow it.
+    for (std::size_t k = 0; k + 1 < scanners.size(); ++k) {
+        const Dom &d = scanners[k]->dom();
+        const std::vector<NodeId> open = chain(d, scanners[k]->builder().root());
+        for (std::size_t i = 1; i < depth; ++i) {
+            if (d.node(open[i]).next_sibling != kNoNode) return nullptr;
+        }
+    }
     Dom &into = scanners[0]->dom();
     const std::vector<NodeId> to = chain(into, scanners[0]->builder().root());
     for (std::size_t k = 1; k < scanners.size(); ++k) {
@@ -195,9 +219,59 @@ struct WholeParser {
         return native_section_id(*doc, node);
     }
 
+    // The sections of the native tree by plain id (see plain_section_id), made at the first
+    // look-up: each id's first section, in document order from 0. Sections from
+    // `irregular` on have not been indexed: that one's id is not plain, so only the
+    // interpreter's int() tells whether it equals the id looked for, or raises.
+    struct SectionIndex {
+        bool made = false;
+        std::unordered_map<long long, std::pair<std::size_t, NodeId>> first;
+        std::size_t irregular = SIZE_MAX;
+    } index;
+
+    void make_index() {
+        const Dom &d = doc->dom();
+        std::size_t ordinal = 0;
+        for (NodeId c = d.node(root_node).first_child; c != kNoNode; c = d.node(c).next_sibling) {
+            if (d.tag(c) != marlox::results::kSectionConcreteCheckResult) continue;
+            long long id = 0;
+            if (!marlox::results::plain_section_id(d, c, id)) {
+                index.irregular = ordinal;
+                break;
+            }
+            index.first.emplace(id, std::make_pair(ordinal++, c));
+        }
+        index.made = true;
+    }
+
+    // The section whose id is the exact int `section_id` through the index: its node; kNoNode
+    // when no section has it (raised); nullopt when only the walk over the sections can tell.
+    std::optional<NodeId> indexed_section(PyObject *section_id) {
+        int overflow = 0;
+        const long long wanted = PyLong_AsLongLongAndOverflow(section_id, &overflow);
+        if (wanted == -1 && PyErr_Occurred()) throw_python();
+        if (overflow != 0) return std::nullopt;
+        if (!index.made) make_index();
+        const auto found = index.first.find(wanted);
+        if (found != index.first.end() && found->second.first < index.irregular) {
+            return found->second.second;
+        }
+        if (found == index.first.end() && index.irregular == SIZE_MAX) return kNoNode;
+        return std::nullopt;
+    }
+
     // The section whose id equals `section_id`: its node (native) or its element.
     std::pair<NodeId, nb::object> find_section(PyObject *section_id,
                                                const nb::object &root_override = nb::object()) {
+        // The index holds while every section is read natively: no root set or replaced, no
+        // section element made (the caller may have changed it).
+        if (PyLong_CheckExact(section_id) && !root_override.is_valid() && !root.is_valid() &&
+            doc->materialized.empty()) {
+            if (const std::optional<NodeId> node = indexed_section(section_id)) {
+                if (*node == kNoNode) raise_not_available(section_id);
+                return {*node, nb::object()};
+            }
+        }
         std::pair<NodeId, nb::object> result{kNoNode, nb::object()};
         bool found = false;
         for_each_section(
@@ -220,9 +294,48 @@ struct WholeParser {
         return result;
     }
 
+    // A native section's extremes with their eight families located, found in one walk at the
+    // first read of the section and kept for the others (every accessor reads each extreme).
+    struct Located {
+        std::vector<NodeId> extremes;
+        std::vector<NodeId> families;  // kFamilyCount per extreme
+    };
+    std::unordered_map<NodeId, Located> located;
+
+    const Located &located_families(NodeId section) {
+        auto [at, inserted] = located.try_emplace(section);
+        Located &l = at->second;
+        if (!inserted) return l;
+        const Dom &d = doc->dom();
+        const NodeId er = d.child(section, marlox::results::kExtremeResults);
+        if (er != kNoNode) {
+            for (NodeId e = d.node(er).first_child; e != kNoNode; e = d.node(e).next_sibling) {
+                l.extremes.push_back(e);
+            }
+        }
+        l.families.resize(l.extremes.size() * kFamilyCount);
+        for (std::size_t i = 0; i < l.extremes.size(); ++i) {
+            marlox::results::locate_families(d, l.extremes[i],
+                                             l.families.data() + i * kFamilyCount);
+        }
+        return l;
+    }
+
     template <class R>
     nb::object section_results(PyObject *section_id, R &&reader) {
         auto [node, element] = find_section(section_id);
+        // Read natively as read_section would (no element made of it, no section inside it),
+        // through the located families.
+        if (!element.is_valid() && doc->materialized.find(node) == doc->materialized.end() &&
+            (doc->dom().flags(node) & Node::kContainsSection) == 0) {
+            ReadGuard guard(*doc);
+            const Located &l = located_families(node);
+            std::vector<NativeNode> extremes(l.extremes.size());
+            for (std::size_t i = 0; i < extremes.size(); ++i) {
+                extremes[i] = NativeNode{doc.get(), l.extremes[i], &l.families[i * kFamilyCount]};
+            }
+            return reader(extremes);
+        }
         SectionResult s;
         s.id = nb::borrow(section_id);
         if (element.is_valid()) {

@@ -85,8 +85,14 @@ bool file_stamp(int fd, FileStamp &out) {
 
 }  // namespace
 
-bool run_pieces(const SplitPlan &plan, const ReadAt &read, const PieceFeed &feed,
-                const nb::object &progress, std::uint64_t &reported) {
+namespace {
+
+// Feeds piece `k` to its consumer: PieceEnd as feed_piece gives it.
+using PieceRun = std::function<PieceEnd(std::size_t k, const std::atomic<bool> &cancel,
+                                        std::atomic<std::uint64_t> &done)>;
+
+bool run_each(const SplitPlan &plan, const PieceRun &run, const nb::object &progress,
+              std::uint64_t &reported) {
     const std::size_t n = plan.cuts.size();
     std::vector<PieceEnd> ends(n, PieceEnd::Failed);
     std::atomic<bool> cancel{false};
@@ -98,12 +104,7 @@ bool run_pieces(const SplitPlan &plan, const ReadAt &read, const PieceFeed &feed
     const auto work = [&](std::size_t k) {
         PieceEnd end = PieceEnd::Failed;
         try {
-            end = marlox::results::feed_piece(
-                plan, k, read, (std::size_t)kReadSize,
-                [&](const char *data, std::size_t len, bool final) {
-                    return feed(k, data, len, final);
-                },
-                cancel, done);
+            end = run(k, cancel, done);
         } catch (...) {
             end = PieceEnd::Failed;
         }
@@ -160,6 +161,38 @@ bool run_pieces(const SplitPlan &plan, const ReadAt &read, const PieceFeed &feed
         if (ends[k] != PieceEnd::Done) return false;
     }
     return true;
+}
+
+}  // namespace
+
+bool run_pieces(const SplitPlan &plan, const ReadAt &read, const PieceFeed &feed,
+                const nb::object &progress, std::uint64_t &reported) {
+    return run_each(
+        plan,
+        [&](std::size_t k, const std::atomic<bool> &cancel, std::atomic<std::uint64_t> &done) {
+            return marlox::results::feed_piece(
+                plan, k, read, (std::size_t)kReadSize,
+                [&](const char *data, std::size_t len, bool final) {
+                    return feed(k, data, len, final);
+                },
+                cancel, done);
+        },
+        progress, reported);
+}
+
+bool run_pieces(const SplitPlan &plan, std::string_view document, bool check_leave,
+                const PieceFeed &feed, const nb::object &progress, std::uint64_t &reported) {
+    return run_each(
+        plan,
+        [&](std::size_t k, const std::atomic<bool> &cancel, std::atomic<std::uint64_t> &done) {
+            return marlox::results::feed_piece(
+                plan, k, document, (std::size_t)kReadSize,
+                [&](const char *data, std::size_t len, bool final) {
+                    return feed(k, data, len, final);
+                },
+                cancel, done, check_leave);
+        },
+        progress, reported);
 }
 
 std::uint64_t min_piece() { return g_min_piece.load(); }

@@ -114,6 +114,11 @@ class Dom {
     // False (nothing grafted) when `from` does not number its nodes in document order.
     bool graft(NodeId parent, const Dom &from, NodeId first);
     void adopt(NodeId to, const Dom &from, NodeId of, bool tail_too);
+    // Room for the tree of a document of `total` bytes, judged from the tree of the `fed` bytes
+    // read so far, so that it grows without being moved (the first piece's tree, into which the
+    // others are grafted, is given room for the whole document). Only what is written is ever
+    // touched; when the room cannot be had, the tree grows as it would have.
+    void reserve_for(std::uint64_t fed, std::uint64_t total) noexcept;
 
   private:
     friend class DomBuilder;

@@ -201,6 +201,32 @@ inline bool same_descendant_text(const Dom &da, NodeId a, const Dom &db, NodeId 
     return da.str(da.text(x)) == db.str(db.text(y));
 }
 
+// int(section.find("SectionId").text) when the text is plain: ASCII white space around an
+// optional sign and up to 18 decimal digits. False for anything else (no such child, no text, any
+// other spelling), which only the interpreter's int() reads as it does.
+inline bool plain_section_id(const Dom &d, NodeId section, long long &value) {
+    const NodeId id_el = d.child(section, kSectionId);
+    if (id_el == kNoNode) return false;
+    const Slice t = d.text(id_el);
+    if (t.absent()) return false;
+    std::string_view text = d.str(t);
+    const auto space = [](char c) {
+        return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
+    };
+    while (!text.empty() && space(text.front())) text.remove_prefix(1);
+    while (!text.empty() && space(text.back())) text.remove_suffix(1);
+    const bool negative = !text.empty() && text.front() == '-';
+    if (!text.empty() && (text.front() == '+' || text.front() == '-')) text.remove_prefix(1);
+    if (text.empty() || text.size() >= 19) return false;
+    long long v = 0;
+    for (char c : text) {
+        if (c < '0' || c > '9') return false;
+        v = v * 10 + (c - '0');
+    }
+    value = negative ? -v : v;
+    return true;
+}
+
 // Whether a str with these UTF-8 bytes gives "nan" when lower-cased: only the ASCII spellings
 // of it do.
 inline bool lowers_to_nan(std::string_view text) {

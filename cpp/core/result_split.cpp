@@ -256,16 +256,22 @@ bool plan_split(const ReadAt &read, std::uint64_t size, int pieces, std::uint64_
     return plan.cuts.size() >= 2;
 }
 
-PieceEnd feed_piece(const SplitPlan &plan, std::size_t k, const ReadAt &read, std::size_t read_size,
-                    const std::function<bool(const char *, std::size_t, bool)> &feed,
-                    const std::atomic<bool> &cancel, std::atomic<std::uint64_t> &done) {
+namespace {
+
+// feed_piece over blocks that `next(at, n, block)` gives: [at, at + n) whole (short only at
+// the end), false for a read error.
+template <class Next>
+PieceEnd feed_blocks(const SplitPlan &plan, std::size_t k, std::size_t read_size, Next &&next,
+                     const std::function<bool(const char *, std::size_t, bool)> &feed,
+                     const std::atomic<bool> &cancel, std::atomic<std::uint64_t> &done,
+                     bool check_leave) {
     const std::size_t w = unit_width(plan.encoding);
     const bool last = k + 1 == plan.cuts.size();
     const std::uint64_t begin = plan.cuts[k];
     const std::uint64_t end = last ? plan.size : plan.cuts[k + 1];
     if (!feed(plan.head.data(), plan.head.size(), false)) return PieceEnd::Stopped;
     if (k == 0) done += plan.head.size();
-    std::string buffer;
+    std::string_view buffer;
     // The end of the last read, to find the innermost open element's end tag across reads.
     std::string carry;
     const std::size_t keep = plan.leave.size() + w;
@@ -276,12 +282,12 @@ PieceEnd feed_piece(const SplitPlan &plan, std::size_t k, const ReadAt &read, st
     for (std::uint64_t at = begin; at < end;) {
         if (cancel.load(std::memory_order_relaxed)) return PieceEnd::Cancelled;
         const std::size_t n = (std::size_t)std::min<std::uint64_t>(read_size, end - at);
-        if (!read_block(read, at, n, buffer)) return PieceEnd::Failed;
+        if (!next(at, n, buffer)) return PieceEnd::Failed;
         if (buffer.size() < n) return PieceEnd::Changed;
         if (at == begin && buffer.compare(0, plan.section.size(), plan.section) != 0) {
             return PieceEnd::Changed;
         }
-        if (!last) {
+        if (!last && check_leave) {
             // Reads are whole code units: the piece's bounds and the read size are.
             if (!carry.empty()) {
                 carry.append(buffer, 0, std::min(buffer.size(), keep));
@@ -301,6 +307,36 @@ PieceEnd feed_piece(const SplitPlan &plan, std::size_t k, const ReadAt &read, st
         if (!feed(plan.closers.data(), plan.closers.size(), true)) return PieceEnd::Stopped;
     }
     return PieceEnd::Done;
+}
+
+}  // namespace
+
+PieceEnd feed_piece(const SplitPlan &plan, std::size_t k, const ReadAt &read, std::size_t read_size,
+                    const std::function<bool(const char *, std::size_t, bool)> &feed,
+                    const std::atomic<bool> &cancel, std::atomic<std::uint64_t> &done) {
+    std::string block;
+    return feed_blocks(
+        plan, k, read_size,
+        [&](std::uint64_t at, std::size_t n, std::string_view &out) {
+            if (!read_block(read, at, n, block)) return false;
+            out = block;
+            return true;
+        },
+        feed, cancel, done, true);
+}
+
+PieceEnd feed_piece(const SplitPlan &plan, std::size_t k, std::string_view document,
+                    std::size_t read_size,
+                    const std::function<bool(const char *, std::size_t, bool)> &feed,
+                    const std::atomic<bool> &cancel, std::atomic<std::uint64_t> &done,
+                    bool check_leave) {
+    return feed_blocks(
+        plan, k, read_size,
+        [&](std::uint64_t at, std::size_t n, std::string_view &out) {
+            out = at < document.size() ? document.substr((std::size_t)at, n) : std::string_view();
+            return true;
+        },
+        feed, cancel, done, check_leave);
 }
 
 }  // namespace marlox::results

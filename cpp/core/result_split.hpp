@@ -74,4 +74,14 @@ PieceEnd feed_piece(const SplitPlan &plan, std::size_t k, const ReadAt &read, st
                     const std::function<bool(const char *, std::size_t, bool)> &feed,
                     const std::atomic<bool> &cancel, std::atomic<std::uint64_t> &done);
 
+// The same for a document held in memory, its bytes fed where they lie. `check_leave` false
+// leaves out the search of each piece but the last for the innermost open element's end tag,
+// for a consumer that tells from what the piece made that it never closed that element (a
+// whole tree: the head's elements each the last child of the one before).
+PieceEnd feed_piece(const SplitPlan &plan, std::size_t k, std::string_view document,
+                    std::size_t read_size,
+                    const std::function<bool(const char *, std::size_t, bool)> &feed,
+                    const std::atomic<bool> &cancel, std::atomic<std::uint64_t> &done,
+                    bool check_leave);
+
 }  // namespace marlox::results
