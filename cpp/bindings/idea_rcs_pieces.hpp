@@ -28,6 +28,31 @@ bool run_pieces(const marlox::results::SplitPlan &plan, std::string_view documen
 // The smallest piece (two of them make the smallest document that is cut).
 std::uint64_t min_piece();
 
+// The size and modification time of an open file, to tell whether it changed while read.
+struct FileStamp {
+    std::uint64_t size = 0;
+    long long mtime_s = 0, mtime_ns = 0;
+    bool operator==(const FileStamp &o) const {
+        return size == o.size && mtime_s == o.mtime_s && mtime_ns == o.mtime_ns;
+    }
+};
+
+// False for anything but a regular file (and on Windows, where a file is read in one pass: it
+// has no positioned read that leaves the descriptor's position alone).
+bool file_stamp(int fd, FileStamp &out);
+
+// The descriptor of a file object that reads a file of its own (a buffered reader as open()
+// makes it, or with `raw_too` also an unbuffered one), or -1.
+int descriptor_of(const nb::object &f, bool raw_too);
+
+// Reads of a descriptor at an offset (its position left alone), and of bytes in memory.
+marlox::results::ReadAt descriptor_reads(int fd);
+marlox::results::ReadAt memory_reads(const char *data, std::uint64_t size);
+
+// RuntimeError: the file changed while it was read in pieces, so that `what` (its table, its
+// sections) would mix two versions of it.
+[[noreturn]] void raise_changed(const char *what);
+
 // The threads= argument: None for the processors this process may run on; TypeError or
 // ValueError for anything but an int of at least 1.
 int threads_argument(nb::handle threads);

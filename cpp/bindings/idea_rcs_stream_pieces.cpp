@@ -1,16 +1,8 @@
 // The streaming scan's pieces on threads of their own (see idea_rcs_stream_pieces.hpp).
 #include "bindings/idea_rcs_stream_pieces.hpp"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <mutex>
-
-#ifndef _WIN32
-#include <unistd.h>
-#endif
 
 #include "bindings/idea_rcs_pieces.hpp"
 #include "core/ordered_pieces.hpp"
@@ -28,47 +20,6 @@ using marlox::results::SplitPlan;
 // A piece reads this much at a time, as a buffered stream's read() gives it.
 constexpr std::size_t kRead = 1 << 18;
 
-// The size and modification time of an open file, to tell whether it changed while read.
-struct FileStamp {
-    std::uint64_t size = 0;
-    long long mtime_s = 0, mtime_ns = 0;
-    bool operator==(const FileStamp &o) const {
-        return size == o.size && mtime_s == o.mtime_s && mtime_ns == o.mtime_ns;
-    }
-};
-
-// False for anything but a regular file (and on Windows, which has no positioned read that
-// leaves the descriptor's position alone: a file is read in one pass there).
-bool file_stamp(int fd, FileStamp &out) {
-#ifdef _WIN32
-    (void)fd, (void)out;
-    return false;
-#else
-    struct stat st{};
-    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) return false;
-    out.size = (std::uint64_t)st.st_size;
-    out.mtime_s = (long long)st.st_mtime;
-#if defined(__linux__)
-    out.mtime_ns = (long long)st.st_mtim.tv_nsec;
-#endif
-    return true;
-#endif
-}
-
-// The descriptor of a stream that reads a file of its own (a buffered or raw reader as open()
-// makes it), or -1.
-int descriptor_of(const nb::object &f) {
-    nb::object io = steal_or_throw(PyImport_ImportModule("io"));
-    nb::object buffered = steal_or_throw(PyObject_GetAttrString(io.ptr(), "BufferedReader"));
-    nb::object raw = steal_or_throw(PyObject_GetAttrString(io.ptr(), "FileIO"));
-    PyObject *type = (PyObject *)Py_TYPE(f.ptr());
-    if (type != buffered.ptr() && type != raw.ptr()) return -1;
-    nb::object fd = steal_or_throw(PyObject_CallMethod(f.ptr(), "fileno", nullptr));
-    const long v = PyLong_AsLong(fd.ptr());
-    if (v == -1 && PyErr_Occurred()) throw_python();
-    return (int)v;
-}
-
 // The bytes of a BytesIO (shared with it, not copied, while it is not written to), or empty.
 nb::object bytesio_value(const nb::object &f) {
     nb::object io = steal_or_throw(PyImport_ImportModule("io"));
@@ -79,19 +30,13 @@ nb::object bytesio_value(const nb::object &f) {
     return value;
 }
 
-[[noreturn]] void raise_changed() {
-    raise_builtin(PyExc_RuntimeError,
-                  "the result file changed while it was read in pieces: its sections would mix "
-                  "two versions of it (read it again once it is written)");
-}
-
 }  // namespace
 
 struct PieceStream::Impl {
     nb::object bytes;  // the BytesIO's bytes, which the reads below point into
     const expat::Host *host = nullptr;
     int fd = -1;
-    FileStamp stamp;
+    table_scan::FileStamp stamp;
     ReadAt read;
     SplitPlan plan;  // the head; the cuts are found as the pieces begin
     std::uint64_t min_piece = 0, piece_bytes = 0;
@@ -109,8 +54,8 @@ struct PieceStream::Impl {
 
     bool unchanged() const {
         if (fd < 0) return true;
-        FileStamp now;
-        return file_stamp(fd, now) && now == stamp;
+        table_scan::FileStamp now;
+        return table_scan::file_stamp(fd, now) && now == stamp;
     }
 
     // The plan of piece k alone (as piece 0 of its own), or false when there is no piece k.
@@ -172,35 +117,18 @@ std::unique_ptr<PieceStream> PieceStream::open(const nb::object &source, int thr
     if (threads < 2) return nullptr;
     auto impl = std::make_unique<Impl>();
     std::uint64_t size = 0;
-    const int fd = descriptor_of(source);
+    const int fd = table_scan::descriptor_of(source, true);
     if (fd >= 0) {
-        if (!file_stamp(fd, impl->stamp)) return nullptr;
+        if (!table_scan::file_stamp(fd, impl->stamp)) return nullptr;
         impl->fd = fd;
         size = impl->stamp.size;
-        impl->read = [fd](std::uint64_t offset, char *into, std::size_t n) -> long long {
-#ifdef _WIN32
-            (void)fd, (void)offset, (void)into, (void)n;
-            errno = ENOSYS;
-            return -1;
-#else
-            for (;;) {
-                const ssize_t r = ::pread(fd, into, n, (off_t)offset);
-                if (r < 0 && errno == EINTR) continue;
-                return (long long)r;
-            }
-#endif
-        };
+        impl->read = table_scan::descriptor_reads(fd);
     } else {
         impl->bytes = bytesio_value(source);
         if (!impl->bytes.is_valid()) return nullptr;
         const char *data = PyBytes_AS_STRING(impl->bytes.ptr());
         size = (std::uint64_t)PyBytes_GET_SIZE(impl->bytes.ptr());
-        impl->read = [data, size](std::uint64_t offset, char *into, std::size_t n) -> long long {
-            if (offset >= size) return 0;
-            const std::size_t m = (std::size_t)std::min<std::uint64_t>(n, size - offset);
-            std::memcpy(into, data + offset, m);
-            return (long long)m;
-        };
+        impl->read = table_scan::memory_reads(data, size);
     }
     // Pieces of about twice the smallest piece each (a few MB), so that a few in flight keep
     // every thread busy while the scan holds only those.
@@ -253,12 +181,12 @@ PieceStream::Next PieceStream::next(std::unique_ptr<Scanner> &tree) {
     const OrderedPieces::End end = s.runner->take(k);
     ++s.next;
     if (end == OrderedPieces::End::None) {
-        if (!s.unchanged()) raise_changed();
+        if (!s.unchanged()) table_scan::raise_changed("its sections");
         return Next::End;
     }
     if (s.ends[k] == PieceEnd::Changed || !s.unchanged()) {
         stop();
-        raise_changed();
+        table_scan::raise_changed("its sections");
     }
     if (end != OrderedPieces::End::Done) {
         stop();

@@ -6,12 +6,18 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
 #include <functional>
 #include <mutex>
+#include <string>
 #include <thread>
+
+#ifndef _WIN32
+#include <unistd.h>
+#endif
 
 #include "bindings/idea_rcs_pieces.hpp"
 #include "bindings/idea_rcs_table.hpp"
@@ -22,26 +28,6 @@ namespace marlox::py::results::table_scan {
 
 namespace {
 
-// The descriptor of a file object that reads a file of its own (a buffered reader as open()
-// makes it, or with `raw_too` also an unbuffered one), or -1.
-int descriptor_of(const nb::object &f, bool raw_too) {
-    // The types, looked up once (they live as long as the interpreter's io module).
-    static PyObject *buffered = nullptr, *raw = nullptr;
-    if (buffered == nullptr) {
-        nb::object io = steal_or_throw(PyImport_ImportModule("io"));
-        nb::object b = steal_or_throw(PyObject_GetAttrString(io.ptr(), "BufferedReader"));
-        nb::object r = steal_or_throw(PyObject_GetAttrString(io.ptr(), "FileIO"));
-        buffered = b.release().ptr();
-        raw = r.release().ptr();
-    }
-    PyObject *type = (PyObject *)Py_TYPE(f.ptr());
-    if (type != buffered && !(raw_too && type == raw)) return -1;
-    nb::object fd = steal_or_throw(PyObject_CallMethod(f.ptr(), "fileno", nullptr));
-    const long v = PyLong_AsLong(fd.ptr());
-    if (v == -1 && PyErr_Occurred()) throw_python();
-    return (int)v;
-}
-
 using marlox::results::PieceEnd;
 using marlox::results::ReadAt;
 using marlox::results::SplitPlan;
@@ -49,43 +35,6 @@ using marlox::results::SplitPlan;
 // A piece is at least this large: below twice as much a document is read as one. (Tests set it
 // lower, to cut small documents.)
 std::atomic<std::uint64_t> g_min_piece{2u << 20};
-
-// The size and modification time of an open file, to tell whether it changed while read.
-struct FileStamp {
-    std::uint64_t size = 0;
-    long long mtime_s = 0, mtime_ns = 0;
-    bool operator==(const FileStamp &o) const {
-        return size == o.size && mtime_s == o.mtime_s && mtime_ns == o.mtime_ns;
-    }
-};
-
-// False for anything but a regular file (and on Windows, where a file is read in one pass: it
-// has no positioned read that leaves the descriptor's position alone).
-bool file_stamp(int fd, FileStamp &out) {
-#ifdef _WIN32
-    (void)fd, (void)out;
-    return false;
-#else
-    struct stat st{};
-    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) return false;
-    out.size = (std::uint64_t)st.st_size;
-    out.mtime_s = (long long)st.st_mtime;
-#if defined(__linux__)
-    out.mtime_ns = (long long)st.st_mtim.tv_nsec;
-#endif
-    return true;
-#endif
-}
-
-[[noreturn]] void raise_changed() {
-    raise_builtin(PyExc_RuntimeError,
-                  "the result file changed while it was read in pieces: its table would mix "
-                  "two versions of it (read it again once it is written)");
-}
-
-}  // namespace
-
-namespace {
 
 // Feeds piece `k` to its consumer: PieceEnd as feed_piece gives it.
 using PieceRun = std::function<PieceEnd(std::size_t k, const std::atomic<bool> &cancel,
@@ -155,7 +104,7 @@ bool run_each(const SplitPlan &plan, const PieceRun &run, const nb::object &prog
     }
     join();
     for (std::size_t k = 0; k < n; ++k) {
-        if (ends[k] == PieceEnd::Changed) raise_changed();
+        if (ends[k] == PieceEnd::Changed) raise_changed("its table");
     }
     for (std::size_t k = 0; k < n; ++k) {
         if (ends[k] != PieceEnd::Done) return false;
@@ -196,6 +145,73 @@ bool run_pieces(const SplitPlan &plan, std::string_view document, bool check_lea
 }
 
 std::uint64_t min_piece() { return g_min_piece.load(); }
+
+// The descriptor of a file object that reads a file of its own, or -1.
+int descriptor_of(const nb::object &f, bool raw_too) {
+    // The types, looked up once (they live as long as the interpreter's io module).
+    static PyObject *buffered = nullptr, *raw = nullptr;
+    if (buffered == nullptr) {
+        nb::object io = steal_or_throw(PyImport_ImportModule("io"));
+        nb::object b = steal_or_throw(PyObject_GetAttrString(io.ptr(), "BufferedReader"));
+        nb::object r = steal_or_throw(PyObject_GetAttrString(io.ptr(), "FileIO"));
+        buffered = b.release().ptr();
+        raw = r.release().ptr();
+    }
+    PyObject *type = (PyObject *)Py_TYPE(f.ptr());
+    if (type != buffered && !(raw_too && type == raw)) return -1;
+    nb::object fd = steal_or_throw(PyObject_CallMethod(f.ptr(), "fileno", nullptr));
+    const long v = PyLong_AsLong(fd.ptr());
+    if (v == -1 && PyErr_Occurred()) throw_python();
+    return (int)v;
+}
+
+bool file_stamp(int fd, FileStamp &out) {
+#ifdef _WIN32
+    (void)fd, (void)out;
+    return false;
+#else
+    struct stat st{};
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) return false;
+    out.size = (std::uint64_t)st.st_size;
+    out.mtime_s = (long long)st.st_mtime;
+#if defined(__linux__)
+    out.mtime_ns = (long long)st.st_mtim.tv_nsec;
+#endif
+    return true;
+#endif
+}
+
+void raise_changed(const char *what) {
+    std::string message = "the result file changed while it was read in pieces: ";
+    message += what;
+    message += " would mix two versions of it (read it again once it is written)";
+    raise_builtin(PyExc_RuntimeError, message.c_str());
+}
+
+ReadAt descriptor_reads(int fd) {
+    return [fd](std::uint64_t offset, char *into, std::size_t n) -> long long {
+#ifdef _WIN32
+        (void)fd, (void)offset, (void)into, (void)n;
+        errno = ENOSYS;
+        return -1;
+#else
+        for (;;) {
+            const ssize_t r = ::pread(fd, into, n, (off_t)offset);
+            if (r < 0 && errno == EINTR) continue;
+            return (long long)r;
+        }
+#endif
+    };
+}
+
+ReadAt memory_reads(const char *data, std::uint64_t size) {
+    return [data, size](std::uint64_t offset, char *into, std::size_t n) -> long long {
+        if (offset >= size) return 0;
+        const std::size_t m = (std::size_t)std::min<std::uint64_t>(n, size - offset);
+        std::memcpy(into, data + offset, m);
+        return (long long)m;
+    };
+}
 
 namespace {
 
@@ -258,7 +274,7 @@ bool scan_document(Scan &scan, const ScanSetup &setup, const ReadAt &read, std::
     if (planned) {
         std::vector<TableScan> pieces;
         const bool whole = scan_pieces(plan, read, setup, progress, pieces, reported);
-        if (!unchanged()) raise_changed();
+        if (!unchanged()) raise_changed("its table");
         if (whole) {
             join_pieces(scan, pieces);
             return true;
@@ -266,32 +282,6 @@ bool scan_document(Scan &scan, const ScanSetup &setup, const ReadAt &read, std::
     }
     one_pass(reported);
     return false;
-}
-
-// Reads of a descriptor at an offset, and of bytes in memory.
-ReadAt descriptor_reads(int fd) {
-    return [fd](std::uint64_t offset, char *into, std::size_t n) -> long long {
-#ifdef _WIN32
-        (void)fd, (void)offset, (void)into, (void)n;
-        errno = ENOSYS;
-        return -1;
-#else
-        for (;;) {
-            const ssize_t r = ::pread(fd, into, n, (off_t)offset);
-            if (r < 0 && errno == EINTR) continue;
-            return (long long)r;
-        }
-#endif
-    };
-}
-
-ReadAt memory_reads(const char *data, std::uint64_t size) {
-    return [data, size](std::uint64_t offset, char *into, std::size_t n) -> long long {
-        if (offset >= size) return 0;
-        const std::size_t m = (std::size_t)std::min<std::uint64_t>(n, size - offset);
-        std::memcpy(into, data + offset, m);
-        return (long long)m;
-    };
 }
 
 }  // namespace
