@@ -343,6 +343,27 @@ READER_RULES = {
     "fatigue, one shear for both": fatigue("5", "5", ("5", 10)),
     "fatigue without maximum": fatigue(None, "5", ("5", 10)),
     "fatigue without maximum nor shear": fatigue(None, "5"),
+    # One item found under several checks and terms; a check's items in document order.
+    "stress item of two terms and two checks": one_extreme(
+        "StressLimitation",
+        stress("StressLimitationLong", "Check_7_2_3_Concrete_fck", "1"),
+        "<Check>StressLimitationShort</Check><Check>StressLimitationLong</Check>"
+        "<TypeCheck>Check_7_2_2_Concrete_fck</TypeCheck><TypeCheck>Check_7_2_3_Concrete_fck"
+        "</TypeCheck><Stress>2</Stress><CheckValue>0.5</CheckValue><Result>Passed</Result>",
+        stress("StressLimitationShort", "Check_7_2_3_Concrete_fck", "3"),
+    ),
+    # Leaves taken from the first fatigue item that has each; an item that is fatigue and shear.
+    "fatigue leaves from several items": one_extreme(
+        "Fatigue",
+        "<Check>Fatigue</Check><Result>First</Result>",
+        "<Check>Shear</Check><Check>Fatigue</Check><CheckValue>0.5</CheckValue>"
+        "<DecissionMethod>M</DecissionMethod><InternalForceMax><N>1</N></InternalForceMax>"
+        "<InternalForceMin><N>2</N></InternalForceMin><Ved>1</Ved><Vrd>2</Vrd><Vrdc>3</Vrdc>"
+        "<Vrdmax>4</Vrdmax><Vrdr>5</Vrdr><Vrds>6</Vrds><Result>Second</Result>",
+        "<Check>Shear</Check><InternalFores><N>2</N></InternalFores><Ved>1</Ved><Vrd>2</Vrd>"
+        "<Vrdc>3</Vrdc><Vrdmax>4</Vrdmax><Vrdr>5</Vrdr><Vrds>6</Vrds><CheckValue>1</CheckValue>"
+        "<Result>OK</Result>",
+    ),
 }
 
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 #include "bindings/idea_rcs_results_doc.hpp"
@@ -42,6 +43,45 @@ inline NativeNode find_item(const NativeNode &n, Name pred, std::string_view val
 template <class F>
 void findall_items(const NativeNode &n, Name pred, std::string_view value, F &&f) {
     marlox::results::for_each_item(n.dom(), n.id, pred, value, [&](NodeId e) { f(n.at(e)); });
+}
+
+// findall_items for several values in one pass: `f(item, v)`, items in document order (see
+// marlox::results::for_each_item_of).
+template <class F>
+void findall_items_of(const NativeNode &n, Name pred, const std::string_view *values,
+                      std::size_t count, F &&f) {
+    marlox::results::for_each_item_of(n.dom(), n.id, pred, values, count,
+                                      [&](NodeId e, std::size_t v) { f(n.at(e), v); });
+}
+
+// The internal forces below a present element, found in one walk, for comparing with others:
+// the elements that findtext(".//<k>") reads for k in N, Qy, Qz, Mx, My, Mz.
+struct NativeForces {
+    static constexpr std::uint32_t kTags[] = {marlox::results::kN,  marlox::results::kQy,
+                                              marlox::results::kQz, marlox::results::kMx,
+                                              marlox::results::kMy, marlox::results::kMz};
+    NodeId at[std::size(kTags)];
+};
+
+inline NativeForces forces_of(const NativeNode &n) {
+    NativeForces f;
+    marlox::results::find_descendants(n.dom(), n.id, NativeForces::kTags,
+                                      std::size(NativeForces::kTags), f.at);
+    return f;
+}
+
+// Whether findtext(".//<k>") is the same below both, for every k of the internal forces.
+inline bool same_forces(const Dom &d, const NativeForces &a, const NativeForces &b) {
+    for (std::size_t i = 0; i < std::size(NativeForces::kTags); ++i) {
+        const NodeId x = a.at[i];
+        const NodeId y = b.at[i];
+        if (x == kNoNode || y == kNoNode) {
+            if (x != y) return false;
+        } else if (d.str(d.text(x)) != d.str(d.text(y))) {
+            return false;
+        }
+    }
+    return true;
 }
 
 inline NativeNode find_item_child(const NativeNode &n, Name pred, std::string_view value,
@@ -88,6 +128,36 @@ void for_each_child(const NativeNode &n, F &&f) {
 }
 
 inline nb::object text_of(const NativeNode &n) { return n.doc->text_object(n.dom().text(n.id)); }
+
+// The text of a leaf that the readers hand out: the words that repeat all through a result
+// file ("Passed", the names of the checks) are made into str objects once and shared (a str
+// cannot be changed), through a small table that a new word takes over.
+inline nb::object leaf_text_of(const NativeNode &n) {
+    const Slice t = n.dom().text(n.id);
+    if (t.absent()) return nb::none();
+    const std::string_view text = n.dom().str(t);
+    struct Word {
+        std::size_t len = 0;
+        char bytes[32];
+        nb::object str;
+    };
+    static Word *const words = new Word[64];  // never freed: it may outlive the interpreter
+    if (text.empty() || text.size() > sizeof(Word::bytes)) return str_from(text);
+    const std::size_t slot =
+        (text.size() * 131 + (unsigned char)text.front() * 31 +
+         (unsigned char)text[text.size() / 2] * 7 + (unsigned char)text.back()) &
+        63;
+    Word &w = words[slot];
+    if (w.str.is_valid() && w.len == text.size() &&
+        std::memcmp(w.bytes, text.data(), text.size()) == 0) {
+        return w.str;
+    }
+    nb::object made = str_from(text);
+    w.str = made;
+    w.len = text.size();
+    std::memcpy(w.bytes, text.data(), text.size());
+    return made;
+}
 
 inline nb::object tag_of(const NativeNode &n) {
     return nb::borrow(n.doc->tag_object(n.dom().tag(n.id)));
@@ -198,6 +268,8 @@ void for_each_child(const EtNode &n, F &&f) {
 inline nb::object text_of(const EtNode &n) {
     return steal_or_throw(PyObject_GetAttr(n.o.ptr(), interned("text")));
 }
+
+inline nb::object leaf_text_of(const EtNode &n) { return text_of(n); }
 
 inline nb::object tag_of(const EtNode &n) {
     return steal_or_throw(PyObject_GetAttr(n.o.ptr(), interned("tag")));

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <optional>
+#include <type_traits>
+#include <utility>
 
 #include "bindings/idea_rcs_results_nodes.hpp"
 
@@ -14,7 +16,7 @@ namespace marlox::py::results {
 template <class N>
 nb::object leaf_text(const N &n) {
     if (n.null()) raise_none_attribute("text");
-    return text_of(n);
+    return leaf_text_of(n);
 }
 
 template <class N>
@@ -48,7 +50,9 @@ nb::object read_capacity(const std::vector<N> &extremes) {
         for (Name set : {marlox::results::kFu, marlox::results::kFu1, marlox::results::kFu2}) {
             N forces_element = c[set];
             if (forces_element.null()) raise_none_iteration();
-            nb::object forces = new_dict();
+            Py_ssize_t count = 0;
+            for_each_child(forces_element, [&](const N &) { ++count; });
+            nb::object forces = new_dict(count);
             for_each_child(forces_element, [&](const N &child) {
                 nb::object value = float_of(child);
                 nb::object tag = tag_of(child);
@@ -189,13 +193,29 @@ nb::object read_stress_limitation(const std::vector<N> &extremes) {
     for (std::size_t k = 0; k < std::size(kStressChecks); ++k) {
         check_keys[k] = interned(kStressChecks[k].data());
     }
+    static constexpr std::string_view kTerms[] = {"StressLimitationShort", "StressLimitationLong"};
+    // Natively the items are sorted in two passes over them, by term and by check, instead of
+    // one findall each; the items of the checks as (check, item), in document order.
+    std::vector<N> shorts, longs;
+    std::vector<std::pair<std::size_t, N>> checked;
     return per_extreme(extremes, Family::StressLimitation, [&](const N &check_results) {
         nb::object entry = new_dict(2 + std::size(kStressChecks));
-        std::vector<N> shorts, longs;
-        findall_items(check_results, MARLOX_N(Check), "StressLimitationShort",
-                      [&](const N &e) { shorts.push_back(e); });
-        findall_items(check_results, MARLOX_N(Check), "StressLimitationLong",
-                      [&](const N &e) { longs.push_back(e); });
+        shorts.clear();
+        longs.clear();
+        checked.clear();
+        if constexpr (std::is_same_v<N, NativeNode>) {
+            findall_items_of(
+                check_results, MARLOX_N(Check), kTerms, std::size(kTerms),
+                [&](const N &e, std::size_t v) { (v == 0 ? shorts : longs).push_back(e); });
+            findall_items_of(check_results, MARLOX_N(TypeCheck), kStressChecks,
+                             std::size(kStressChecks),
+                             [&](const N &e, std::size_t v) { checked.emplace_back(v, e); });
+        } else {
+            findall_items(check_results, MARLOX_N(Check), kTerms[0],
+                          [&](const N &e) { shorts.push_back(e); });
+            findall_items(check_results, MARLOX_N(Check), kTerms[1],
+                          [&](const N &e) { longs.push_back(e); });
+        }
         const std::pair<PyObject *, std::vector<N> *> terms[] = {{k_short, &shorts},
                                                                  {k_long, &longs}};
         for (const auto &[term, elements] : terms) {
@@ -208,7 +228,7 @@ nb::object read_stress_limitation(const std::vector<N> &extremes) {
                 nb::object value = stress_or_nan(stress);
                 const double v = PyFloat_AsDouble(value.ptr());
                 if (v == -1.0 && PyErr_Occurred()) throw_python();
-                nb::object key = text_of(type_check);
+                nb::object key = leaf_text_of(type_check);
                 dict_set(stresses.ptr(), key.ptr(), v != v ? Py_None : value.ptr());
             }
             dict_set(entry.ptr(), term,
@@ -219,7 +239,7 @@ nb::object read_stress_limitation(const std::vector<N> &extremes) {
             PyObject *check_key = check_keys[k];
             dict_set(entry.ptr(), check_key, Py_None);
             nb::object check = nb::none();
-            findall_items(check_results, MARLOX_N(TypeCheck), name, [&](const N &element) {
+            const auto read_check = [&](const N &element) {
                 PyObject *term;
                 const auto c = children_of(element);
                 N check_el = c[MARLOX_N(Check)];
@@ -249,7 +269,14 @@ nb::object read_stress_limitation(const std::vector<N> &extremes) {
                 dict_set(values.ptr(), name_key(MARLOX_N(Result)),
                          leaf_text(c[MARLOX_N(Result)]).ptr());
                 dict_set(check.ptr(), term, values.ptr());
-            });
+            };
+            if constexpr (std::is_same_v<N, NativeNode>) {
+                for (const auto &[of, element] : checked) {
+                    if (of == k) read_check(element);
+                }
+            } else {
+                findall_items(check_results, MARLOX_N(TypeCheck), name, read_check);
+            }
         }
         return entry;
     });
@@ -280,6 +307,11 @@ bool same_internal_forces(const N &shear_result, const N &forces) {
 
 template <class N>
 nb::object read_fatigue(const std::vector<N> &extremes) {
+    constexpr bool kNative = std::is_same_v<N, NativeNode>;
+    static constexpr std::string_view kChecks[] = {"Fatigue", "Shear"};
+    // Natively the items are sorted by check in one pass, and the forces that decide which
+    // shear result is which are each found once.
+    std::vector<N> fatigue_items, shear_items;
     return per_extreme(extremes, Family::Fatigue, [&](const N &check_results) {
         nb::object entry = new_dict();
         nb::object shear = new_dict();
@@ -288,32 +320,62 @@ nb::object read_fatigue(const std::vector<N> &extremes) {
             dict_set(entry.ptr(), MARLOX_KEY("fatigue"), empty.ptr());
             dict_set(entry.ptr(), MARLOX_KEY("shear"), shear.ptr());
         }
-        N max_forces =
-            find_item_child(check_results, MARLOX_N(Check), "Fatigue", MARLOX_N(InternalForceMax));
-        N min_forces =
-            find_item_child(check_results, MARLOX_N(Check), "Fatigue", MARLOX_N(InternalForceMin));
+        if constexpr (kNative) {
+            fatigue_items.clear();
+            shear_items.clear();
+            findall_items_of(check_results, MARLOX_N(Check), kChecks, std::size(kChecks),
+                             [&](const N &e, std::size_t v) {
+                                 (v == 0 ? fatigue_items : shear_items).push_back(e);
+                             });
+        }
+        // find("ConcreteCheckResultBase[Check="Fatigue"]/<leaf>")
+        const auto fatigue_child = [&](Name leaf) {
+            if constexpr (kNative) {
+                for (const N &item : fatigue_items) {
+                    N c = find_child(item, leaf);
+                    if (!c.null()) return c;
+                }
+                return check_results.at(kNoNode);
+            } else {
+                return find_item_child(check_results, MARLOX_N(Check), kChecks[0], leaf);
+            }
+        };
+        N max_forces = fatigue_child(MARLOX_N(InternalForceMax));
+        N min_forces = fatigue_child(MARLOX_N(InternalForceMin));
         nb::object fatigue = new_dict();
         dict_set(fatigue.ptr(), name_key(MARLOX_N(CheckValue)),
-                 leaf_float(find_item_child(check_results, MARLOX_N(Check), "Fatigue",
-                                            MARLOX_N(CheckValue)))
-                     .ptr());
+                 leaf_float(fatigue_child(MARLOX_N(CheckValue))).ptr());
         dict_set(fatigue.ptr(), MARLOX_KEY("DecisionMethod"),
-                 leaf_text(find_item_child(check_results, MARLOX_N(Check), "Fatigue",
-                                           MARLOX_N(DecissionMethod)))
-                     .ptr());
-        dict_set(
-            fatigue.ptr(), name_key(MARLOX_N(Result)),
-            leaf_text(find_item_child(check_results, MARLOX_N(Check), "Fatigue", MARLOX_N(Result)))
-                .ptr());
+                 leaf_text(fatigue_child(MARLOX_N(DecissionMethod))).ptr());
+        dict_set(fatigue.ptr(), name_key(MARLOX_N(Result)),
+                 leaf_text(fatigue_child(MARLOX_N(Result))).ptr());
         dict_set(entry.ptr(), MARLOX_KEY("fatigue"), fatigue.ptr());
-        findall_items(check_results, MARLOX_N(Check), "Shear", [&](const N &shear_result) {
-            if (same_internal_forces(shear_result, max_forces)) {
-                dict_set(shear.ptr(), MARLOX_KEY("max"), shear_values(shear_result).ptr());
+        if constexpr (kNative) {
+            const Dom &d = check_results.dom();
+            NativeForces max_at{}, min_at{};
+            if (!max_forces.null()) max_at = forces_of(max_forces);
+            if (!min_forces.null()) min_at = forces_of(min_forces);
+            for (const N &shear_result : shear_items) {
+                const NativeForces at = forces_of(shear_result);
+                if (max_forces.null()) raise_none_attribute("findtext");
+                if (same_forces(d, at, max_at)) {
+                    dict_set(shear.ptr(), MARLOX_KEY("max"), shear_values(shear_result).ptr());
+                }
+                if (min_forces.null()) raise_none_attribute("findtext");
+                if (same_forces(d, at, min_at)) {
+                    dict_set(shear.ptr(), MARLOX_KEY("min"), shear_values(shear_result).ptr());
+                }
             }
-            if (same_internal_forces(shear_result, min_forces)) {
-                dict_set(shear.ptr(), MARLOX_KEY("min"), shear_values(shear_result).ptr());
-            }
-        });
+        } else {
+            findall_items(check_results, MARLOX_N(Check), kChecks[1], [&](const N &shear_result) {
+                if (same_internal_forces(shear_result, max_forces)) {
+                    dict_set(shear.ptr(), MARLOX_KEY("max"), shear_values(shear_result).ptr());
+                }
+                if (same_internal_forces(shear_result, min_forces)) {
+                    dict_set(shear.ptr(), MARLOX_KEY("min"), shear_values(shear_result).ptr());
+                }
+            });
+        }
         return entry;
     });
 }

@@ -173,6 +173,48 @@ void for_each_item(const Dom &d, NodeId n, Name pred, std::string_view value, F 
     }
 }
 
+// n.findall("ConcreteCheckResultBase[<pred>="<value>"]") for each of `count` values (at most
+// 32), in one pass over the items: `f(e, v)` for each item `e` in document order and, within
+// it, each index `v` in ascending order of a value that it matches. The items that one value
+// gets are those, and in that order, that its own findall gives.
+template <class F>
+void for_each_item_of(const Dom &d, NodeId n, Name pred, const std::string_view *values,
+                      std::size_t count, F &&f) {
+    for (NodeId e = d.node(n).first_child; e != kNoNode; e = d.node(e).next_sibling) {
+        if (d.tag(e) != kConcreteCheckResultBase) continue;
+        std::uint32_t matched = 0;
+        for (NodeId p = d.node(e).first_child; p != kNoNode; p = d.node(p).next_sibling) {
+            if (d.tag(p) != pred) continue;
+            for (std::size_t v = 0; v < count; ++v) {
+                if ((matched >> v & 1u) == 0 && d.itertext_equals(p, values[v])) {
+                    matched |= 1u << v;
+                }
+            }
+        }
+        for (std::size_t v = 0; matched != 0; ++v, matched >>= 1) {
+            if ((matched & 1u) != 0) f(e, v);
+        }
+    }
+}
+
+// n.find(".//<tag>") for each of `count` tags, in one pre-order walk: `out[i]` the first
+// descendant with `tags[i]`, or kNoNode.
+inline void find_descendants(const Dom &d, NodeId n, const std::uint32_t *tags, std::size_t count,
+                             NodeId *out) {
+    std::size_t missing = count;
+    for (std::size_t i = 0; i < count; ++i) out[i] = kNoNode;
+    for (NodeId e = d.next_in_subtree(n, n); e != kNoNode && missing > 0;
+         e = d.next_in_subtree(n, e)) {
+        const std::uint32_t tag = d.tag(e);
+        for (std::size_t i = 0; i < count; ++i) {
+            if (out[i] == kNoNode && tags[i] == tag) {
+                out[i] = e;
+                --missing;
+            }
+        }
+    }
+}
+
 // n.find("ConcreteCheckResultBase[<pred>="<value>"]/<leaf>")
 inline NodeId find_item_child(const Dom &d, NodeId n, Name pred, std::string_view value,
                               Name leaf) {
