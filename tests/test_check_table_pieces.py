@@ -122,7 +122,8 @@ def test_hostile_documents_fail_as_in_one_pass(name):
     assert_pieces_agree(BROKEN[name])
 
 
-def test_failures_at_every_byte_and_read_boundary_are_those_of_one_pass():
+def truncations():
+    """Every prefix of a document of four small sections, in UTF-8 and in UTF-16."""
     small = "".join(
         f"<SectionConcreteCheckResult><SectionId>{i}</SectionId></SectionConcreteCheckResult>"
         for i in range(4)
@@ -130,7 +131,12 @@ def test_failures_at_every_byte_and_read_boundary_are_those_of_one_pass():
     for encoding in ("utf-8", "utf-16"):
         data = f'<?xml version="1.0" encoding="{encoding}"?><r>{small}</r>'.encode(encoding)
         for end in range(len(data)):
-            assert_pieces_agree(data[:end])
+            yield data[:end]
+
+
+def test_failures_at_every_byte_and_read_boundary_are_those_of_one_pass():
+    for data in truncations():
+        assert_pieces_agree(data)
     for name, data in chunk_boundary_documents():
         assert outcome(data, threads=3) == outcome(data, threads=1), name
 

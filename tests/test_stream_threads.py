@@ -12,7 +12,7 @@ import xml.etree.ElementTree as ET
 import pytest
 from hypothesis import HealthCheck, given, settings
 from result_documents import SAMPLE, documents, sample_document
-from test_check_table_pieces import CUTS
+from test_check_table_pieces import CUTS, truncations
 from test_results_bad_input import BROKEN, chunk_boundary_documents
 
 from marlox.external.idea_rcs import RcsOutputFileParser, idea_rcs
@@ -95,14 +95,8 @@ def test_hostile_documents_fail_as_in_one_pass(name):
 
 
 def test_failures_at_every_byte_and_read_boundary_are_those_of_one_pass():
-    small = "".join(
-        f"<SectionConcreteCheckResult><SectionId>{i}</SectionId></SectionConcreteCheckResult>"
-        for i in range(4)
-    )
-    for encoding in ("utf-8", "utf-16"):
-        data = f'<?xml version="1.0" encoding="{encoding}"?><r>{small}</r>'.encode(encoding)
-        for end in range(len(data)):
-            assert_threads_agree(data[:end])
+    for data in truncations():
+        assert_threads_agree(data)
     for name, data in chunk_boundary_documents():
         assert scan(io.BytesIO(data), 3) == scan(io.BytesIO(data), 1), name
 
